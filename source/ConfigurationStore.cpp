@@ -1,0 +1,20 @@
+#include "ConfigurationStore.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <stdexcept>
+
+void CopyIntoStore(std::vector<std::uint8_t>& store, std::uint32_t base, std::span<std::uint8_t const> data,
+                   std::uint32_t address) {
+  if (address < base) {
+    std::array<char, 96> text{};
+    std::snprintf(text.data(), text.size(),
+                  "Image data at 0x%08X lies below its region, which starts at 0x%08X", address, base);
+    throw std::runtime_error(text.data());
+  }
+  std::size_t const offset = address - base;
+  if (offset >= store.size()) return;
+  std::size_t const count = std::min(data.size(), store.size() - offset);
+  std::copy_n(data.begin(), count, store.begin() + static_cast<std::ptrdiff_t>(offset));
+}

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// The debug-authorization fields at the end of the CCFG sector. Every writer throws std::out_of_range when
+// the sector is too small to hold the fields.
+
+// Values of the type byte, the chip's.
+enum class DebugAuthorization : std::uint8_t {
+  NotAllowed = 0x00,
+  Allowed = 0x5A,
+  RequireAuthentication = 0xA5
+};
+
+// Digits of the two texts below, at most.
+constexpr std::size_t kPasswordIdDigits = 16;
+constexpr std::size_t kPasswordHashDigits = 64;
+
+// True when `text` holds nothing but hexadecimal digits, and no more than `maxDigits` (none is fine).
+[[nodiscard]] bool IsHexOfAtMost(std::string const& text, std::size_t maxDigits);
+
+[[nodiscard]] DebugAuthorization ReadDebugAuthorization(std::vector<std::uint8_t> const& ccfg);
+void WriteDebugAuthorization(std::vector<std::uint8_t>& ccfg, DebugAuthorization type);
+
+// Sets the type to RequireAuthentication and writes both values in the byte order of their texts, which
+// IsHexOfAtMost has accepted; short ones are padded with zeros on the left.
+void WriteRequiredPassword(std::vector<std::uint8_t>& ccfg, std::string const& idText,
+                           std::string const& hashText);
