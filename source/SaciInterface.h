@@ -1,0 +1,161 @@
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "IFlashProgrammerUtility2.h"
+#include "SaciInterface/Records.h"
+
+// The one channel to the command interface that the target's boot ROM runs on the security access port.
+//
+// Commands return the ROM's 8-bit result code (0 is success) and throw std::runtime_error for what the
+// transport finds wrong: a time-out, a wrong echo, a host failure. Every word transfer leaves "CS_DAP_0" the
+// current core. Times are milliseconds of the host's Sleep.
+class SaciInterface {
+ public:
+  // `hostUtility` is not owned and outlives this object. Makes "CS_DAP_0" current and looks up the registers.
+  SaciInterface(IFlashProgrammerUtility2* hostUtility, std::uint32_t mainSectorBytes, std::uint32_t ccfgBytes,
+                std::uint32_t ccfgUserRecordBytes);
+
+  // Sizes in bytes, at most 2048, 2048, 1024 and 128: the room of a command. Throw above.
+  void setMainSectorSize(std::uint32_t size);
+  void setCcfgSize(std::uint32_t size);
+  void setScfgSize(std::uint32_t size);
+  void setCcfgUserRecordSize(std::uint32_t size);
+
+  // To be called whenever the ROM restarts: sequence numbers count from 0 again.
+  void ResetInterfaceState() { nextSeqNumber = 0; }
+
+  // --- Transport ---
+
+  void WriteTxFlags(std::uint32_t value);
+  [[nodiscard]] std::uint32_t ReadTxFlags();
+  [[nodiscard]] std::uint32_t ReadRxFlags();
+
+  // One host transfer for the whole range of 32-bit words; none for an empty one.
+  template <typename Iterator>
+  void WriteTxWords(Iterator first, Iterator last);
+  template <typename Iterator>
+  void ReadRxWords(Iterator first, Iterator last);
+
+  void WaitForTxDataEmpty(std::uint32_t timeout, std::uint32_t pollInterval);
+  void WaitForRxDataReady(std::uint32_t timeout, std::uint32_t pollInterval);
+  void WaitForSaciToClearCmdWorkingFlag(std::uint32_t timeout, std::uint32_t pollInterval);
+
+  [[nodiscard]] std::uint32_t GetCmdWordCount(SACI_PARAM_T const& cmd) const;
+  std::uint8_t GenRespSeqNumber() { return nextSeqNumber++; }
+  void ConstructCommonParam(SACI_PARAM_COMMON_T* common, SACI_CMD_ID_T id, std::uint16_t cmdSpecific);
+  void WriteCmdWords(std::vector<std::uint32_t> const& words);
+  void SendCmd(SACI_PARAM_T const& cmd);
+  void ReadResponse(SACI_RESP_T& response);
+  // Without a record of the caller's the response goes to one shared by all calls.
+  std::uint8_t SendCmdAndReadResp(SACI_PARAM_T const& cmd, SACI_RESP_T* response);
+  std::uint8_t SendOneWordCmdAndReadResp(SACI_CMD_ID_T id, std::uint16_t cmdSpecific, SACI_RESP_T* response);
+
+  [[nodiscard]] static char const* ConvertResultCodeToString(SACI_CMD_RESULT_T result);
+  [[nodiscard]] static char const* ConvertResultCodeToString(std::uint8_t result) {
+    return ConvertResultCodeToString(static_cast<SACI_CMD_RESULT_T>(result));
+  }
+
+  // --- Commands ---
+
+  std::uint8_t Nop();
+  // `passwordId` is written only when the target reports one.
+  std::uint8_t ReqPasswordId(bool& hasId, std::uint64_t& passwordId);
+  // The first 64 bytes of the password are sent, the header states its full length in words.
+  std::uint8_t SubmitAuth(std::string const& password, bool isHex);
+  std::uint8_t ExitSaciHalt();
+  std::uint8_t ExitSaciShutdown();
+  std::uint8_t ExitSaciRun();
+  // `retainedWords` receives the target's retain field when `retainMainSectors`; must not be null then.
+  std::uint8_t EraseChip(bool retainMainSectors, bool retainCcfgScfg,
+                         std::vector<std::uint32_t>* retainedWords);
+  // Data beyond the room of a command is cut.
+  std::uint8_t ProgCcfgSector(std::vector<std::uint8_t> const& image, bool skipUserRecord);
+  std::uint8_t ProgCcfgUserRecord(std::vector<std::uint8_t> const& record);
+  std::uint8_t ProgScfgSector(std::vector<std::uint8_t> const& image);
+  std::uint8_t ProgOtpSector(std::vector<std::uint8_t> const& data);
+  std::uint8_t ProgMainSector(std::uint32_t address, std::vector<std::uint8_t> const& data);
+  std::uint8_t VerifyMainSectors(std::uint32_t address, std::uint32_t length, std::uint32_t crc,
+                                 bool blankCheck);
+  std::uint8_t VerifyCcfgSector(bool checkCrcs, bool userRecordCrc, bool blankCheck, std::uint32_t crc1,
+                                std::uint32_t crc2, std::uint32_t crc3, std::uint32_t crc4);
+  std::uint8_t VerifyScfgSector(bool checkCrc, std::uint32_t crc);
+  // Unless `acknowledge`, no response is awaited and 0 is returned.
+  std::uint8_t ResetDevice(bool acknowledge);
+
+  // --- Streams: these return 0 and throw for every failure ---
+
+  // `data` is whole chunks; `chunkSize` in bytes is a non-zero multiple of 4 (the MAIN sector size).
+  std::uint8_t ProgMainPipelined(std::uint32_t address, std::vector<std::uint8_t> const& data,
+                                 unsigned long chunkSize);
+
+  // `image` is whole words.
+  std::uint8_t ProgHsmFw(std::vector<std::uint8_t> const& image);
+  // `image` is a chain of length-prefixed records, sent one by one.
+  std::uint8_t ProgHsmFwBleMid(std::vector<std::uint8_t> const& image);
+  void ParseHsmCommandResponse();
+  void CheckForHsmFwError();
+  std::uint8_t ReadHsmSysInfo(std::string* versionText);
+  // Appends to `statusText`.
+  std::uint8_t ReadHsmUpdateStatus(std::string* statusText);
+
+ private:
+  template <typename Transfer>
+  void WithSecApCurrent(Transfer transfer);
+
+  void ReadPipelinedAck(std::uint64_t newest, std::uint32_t& lastAck);
+  void StartHsmFwStream(std::size_t imageWords);
+  SACI_RESP_T RequestHsmWords(SACI_CMD_ID_T id);
+
+  IFlashProgrammerUtility2* utility;
+  std::uint8_t nextSeqNumber = 0;
+  std::uint32_t mainSectorSize = 0;
+  std::uint32_t ccfgSize = 0;
+  std::uint32_t scfgSize = 0;
+  std::uint32_t ccfgUserRecordSize = 0;
+  Debugger::Address txCtlReg;
+  Debugger::Address rxCtlReg;
+  Debugger::Address deviceStatusReg;
+};
+
+// Throws std::runtime_error, `prefix` followed by the result's text, for every result but success.
+void RequireSaciSuccess(std::uint8_t result, char const* prefix);
+
+// The data word of the security access port is address 0 of its core.
+constexpr unsigned long long kSaciDataWord = 0;
+constexpr short kSaciDataPage = 1;
+
+template <typename Iterator>
+void SaciInterface::WriteTxWords(Iterator first, Iterator last) {
+  WithSecApCurrent([&] { utility->WriteMemory(first, last, kSaciDataWord, kSaciDataPage); });
+}
+
+template <typename Iterator>
+void SaciInterface::ReadRxWords(Iterator first, Iterator last) {
+  WithSecApCurrent([&] { utility->ReadMemory(first, last, kSaciDataWord, kSaciDataPage); });
+}
+
+// Switching back is tried however the transfer ends. Its own failure is told only after a transfer that went
+// well, so that it never hides the first failure.
+template <typename Transfer>
+void SaciInterface::WithSecApCurrent(Transfer transfer) {
+  std::exception_ptr restoreFailure;
+  utility->SetCoreById("SEC_AP");
+  {
+    std::shared_ptr<void> const restoreCore(nullptr, [&](void*) {
+      try {
+        utility->SetCoreById("CS_DAP_0");
+      } catch (...) {
+        restoreFailure = std::current_exception();
+      }
+    });
+    if (!utility->IsConnected()) utility->Connect(false);
+    transfer();
+  }
+  if (restoreFailure) std::rethrow_exception(restoreFailure);
+}
