@@ -1,0 +1,111 @@
+#include <map>
+#include <stdexcept>
+
+#include "DeviceNumbers.h"
+#include "FlashDeviceTovik.h"
+#include "RetainField.h"
+
+namespace {
+
+constexpr char kNoErase[] = "Do not erase sectors (program load only)";
+constexpr char kChipErase[] = "Chip Erase";
+constexpr char kChipEraseRetainMain[] = "Chip Erase (retain sectors specified in CCFG)";
+constexpr char kRetainMainAndConfiguration[] = "Retain MAIN sectors and CCFG and SCFG";
+constexpr char kRetainConfiguration[] = "Retain CCFG and SCFG sectors";
+
+std::map<std::string, int> const s_eraseTypeMap = {
+    {kNoErase, 0},
+    {kChipErase, 1},
+    {kChipEraseRetainMain, 2},
+    {kRetainMainAndConfiguration, 3},
+    {kRetainConfiguration, 4},
+};
+
+}  // namespace
+
+int FlashDeviceTovik::GetEraseType() {
+  ReadDeviceInfo();
+  std::string name;
+  if (!IsNewerPart(identity.device))
+    name = GetProperty<std::string>("FlashEraseSetting");
+  else if (GetProperty<bool>("NoFlashErase", false))
+    name = kNoErase;
+  else if (GetProperty<bool>("RetainCcfgScfg", false) && (isBleHighPg2OrNewer() || isBleMid()))
+    name = GetProperty<bool>("RetainMainSectors", false) ? kRetainMainAndConfiguration : kRetainConfiguration;
+  else
+    name = GetProperty<bool>("RetainMainSectors", false) ? kChipEraseRetainMain : kChipErase;
+
+  auto const type = s_eraseTypeMap.find(name);
+  if (type != s_eraseTypeMap.end()) return type->second;
+  utility.ReportError(std::string("Unknown erase option. Using \"") + kNoErase + "\"");
+  return 0;
+}
+
+void FlashDeviceTovik::EraseAsConfigured() {
+  switch (GetEraseType()) {
+    case 1: ChipErase(false, false); break;
+    case 2: ChipErase(true, false); break;
+    case 3: ChipErase(true, true); break;
+    case 4: ChipErase(false, true); break;
+    default: break;
+  }
+}
+
+void FlashDeviceTovik::ChipErase(bool retainMainSectors, bool retainCcfgScfg) {
+  if (IsVerboseEnabled()) DebugLog("Performing Chip Erase");
+  std::vector<std::uint32_t> words;
+  RequireSaciSuccess(saci.EraseChip(retainMainSectors, retainCcfgScfg, &words),
+                     "Error occurred when erasing the chip - ");
+
+  if (retainMainSectors) {
+    InterpretChipEraseRetainSectors(words);
+    if (IsVerboseEnabled()) {
+      std::vector<std::string> const retained = ConvertToAllowedSectorRanges(load.retainedSectors, true);
+      if (retained.empty())
+        DebugLog("Chip Erase: No sectors retained");
+      else
+        DebugLog("Chip Erase: Retained the following sector(s): %s", JoinRanges(retained).c_str());
+    }
+  } else {
+    load.retainedSectors.assign(identity.mainSectorCount, false);
+  }
+  load.ccfgScfgRetained = retainCcfgScfg;
+  if (!retainCcfgScfg) load.ccfgScfgErased = true;
+}
+
+void FlashDeviceTovik::InterpretChipEraseRetainSectors(std::vector<unsigned int> const& words) {
+  load.retainedSectors.assign(identity.mainSectorCount, false);
+  if (words.empty()) {
+    DebugLog("No sectors were retained during Chip Erase - only allowed if CCFG is valid");
+    return;
+  }
+  RequireRetainFieldSize(words);
+  ReadDeviceInfo();
+  load.retainedSectors =
+      DecodeRetainField(words, IsNewerPart(identity.device) ? 4 : 0, identity.mainSectorCount);
+}
+
+bool FlashDeviceTovik::BlankCheck() {
+  if (identity.mainFlashSize == 0)
+    throw std::runtime_error("Error performing blank check - Flash size is unknown.");
+
+  bool blank = true;
+  std::uint8_t result = saci.VerifyCcfgSector(false, false, true, 0, 0, 0, 0);
+  if (result == SACI_RESULT_BLANK_CHECK_FAILED) {
+    utility.ReportInfo("Blank Check: Device CCFG sector is programmed");
+    blank = false;
+  } else {
+    RequireSaciSuccess(result, "Error performing blank check on CCFG sector- ");
+  }
+
+  result = saci.VerifyMainSectors(0, identity.mainFlashSize, 0, true);
+  if (result == SACI_RESULT_BLANK_CHECK_FAILED) {
+    utility.ReportInfo("Blank Check: Device MAIN flash is programmed");
+    blank = false;
+  } else {
+    RequireSaciSuccess(result, "Error performing blank check on MAIN flash bank - ");
+  }
+
+  if (blank) utility.ReportInfo("Blank Check: Device flash is blank");
+  return blank;
+}

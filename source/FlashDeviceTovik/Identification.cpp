@@ -1,0 +1,149 @@
+#include <algorithm>
+#include <sstream>
+#include <stdexcept>
+
+#include "DeviceNumbers.h"
+#include "FlashDeviceTovik.h"
+
+namespace {
+
+// DEVICEID: VERSION [31:28], DEVICE [27:12]. PARTID: variant [23:16], part number [15:0].
+constexpr std::uint32_t DeviceOf(std::uint32_t deviceId) {
+  return deviceId >> 12 & 0xFFFF;
+}
+constexpr std::uint32_t VersionOf(std::uint32_t deviceId) {
+  return deviceId >> 28;
+}
+
+constexpr std::uint32_t kDeviceAndVersion = 0xF'FFFF;
+constexpr std::uint32_t kDeviceOnly = 0xFFFF;
+
+std::string const s_unknownName = "-";
+
+// The last row wins: tables list revisions from old to new.
+FlashUtil::RevisionRow const* FindLastRevision(std::vector<FlashUtil::RevisionRow> const& table,
+                                               std::uint32_t key, std::uint32_t mask) {
+  auto const row = std::find_if(table.rbegin(), table.rend(), [&](FlashUtil::RevisionRow const& candidate) {
+    return ((static_cast<std::uint32_t>(std::get<0>(candidate)) ^ key) & mask) == 0;
+  });
+  return row != table.rend() ? &*row : nullptr;
+}
+
+bool Matches(long key, std::uint32_t value) {
+  return key < 0 || key == static_cast<long>(value);
+}
+
+}  // namespace
+
+std::uint32_t FlashDeviceTovik::Convert(Debugger::Address address) const {
+  AssertContract(Debugger::Is32Bit(address), "false", "source/FlashDeviceTovik");
+  return static_cast<std::uint32_t>(Extract(address));
+}
+
+bool FlashDeviceTovik::isBleHighPg2OrNewer() const {
+  return (identity.device == kDeviceBleHigh && identity.revisionMajor > 1) ||
+         identity.device == kDeviceBleHighSecond;
+}
+
+bool FlashDeviceTovik::isBleMid() const {
+  return identity.device == kDeviceBleMid;
+}
+
+bool FlashDeviceTovik::ReadDeviceInfo() {
+  bool complete = ReadRevisionInfo();
+  complete = ReadFlashSize() && complete;
+  complete = ReadRamSize() && complete;
+  PopulateDeviceInfoFields();
+  return complete;
+}
+
+bool FlashDeviceTovik::ReadRevisionInfo() {
+  utility.SetCoreById("CS_DAP_0");
+  if (!utility.IsConnected()) utility.Connect(false);
+  std::uint32_t const deviceId = ReadReg(Convert(utility.LookupReg("CFGAP_DEVICEID")));
+  std::uint32_t const key = deviceId >> 12;
+  identity.device = DeviceOf(deviceId);
+  identity.revisionTable.clear();
+  helper->ReadRevisionsTranslationFromXml(identity.revisionTable);
+
+  FlashUtil::RevisionRow const* row = FindLastRevision(identity.revisionTable, key, kDeviceAndVersion);
+  bool const versionKnown = row != nullptr;
+  if (!versionKnown) row = FindLastRevision(identity.revisionTable, key, kDeviceOnly);
+  std::ostringstream text;
+  if (row == nullptr) {
+    text << "DEVICEID.DEVICE (DEVICEID[27:12]) '0x" << std::hex << identity.device
+         << "' unknown for selected target. \nDevice revision cannot be determined.";
+    utility.ReportInfo(text.str());
+    identity.revisionMajor = 0;
+    identity.revisionMinor = 0;
+    identity.revisionName = s_unknownName;
+    return true;
+  }
+
+  helper->ConvertRevisionStringToMajorMinor(std::get<1>(*row), identity.revisionMajor,
+                                            identity.revisionMinor);
+  identity.revisionName = std::get<2>(*row);
+  if (versionKnown) return true;
+  text << "DEVICEID.VERSION (DEVICEID[31:28]) '0x" << std::hex << VersionOf(deviceId) << std::dec
+       << "' unknown for selected target. Assuming latest known revision: Rev. ";
+  if (identity.revisionName != s_unknownName)
+    text << identity.revisionName << " (" << identity.revisionMajor << "." << identity.revisionMinor << ").";
+  else
+    text << identity.revisionMajor << "." << identity.revisionMinor << ".";
+  utility.ReportInfo(text.str());
+  return true;
+}
+
+bool FlashDeviceTovik::ReadFlashSize() {
+  identity.mainFlashSize = ReadMemorySize("DeviceInfoFlashSizeTranslation");
+  if (map.SectorSize == 0)
+    throw std::runtime_error("Internal error in Flash Loader: The sector size of MAIN flash is not known.");
+  identity.mainSectorCount = identity.mainFlashSize / map.SectorSize;
+  if (identity.mainFlashSize == 0)
+    utility.ReportInfo("The FLASH size of the target could not be determined.");
+  return true;
+}
+
+bool FlashDeviceTovik::ReadRamSize() {
+  identity.ramSize = ReadMemorySize("DeviceInfoRAMSizeTranslation");
+  if (identity.ramSize == 0) utility.ReportInfo("The SRAM size of the target could not be determined.");
+  return true;
+}
+
+std::uint32_t FlashDeviceTovik::ReadMemorySize(std::string const& translationProperty) {
+  utility.SetCoreById("CS_DAP_0");
+  if (!utility.IsConnected()) utility.Connect(false);
+  std::uint32_t const deviceId = ReadReg(Convert(utility.LookupReg("CFGAP_DEVICEID")));
+  std::uint32_t const partId = ReadReg(Convert(utility.LookupReg("CFGAP_PARTID")));
+  std::vector<FlashUtil::SizeRow> table;
+  helper->ReadSizeTranslationFromXml(translationProperty, table);
+  for (auto const& [device, partNumber, variant, size] : table)
+    if (Matches(device, DeviceOf(deviceId)) && Matches(partNumber, partId & 0xFFFF) &&
+        Matches(variant, partId >> 16 & 0xFF))
+      return static_cast<std::uint32_t>(size);
+  return 0;
+}
+
+void FlashDeviceTovik::PopulateDeviceInfoFields() {
+  std::ostringstream flash;
+  if (identity.mainFlashSize != 0)
+    flash << (identity.mainFlashSize >> 10) << " KB (" << identity.mainSectorCount << " sectors)";
+  else
+    flash << "--";
+  utility.SetValueOfProperty("DeviceInfoFlashSize", flash.str());
+
+  std::ostringstream ram;
+  if (identity.ramSize != 0)
+    ram << (identity.ramSize >> 10) << " KB";
+  else
+    ram << "--";
+  utility.SetValueOfProperty("DeviceInfoRAMSize", ram.str());
+
+  std::ostringstream revision;
+  if (identity.revisionMajor == 0 && identity.revisionMinor == 0 && identity.revisionName == s_unknownName)
+    revision << "--";
+  else
+    revision << identity.revisionName << " (" << identity.revisionMajor << "." << identity.revisionMinor
+             << ")";
+  utility.SetValueOfProperty("DeviceInfoRevision", revision.str());
+}

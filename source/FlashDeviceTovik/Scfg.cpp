@@ -1,0 +1,21 @@
+#include "ConfigurationStore.h"
+#include "FlashDeviceTovik.h"
+#include "ScfgKeyRing.h"
+
+void FlashDeviceTovik::StoreScfg(std::uint8_t const* data, std::uint32_t address, int length) {
+  if (GetProperty<bool>("PermissionsSetting", true) && (isBleHighPg2OrNewer() || isBleMid()))
+    CheckPermissions(data, length, "ScfgPermissions");
+  CopyIntoStore(load.scfgImage, map.ScfgBase, {data, static_cast<std::size_t>(length)}, address);
+  load.scfgStored = true;
+}
+
+void FlashDeviceTovik::ProgramStoredScfg() {
+  if (GetProperty<bool>("ScfgOverwriteCrcsToggle", false)) UpdateCrc32Fields("ScfgCrcFields", load.scfgImage);
+  ReduceScfgKeyRing(load.scfgImage);
+
+  if (!load.verificationOnly)
+    RequireSaciSuccess(saci.ProgScfgSector(load.scfgImage), "Error when programming SCFG - ");
+  std::uint32_t const crc = CalcCrc32Field(getCrcFieldPropertyInfo("scfg"), load.scfgImage);
+  RequireSaciSuccess(saci.VerifyScfgSector(true, crc), "Error when verifying SCFG - ");
+  load.scfgProgrammed = true;
+}

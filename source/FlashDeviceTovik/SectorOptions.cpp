@@ -1,0 +1,15 @@
+#include "FlashDeviceTovik.h"
+
+bool FlashDeviceTovik::IsSkipSpecificSectorsOptionEnabled() const {
+  return GetProperty<bool>("FlashPageToggle");
+}
+
+SectorMask FlashDeviceTovik::ConvertRangeToBoolVector(std::string const& property) const {
+  return ParseSkippedSectors(GetProperty<std::string>(property), identity.mainSectorCount);
+}
+
+bool FlashDeviceTovik::IsSkipSectorsFilledWithOptionEnabledAndValid() {
+  if (!GetProperty<bool>("FlashPagesFilledWith")) return false;
+  load.fillValue = ParseFillValue(GetProperty<std::string>("FlashPagesFilledWithValue"));
+  return true;
+}
