@@ -1,0 +1,225 @@
+#include "ChipStore.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string_view>
+#include <system_error>
+
+#include "Sha256.h"
+
+namespace simulator {
+namespace {
+
+constexpr std::string_view kMagic = "TOVCHIP\n";
+constexpr std::uint32_t kVersion = 1;
+constexpr std::size_t kDigestSize = 32;
+
+using Bytes = std::vector<std::uint8_t>;
+
+void AppendWord(Bytes& file, std::uint32_t word) {
+  for (unsigned shift = 0; shift < 32; shift += 8) file.push_back(static_cast<std::uint8_t>(word >> shift));
+}
+
+void AppendSized(Bytes& file, std::span<const std::uint8_t> bytes) {
+  AppendWord(file, static_cast<std::uint32_t>(bytes.size()));
+  file.insert(file.end(), bytes.begin(), bytes.end());
+}
+
+// The file's content in order. Reading past its end is damage: the checksum alone cannot tell a file that
+// somebody made with a right one.
+class Reader {
+ public:
+  explicit Reader(std::span<const std::uint8_t> content) : rest(content) {}
+
+  std::span<const std::uint8_t> Take(std::size_t size) {
+    if (size > rest.size()) throw std::runtime_error("is damaged: it ends too early");
+    const auto taken = rest.first(size);
+    rest = rest.subspan(size);
+    return taken;
+  }
+  std::uint32_t Word() {
+    std::uint32_t word = 0;
+    unsigned shift = 0;
+    for (const std::uint8_t byte : Take(4)) {
+      word |= std::uint32_t{byte} << shift;
+      shift += 8;
+    }
+    return word;
+  }
+  Bytes Memory(std::uint32_t expectedSize, std::string_view name) {
+    const std::uint32_t size = Word();
+    if (size != expectedSize)
+      throw std::runtime_error("holds " + std::to_string(size) + " bytes of " + std::string(name) +
+                               " instead of " + std::to_string(expectedSize));
+    const auto bytes = Take(size);
+    return {bytes.begin(), bytes.end()};
+  }
+  std::string Text() {
+    const auto bytes = Take(Word());
+    return {bytes.begin(), bytes.end()};
+  }
+  void RequireEnd() const {
+    if (!rest.empty()) throw std::runtime_error("is damaged: it goes on after its end");
+  }
+
+ private:
+  std::span<const std::uint8_t> rest;
+};
+
+// Magic, checksum and version hold: what follows them, up to the checksum.
+Reader OpenFile(std::span<const std::uint8_t> file) {
+  if (file.size() < kMagic.size() || !std::equal(kMagic.begin(), kMagic.end(), file.begin()))
+    throw std::runtime_error("is not a chip file");
+  if (file.size() < kMagic.size() + kDigestSize) throw std::runtime_error("is damaged: it ends too early");
+  const auto content = file.first(file.size() - kDigestSize);
+  if (!std::ranges::equal(Sha256(content), file.last(kDigestSize)))
+    throw std::runtime_error("is damaged: its checksum is wrong");
+  Reader reader(content.subspan(kMagic.size()));
+  if (const std::uint32_t version = reader.Word(); version != kVersion)
+    throw std::runtime_error("has format version " + std::to_string(version) + ", only " +
+                             std::to_string(kVersion) + " is known");
+  return reader;
+}
+
+Bytes ReadWhole(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) throw std::runtime_error("cannot be opened: " + std::generic_category().message(errno));
+  Bytes bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  if (file.bad()) throw std::runtime_error("cannot be read");
+  return bytes;
+}
+
+template <typename Call>
+auto NamingFile(const std::filesystem::path& path, Call&& call) {
+  try {
+    return call();
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error("Chip file " + path.string() + ": " + error.what());
+  }
+}
+
+[[noreturn]] void ThrowErrno(std::string_view what) {
+  const int code = errno;
+  throw std::runtime_error(std::string(what) + ": " + std::generic_category().message(code));
+}
+
+// A file next to `target` that takes its place when Commit() is reached, and is gone otherwise.
+class Replacement {
+ public:
+  explicit Replacement(const std::filesystem::path& target) : name(target.string() + ".XXXXXX") {
+    descriptor = mkostemp(name.data(), O_CLOEXEC);
+    if (descriptor < 0) ThrowErrno("cannot be written");
+  }
+  Replacement(const Replacement&) = delete;
+  Replacement& operator=(const Replacement&) = delete;
+  ~Replacement() {
+    if (descriptor >= 0) close(descriptor);
+    if (!name.empty()) unlink(name.c_str());
+  }
+
+  void Write(std::span<const std::uint8_t> bytes) const {
+    while (!bytes.empty()) {
+      const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+      if (written < 0 && errno == EINTR) continue;
+      if (written < 0) ThrowErrno("cannot be written");
+      bytes = bytes.subspan(static_cast<std::size_t>(written));
+    }
+  }
+
+  // The data must be on the disk before the name points to it, and the name before the caller goes on.
+  void Commit(const std::filesystem::path& target) {
+    constexpr mode_t kReadableByAll = 0644;
+    if (fchmod(descriptor, kReadableByAll) != 0 || fsync(descriptor) != 0) ThrowErrno("cannot be written");
+    const int closed = close(descriptor);
+    descriptor = -1;
+    if (closed != 0) ThrowErrno("cannot be written");
+    if (rename(name.c_str(), target.c_str()) != 0) ThrowErrno("cannot be replaced");
+    name.clear();
+    SyncDirectory(target.has_parent_path() ? target.parent_path() : ".");
+  }
+
+ private:
+  // Some file systems cannot sync a directory; the file itself is whole either way.
+  static void SyncDirectory(const std::filesystem::path& directory) {
+    const int opened = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (opened < 0) return;
+    fsync(opened);
+    close(opened);
+  }
+
+  std::string name;
+  int descriptor = -1;
+};
+
+}  // namespace
+
+std::vector<std::uint8_t> PackChip(const ChipDescription& description, const ChipState& state) {
+  Bytes file(kMagic.begin(), kMagic.end());
+  AppendWord(file, kVersion);
+  AppendSized(file, Bytes(description.name.begin(), description.name.end()));
+  for (const std::uint32_t word :
+       {description.deviceId, description.partId, std::uint32_t{state.lifeCycle}, state.hsm.version,
+        state.hsm.updateStatus, state.hsm.updates, std::uint32_t{state.hsm.boots}})
+    AppendWord(file, word);
+  for (const Bytes* memory : {&state.main, &state.ccfg, &state.scfg, &state.otp, &state.ram})
+    AppendSized(file, *memory);
+  const auto digest = Sha256(file);
+  file.insert(file.end(), digest.begin(), digest.end());
+  return file;
+}
+
+ChipState UnpackChip(const ChipDescription& description, std::span<const std::uint8_t> file) {
+  Reader reader = OpenFile(file);
+  if (const std::string name = reader.Text(); name != description.name)
+    throw std::runtime_error("holds a chip of device " + name + ", not " + description.name);
+  const std::uint32_t deviceId = reader.Word();
+  const std::uint32_t partId = reader.Word();
+  if (deviceId != description.deviceId || partId != description.partId)
+    throw std::runtime_error("holds a chip of another identity than device " + description.name);
+  ChipState state;
+  state.lifeCycle = static_cast<std::uint8_t>(reader.Word());
+  state.hsm.version = reader.Word();
+  state.hsm.updateStatus = reader.Word();
+  state.hsm.updates = reader.Word();
+  state.hsm.boots = reader.Word() != 0;
+  state.main = reader.Memory(description.mainSize, "MAIN");
+  state.ccfg = reader.Memory(description.ccfgSize, "CCFG");
+  state.scfg = reader.Memory(description.scfgSize, "SCFG");
+  state.otp = reader.Memory(description.otpSize, "OTP");
+  state.ram = reader.Memory(description.ramSize, "RAM");
+  reader.RequireEnd();
+  return state;
+}
+
+ChipState LoadChip(const std::filesystem::path& path, const ChipDescription& description) {
+  return NamingFile(path, [&] { return UnpackChip(description, ReadWhole(path)); });
+}
+
+std::string DeviceNameInFile(const std::filesystem::path& path) {
+  return NamingFile(path, [&] {
+    const Bytes file = ReadWhole(path);
+    return OpenFile(file).Text();
+  });
+}
+
+void SaveChip(const std::filesystem::path& path, const ChipDescription& description, const ChipState& state) {
+  NamingFile(path, [&] {
+    // Through a symbolic link the file it names is replaced, not the link.
+    const std::filesystem::path target = std::filesystem::weakly_canonical(path);
+    const Bytes file = PackChip(description, state);
+    Replacement replacement(target);
+    replacement.Write(file);
+    replacement.Commit(target);
+  });
+}
+
+}  // namespace simulator
