@@ -6,12 +6,15 @@
 
 namespace {
 
+// A directory opens like a file and fails when it is read.
 std::vector<std::uint8_t> ReadWholeFile(std::string const& fileName) {
-  std::ifstream file(fileName, std::ios::binary);
-  std::vector<std::uint8_t> bytes;
-  if (file) bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-  if (!file) throw std::runtime_error("Failed to read " + fileName);
-  return bytes;
+  try {
+    std::ifstream file(fileName, std::ios::binary);
+    file.exceptions(std::ios::failbit);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  } catch (std::ios_base::failure const&) {
+    throw std::runtime_error("Failed to read " + fileName);
+  }
 }
 
 }  // namespace

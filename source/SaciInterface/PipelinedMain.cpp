@@ -29,7 +29,7 @@ std::uint8_t SaciInterface::ProgMainPipelined(std::uint32_t address, std::vector
     std::size_t const begin = i * chunkSize / 4 * 4;
     std::size_t const end = (i + 1) * chunkSize / 4 * 4;
     words.resize((end - begin) / 4);
-    std::memcpy(words.data(), data.data() + begin, end - begin);
+    if (!words.empty()) std::memcpy(words.data(), data.data() + begin, end - begin);
     WriteTxWords(words.cbegin(), words.cend());
     // For a first number of 0 the right side wraps to the largest 64-bit number: the wait comes early.
     if (lastAck < firstSeq + i - 1) ReadPipelinedAck(firstSeq + i, lastAck);
