@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace host {
+
+// The debug cores of the target, as the plug-in selects them.
+enum class Core { DebugPort, SecureAp, Cortex };
+
+// The name a core has in the flash settings and in texts: "CS_DAP_0", "SEC_AP", "Cortex".
+[[nodiscard]] std::string_view CoreName(Core core);
+[[nodiscard]] std::optional<Core> FindCore(std::string_view name);
+
+// What stands between the host and a chip. Every operation fails by throwing std::runtime_error with a text
+// for the user. Which core is current and which cores are connected is HostServices' business: it calls the
+// operations below only for a connected core. Addresses are target addresses, 32 bits wide.
+class DebugProbe {
+ public:
+  virtual ~DebugProbe() = default;
+
+  // Brings up (or takes down) the connection to one core; connecting twice renews the connection.
+  virtual void Connect(Core core) = 0;
+  virtual void Disconnect(Core core) = 0;
+  // Pulls the target's reset pin; needs no connected core.
+  virtual void PinReset() = 0;
+
+  // Address of a register of the debug access ports, by its name; nothing for a name the target lacks.
+  [[nodiscard]] virtual std::optional<std::uint32_t> FindRegister(std::string_view name) const = 0;
+  [[nodiscard]] virtual std::uint32_t ReadRegister(std::uint32_t address) = 0;
+  virtual void WriteRegister(std::uint32_t address, std::uint32_t value) = 0;
+
+  // Words through the data register of the security access port, one transfer for all of them.
+  virtual void PushWords(std::span<const std::uint32_t> words) = 0;
+  virtual void PopWords(std::span<std::uint32_t> words) = 0;
+
+  // Target memory through the AHB access port, one transfer for the whole range.
+  virtual void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes) = 0;
+  virtual void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes) = 0;
+
+  virtual void Sleep(std::uint32_t milliseconds) = 0;
+  // Time since the probe was opened, in nanoseconds of the probe's own clock: modelled time where the target
+  // is simulated.
+  [[nodiscard]] virtual std::uint64_t ElapsedNs() const = 0;
+};
+
+}  // namespace host
