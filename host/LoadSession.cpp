@@ -1,0 +1,152 @@
+#include "LoadSession.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+namespace host {
+
+namespace {
+
+RegionReport* FindRegion(LoadReport& report, Region region) {
+  auto const found = std::find_if(report.regions.begin(), report.regions.end(),
+                                  [&](const RegionReport& candidate) { return candidate.region == region; });
+  return found == report.regions.end() ? nullptr : &*found;
+}
+
+// About what the plug-in moves to the target: whole sectors and regions; its commands add little to that.
+std::uint64_t EstimateWireBytes(const LoadPlan& plan, const MemoryMap& map) {
+  std::uint64_t bytes = 0;
+  for (const ImageBlock& block : plan.blocks) {
+    bool const isMain = block.region == Region::Main && map.sectorSize != 0;
+    std::uint64_t const head = isMain ? block.address % map.sectorSize : 0;
+    std::uint64_t const unit = isMain ? map.sectorSize : 1;
+    bytes += (head + block.data.size() + unit - 1) / unit * unit;
+  }
+  return bytes;
+}
+
+}  // namespace
+
+LoadReport LoadSession::Run(const LoadPlan& plan, const MemoryMap& map, LoadMode mode,
+                            const LoadEventSink& sink) {
+  LoadReport report;
+  report.mode = mode;
+  report.regions = DescribeRegions(plan, map);
+  LoadEventSink const tell = sink ? sink : [](const LoadEvent&) {};
+  tell(LoadPlanned{mode, report.regions, mode == LoadMode::Program ? EstimateWireBytes(plan, map) : 0});
+
+  std::uint64_t const startNs = probe.ElapsedNs();
+  std::uint64_t const startCalls = services.CallCount();
+  services.onMessage = [&](bool isError, const std::string& text) {
+    report.messages.push_back({isError, text});
+    tell(report.messages.back());
+  };
+  services.onBytesWritten = [&](std::uint64_t bytes) {
+    report.bytesWritten += bytes;
+    tell(BytesMoved{report.bytesWritten, probe.ElapsedNs() - startNs});
+  };
+
+  try {
+    Drive(plan, report, tell);
+    if (mode == LoadMode::Verify) JudgeVerification(report);
+  } catch (const std::exception& error) {
+    report.error = error.what();
+  }
+  services.onMessage = nullptr;
+  services.onBytesWritten = nullptr;
+
+  report.elapsedNs = probe.ElapsedNs() - startNs;
+  report.hostCalls = services.CallCount() - startCalls;
+  if (report.error) {
+    tell(LoadFailed{report});
+  } else {
+    tell(LoadFinished{report});
+  }
+  return report;
+}
+
+void LoadSession::Drive(const LoadPlan& plan, LoadReport& report, const LoadEventSink& sink) {
+  PluginDevice device(library, services, deviceName);
+  (void)device.Initialize();
+  device.StartLoad();
+
+  RegionReport* region = nullptr;
+  for (const ImageBlock& block : plan.blocks) {
+    if (region == nullptr || region->region != block.region || block.address >= region->end) {
+      if (region != nullptr) sink(RegionDone{*region});
+      region =
+          &*std::find_if(report.regions.begin(), report.regions.end(), [&](const RegionReport& candidate) {
+            return candidate.region == block.region && block.address >= candidate.address &&
+                   block.address < candidate.end;
+          });
+      sink(RegionStarted{*region});
+    }
+    region->outcome = RegionOutcome::Failed;  // stands when the block throws
+    device.WriteBlock(block.address, block.data);
+    region->outcome = RegionOutcome::Delivered;
+  }
+  if (region != nullptr) sink(RegionDone{*region});
+
+  if (!plan.blocks.empty() && !device.HandlesVerification(plan.blocks.front().address)) {
+    throw std::runtime_error(
+        "the plug-in leaves verification to the host, and this host has nothing to verify with");
+  }
+  try {
+    device.EndLoad();
+  } catch (const std::exception&) {
+    // MAIN flash and a user record were programmed as they came; which of the rest failed is in the text.
+    for (RegionReport& stored : report.regions)
+      if (stored.region != Region::Main && stored.region != Region::UserRecord)
+        stored.outcome = RegionOutcome::Failed;
+    throw;
+  }
+}
+
+void JudgeVerification(LoadReport& report) {
+  struct Compared {
+    Region region;
+    std::string_view failure;  // the plug-in's line, when the comparison stopped here
+  };
+  constexpr std::array<Compared, 3> kCompared = {{
+      {Region::Main, "Main flash Verification Failed!"},
+      {Region::Ccfg, "CCFG Verification Failed!"},
+      {Region::Scfg, "SCFG Verification Failed!"},
+  }};
+  auto const said = [&](std::string_view line) {
+    return std::any_of(report.messages.begin(), report.messages.end(),
+                       [&](const LoadMessage& message) { return message.text == line; });
+  };
+
+  for (RegionReport& region : report.regions) region.outcome = RegionOutcome::NotCompared;
+  if (!said("Image Verification Succeeded!")) {
+    auto const stop = std::find_if(kCompared.begin(), kCompared.end(),
+                                   [&](const Compared& compared) { return said(compared.failure); });
+    if (stop == kCompared.end()) {
+      report.error = "the plug-in ended the verification without an outcome";
+      return;
+    }
+    for (auto compared = kCompared.begin(); compared != stop; ++compared)
+      if (RegionReport* region = FindRegion(report, compared->region))
+        region->outcome = RegionOutcome::Verified;
+
+    if (RegionReport* region = FindRegion(report, stop->region)) {
+      region->outcome = RegionOutcome::Failed;
+      report.error = fmt::format("{} differs from the image", RegionName(stop->region));
+      return;
+    }
+    for (auto compared = stop; compared != kCompared.end(); ++compared) {
+      if (FindRegion(report, compared->region) == nullptr) continue;
+      report.error = fmt::format("{} was not compared: the images hold no {}, where the plug-in stops",
+                                 RegionName(compared->region), RegionName(stop->region));
+      return;
+    }
+    report.note = fmt::format("the images hold no {}; it was not compared", RegionName(stop->region));
+    return;
+  }
+  for (const Compared& compared : kCompared)
+    if (RegionReport* region = FindRegion(report, compared.region)) region->outcome = RegionOutcome::Verified;
+}
+
+}  // namespace host
