@@ -1,0 +1,109 @@
+#include "LoadVerb.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <memory>
+#include <optional>
+
+#include "../InputError.h"
+#include "../LoadSession.h"
+#include "../Preflight.h"
+#include "../ProgressBar.h"
+#include "ExitCode.h"
+#include "LoadText.h"
+#include "Target.h"
+#include "Verbs.h"
+
+namespace host::cli {
+
+namespace {
+
+LoadPlan MakePlan(const std::vector<ImageFile>& images, const Target& target, LoadMode mode) {
+  PluginCuts const cuts = PluginCutsUnder([&](std::string_view name) { return target.settings.Get(name); });
+  LoadPlan plan = PlanLoad(images, target.device.map, cuts);
+  // The plug-in programs a user record that comes alone the moment it comes, whatever it is asked to do.
+  if (mode == LoadMode::Verify && plan.Has(Region::UserRecord))
+    throw InputError("the images hold only the user record of the CCFG, which cannot be verified by itself");
+  return plan;
+}
+
+// Messages as they come, and on a terminal the progress bar in between.
+LoadEventSink TerminalSink(const Options& options, ProgressBar* bar) {
+  return [&options, bar](const LoadEvent& event) {
+    if (bar != nullptr) bar->Take(event);
+    if (const auto* message = std::get_if<LoadMessage>(&event))
+      if (!options.json || message->isError) PrintMessage(*message);
+  };
+}
+
+int ExitCodeOf(const LoadReport& report) {
+  if (report.error) return kFailed;
+  return report.HasErrorMessages() ? kErrorsReported : kDone;
+}
+
+}  // namespace
+
+void AddImageOptions(CLI::App& verb, Options& options, LoadOptions& load) {
+  verb.add_option("image", load.images, "ELF, Intel HEX, S-record, or a raw binary with its @ADDRESS")
+      ->required()
+      ->type_name("IMAGE[@ADDRESS]");
+  AddTargetOptions(verb, options);
+  verb.add_flag("!--no-progress", options.progress, "No progress bar, even on a terminal");
+}
+
+int RunLoad(const Options& options, const LoadOptions& load) {
+  Target target(options);
+  if (load.mode == LoadMode::Verify) target.settings.Set("ImageVerificationSetting", "1");
+  std::vector<ImageFile> images;
+  for (const std::string& argument : load.images) images.push_back(ReadImage(argument));
+  LoadPlan const plan = MakePlan(images, target, load.mode);
+
+  std::vector<std::string> warnings;
+  if (load.mode == LoadMode::Program) warnings = WarnBeforeLoad(plan, target.device, target.settings);
+  for (const std::string& warning : warnings) Complain("warning: " + warning);
+  if (load.isStrict && !warnings.empty())
+    throw InputError("refused because of --strict: " + warnings.front());
+  if (!options.json) fmt::print("{}\n", PlanText(plan, target.device, target.settings, images, load.mode));
+
+  std::optional<ProgressBar> bar;
+  if (options.progress && !options.json && isatty(STDERR_FILENO) != 0) bar.emplace(stderr);
+  ChipPicture const before = target.probe.Picture();
+  LoadSession session(target.library, target.services, target.probe, target.device.name);
+  LoadReport report =
+      session.Run(plan, target.device.map, load.mode, TerminalSink(options, bar ? &*bar : nullptr));
+  ChipPicture const after = target.probe.Picture();
+  if (load.mode == LoadMode::Program) {
+    JudgeByContents(report, plan, target.device.map, before, after);
+    try {
+      // Also after a failure: what happened to the chip has happened.
+      if (!load.isDryRun) target.probe.Save();
+    } catch (const std::exception& error) {
+      if (!report.error) report.error = error.what();
+    }
+  }
+
+  int const exitCode = ExitCodeOf(report);
+  std::vector<SectorState> const sectors = ClassifySectors(plan, target.device.map, before, after);
+  LoadStory const story{
+      target.device, target.settings,           images,       warnings, report, sectors, before,
+      after,         target.probe.RoundTrips(), load.isDryRun};
+  if (options.json) {
+    PrintJson(ToJson(story, exitCode));
+  } else {
+    fmt::print("{}", SummaryText(story));
+  }
+  if (report.error) Complain(*report.error);
+  return exitCode;
+}
+
+void AddLoad(CLI::App& program, Options& options) {
+  auto load = std::make_shared<LoadOptions>();
+  CLI::App* verb = program.add_subcommand("load", "Program images into a chip and verify them");
+  AddImageOptions(*verb, options, *load);
+  verb->add_flag("--strict", load->isStrict, "Refuse the load when there is anything to warn of");
+  verb->add_flag("--dry-run", load->isDryRun, "Do all of it to a copy of the chip and say what would change");
+  verb->callback([&options, load] { options.run = [&options, load] { return RunLoad(options, *load); }; });
+}
+
+}  // namespace host::cli

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "../LoadReport.h"
+#include "Options.h"
+
+namespace host::cli {
+
+struct LoadOptions {
+  std::vector<std::string> images;  // IMAGE[@ADDRESS]
+  LoadMode mode = LoadMode::Program;
+  bool isStrict = false;  // a warning before the load refuses it
+  bool isDryRun = false;
+};
+
+// Options that loading and verifying share.
+void AddImageOptions(CLI::App& verb, Options& options, LoadOptions& load);
+
+// One load from the images to the summary; returns the ExitCode. Throws InputError before anything is done.
+int RunLoad(const Options& options, const LoadOptions& load);
+
+}  // namespace host::cli

@@ -1,0 +1,86 @@
+#include "Target.h"
+
+#include <fmt/format.h>
+
+#include "../HostFault.h"
+#include "../InputError.h"
+#include "Locations.h"
+
+namespace host::cli {
+
+namespace {
+
+PropertyStore Defaults(const DeviceDescription& device) {
+  PropertyStore::Values values;
+  for (const FlashProperty& property : device.properties) values.emplace(property.name, property.value);
+  return PropertyStore(std::move(values));
+}
+
+SimulatedChipOptions ChipOptions(const TargetOptions& options) {
+  SimulatedChipOptions chip;
+  if (!options.chip.empty()) chip.file = options.chip;
+  chip.timing = options.probe;
+  chip.lifeCycle = options.lifeCycle;
+  for (const std::string& fault : options.faults)
+    if (!IsHostFault(fault)) chip.faults.push_back(fault);
+  return chip;
+}
+
+std::string Unhex(std::string_view digits) {
+  std::string bytes;
+  for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
+    bytes += static_cast<char>(std::strtoul(std::string(digits.substr(i, 2)).c_str(), nullptr, 16));
+  return bytes;
+}
+
+}  // namespace
+
+DeviceDescription ReadDevice(const TargetOptions& options) {
+  if (!options.device.empty()) return ReadDeviceDescription(FindDeviceFile(options.device, DevicesFolder()));
+  if (!options.chip.empty() && std::filesystem::exists(options.chip))
+    return ReadDeviceDescription(FindDeviceFile(SimulatedProbe::DeviceOfFile(options.chip), DevicesFolder()));
+  throw InputError("which device? Give --device (see 'tovik-flash devices')");
+}
+
+Target::Target(const Options& options)
+    : device(ReadDevice(options.target)),
+      settings(Defaults(device)),
+      probe(device, ChipOptions(options.target)),
+      library(options.target.plugin.empty() ? DefaultPlugin() : std::filesystem::path(options.target.plugin)),
+      services(probe, settings) {
+  ApplySettings(options.target);
+  if (options.verbose) settings.Set("FlashVerboseMode", "1");
+  for (const std::string& fault : options.target.faults)
+    if (IsHostFault(fault)) services.Fail(ParseHostFault(fault));
+  if (options.target.trace.empty()) return;
+
+  trace.emplace(options.target.trace);
+  for (const FlashProperty& property : device.properties) {
+    if (property.type != PropertyType::Password) continue;
+    std::string const secret = settings.Get(property.name);
+    trace->Hide(secret);
+    trace->Hide(Unhex(secret));  // as it would go over the wire
+  }
+  services.TraceTo(&*trace);
+}
+
+void Target::ApplySettings(const TargetOptions& options) {
+  for (const std::string& given : options.settings) {
+    std::size_t const equals = given.find('=');
+    if (equals == std::string::npos || equals == 0)
+      throw InputError(fmt::format("--set {}: expected NAME=VALUE", given));
+    std::string const name = given.substr(0, equals);
+    std::string value = given.substr(equals + 1);
+
+    const FlashProperty* property = device.Find(name);
+    if (property == nullptr && !options.allowUnknownSettings) {
+      std::vector<std::string> const nearest = settings.Nearest(name, 3);
+      std::string const hint = nearest.empty() ? "" : fmt::format("; nearest: {}", fmt::join(nearest, ", "));
+      throw InputError(fmt::format("{} has no setting \"{}\"{}", device.name, name, hint));
+    }
+    if (property != nullptr) value = NormalizedValue(*property, value);
+    settings.Set(name, value);
+  }
+}
+
+}  // namespace host::cli

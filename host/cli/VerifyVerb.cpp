@@ -1,0 +1,16 @@
+#include <memory>
+
+#include "LoadVerb.h"
+#include "Verbs.h"
+
+namespace host::cli {
+
+void AddVerify(CLI::App& program, Options& options) {
+  auto load = std::make_shared<LoadOptions>();
+  load->mode = LoadMode::Verify;
+  CLI::App* verb = program.add_subcommand("verify", "Compare a chip with images and change nothing");
+  AddImageOptions(*verb, options, *load);
+  verb->callback([&options, load] { options.run = [&options, load] { return RunLoad(options, *load); }; });
+}
+
+}  // namespace host::cli
