@@ -1,0 +1,426 @@
+#include "host/FlashProperties.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <optional>
+#include <sstream>
+
+#include "host/InputError.h"
+#include "host/Number.h"
+
+namespace {
+
+using host::DeviceDescription;
+using host::FlashProperty;
+using host::PropertyType;
+using testing::HasSubstr;
+
+const std::filesystem::path kDevices = std::filesystem::path(TOVIK_SOURCE_DIR) / "devices";
+
+template <typename Call>
+std::string ErrorOf(Call&& call) {
+  try {
+    call();
+  } catch (const host::InputError& error) {
+    return error.what();
+  }
+  return "no error";
+}
+
+// --- the files in devices/, read as the plug-in will read their properties ------------------------------
+
+std::vector<std::string> Split(const std::string& text, char delimiter) {
+  std::vector<std::string> pieces;
+  std::stringstream stream(text);
+  for (std::string piece; std::getline(stream, piece, delimiter);) pieces.push_back(piece);
+  return pieces;
+}
+
+struct DeviceFile : testing::TestWithParam<std::string> {
+  const DeviceDescription device = host::ReadDeviceDescription(kDevices / (GetParam() + ".xml"));
+  const host::ChipFacts& chip = device.chip;
+  const std::uint32_t deviceNumber = chip.deviceId >> 12 & 0xFFFF;
+
+  std::string Value(const std::string& name) const {
+    const FlashProperty* const property = device.Find(name);
+    if (property == nullptr) throw std::runtime_error("no property " + name);
+    return property->value;
+  }
+  bool Has(const std::string& name) const { return device.Find(name) != nullptr; }
+  std::uint32_t Hex(const std::string& name) const {
+    return static_cast<std::uint32_t>(std::stoul(Value(name), nullptr, 16));
+  }
+  host::CoveredRange Covered(const std::string& name) const {
+    const std::vector<std::string> pair = Split(Value(name), ':');
+    return {static_cast<std::uint32_t>(std::stoul(pair.at(0), nullptr, 16)),
+            static_cast<std::uint32_t>(std::stoul(pair.at(1), nullptr, 16))};
+  }
+  // The first row that fits the chip.
+  std::uint64_t TranslatedSize(const std::string& name) const {
+    const std::vector<std::string> cells = Split(Value(name), ':');
+    const std::uint64_t keys[] = {deviceNumber, chip.partId & 0xFFFF, chip.partId >> 16 & 0xFF};
+    for (std::size_t row = 0; row + 4 <= cells.size(); row += 4) {
+      bool fits = true;
+      for (std::size_t i = 0; i < 3; ++i)
+        fits &= cells[row + i] == "*" || host::ParseNumber(cells[row + i]) == keys[i];
+      if (fits) return host::ParseNumber(cells[row + 3]).value();
+    }
+    return 0;
+  }
+  // Major revision of the last row for exactly this silicon; 0 when there is none.
+  int RevisionMajor() const {
+    const std::vector<std::string> cells = Split(Value("DeviceInfoRevisionTranslation"), ':');
+    int major = 0;
+    for (std::size_t row = 0; row + 3 <= cells.size(); row += 3)
+      if (host::ParseNumber(cells[row]) == chip.deviceId >> 12) major = std::stoi(cells[row + 1]);
+    return major;
+  }
+  // Devices of the newer configuration format and erase rules.
+  bool IsNewer() const {
+    return deviceNumber == 0xBBC5 || deviceNumber == 0xBBCC ||
+           (deviceNumber == 0xBB98 && RevisionMajor() > 1);
+  }
+  bool IsCorvel() const { return deviceNumber == 0xBB98 || deviceNumber == 0xBBC5 || deviceNumber == 0xBBCC; }
+};
+
+TEST_P(DeviceFile, FactsAndChipTellTheSameOfRegions) {
+  EXPECT_EQ(TranslatedSize("DeviceInfoFlashSizeTranslation"), chip.mainSize);
+  EXPECT_EQ(TranslatedSize("DeviceInfoRAMSizeTranslation"), chip.ram.size);
+  EXPECT_EQ(Hex("SectorSize"), chip.sectorSize);
+  EXPECT_EQ(Hex("CcfgBase"), chip.ccfg.base);
+  EXPECT_EQ(Hex("CcfgSize"), chip.ccfg.size);
+  EXPECT_EQ(Hex("ScfgBase"), chip.scfg.base);
+  EXPECT_EQ(Hex("ScfgSize"), chip.scfg.size);
+  EXPECT_EQ(Has("OtpSize") ? Hex("OtpSize") : 0, chip.otp.size);
+  EXPECT_EQ(Has("OtpBase") ? Hex("OtpBase") : 0, chip.otp.base);
+  EXPECT_EQ(Hex("CcfgUserRecordSize"), chip.userRecord.length);
+  EXPECT_EQ(Covered("ccfg.userRecord.crc32Info").offset, chip.userRecord.offset);
+}
+
+TEST_P(DeviceFile, MapIsTheChips) {
+  EXPECT_EQ(device.map.main, (host::AddressRange{0, chip.mainSize}));
+  EXPECT_EQ(device.map.sectorSize, chip.sectorSize);
+  EXPECT_EQ(device.map.ccfg, chip.ccfg);
+  EXPECT_EQ(device.map.userRecord,
+            (host::AddressRange{chip.ccfg.base + chip.userRecord.offset, chip.userRecord.length}));
+  EXPECT_EQ(device.map.scfg, chip.scfg);
+  EXPECT_EQ(device.map.otp, chip.otp);
+  EXPECT_EQ(device.map.ram, chip.ram);
+  EXPECT_EQ(device.map.aliasMask, deviceNumber == 0xBB98 || deviceNumber == 0xBBC5 ? 0x1000'0000u : 0u);
+}
+
+TEST_P(DeviceFile, FactsAndChipTellTheSameOfCrcs) {
+  EXPECT_EQ(Covered("ccfg.bootCfg.crc32Info"), chip.bootCrc);
+  EXPECT_EQ(Covered("ccfg.crc32Info"), chip.ccfgCrc);
+  EXPECT_EQ(Covered("ccfg.userRecord.crc32Info"), chip.userRecordCrc);
+  EXPECT_EQ(Covered("ccfg.debugCfg.crc32Info"), chip.debugCrc);
+  // Only the name that the plug-in must ask for on this device, so that the wrong one is found out.
+  EXPECT_EQ(Covered(IsNewer() ? "scfg2.crc32Info" : "scfg.crc32Info"), chip.scfgCrc);
+  EXPECT_FALSE(Has(IsNewer() ? "scfg.crc32Info" : "scfg2.crc32Info"));
+}
+
+TEST_P(DeviceFile, CrcWordsCanBePutRightInAnyOrder) {
+  const host::CoveredRange covered[] = {chip.bootCrc, chip.ccfgCrc, chip.userRecordCrc, chip.debugCrc};
+  for (const host::CoveredRange& one : covered) {
+    const std::uint32_t word = one.offset + one.length;
+    EXPECT_LE(word + 4, chip.ccfg.size);
+    for (const host::CoveredRange& other : covered)
+      EXPECT_TRUE(word + 4 <= other.offset || word >= other.offset + other.length) << word;
+  }
+  // The key ring, from byte 232 on, may be cut off but for its first entry of 44 bytes.
+  EXPECT_LE(chip.scfgCrc.offset + chip.scfgCrc.length + 4, 232u + 44u);
+}
+
+TEST_P(DeviceFile, DebugFieldsLieWhereThePluginWritesThem) {
+  EXPECT_EQ(chip.authorizationTypeOffset, chip.ccfg.size - 48);
+  EXPECT_EQ(chip.authorizationIdOffset, chip.ccfg.size - 44);
+  EXPECT_EQ(chip.authorizationHashOffset, chip.ccfg.size - 36);
+  EXPECT_LE(chip.debugCrc.offset, chip.authorizationTypeOffset);
+  EXPECT_GE(chip.debugCrc.offset + chip.debugCrc.length, chip.authorizationHashOffset + 32);
+}
+
+TEST_P(DeviceFile, RetainFieldCoversAllSectors) {
+  const std::uint32_t sectors = chip.mainSize / chip.sectorSize;
+  EXPECT_EQ(chip.retainWords, sectors > 256 ? 3u : 2u);
+  EXPECT_EQ(chip.retainGroupShift, IsCorvel() ? 4u : 0u);
+  EXPECT_GE(chip.retainOffset, chip.ccfgCrc.offset);
+  EXPECT_LE(chip.retainOffset + 4 * chip.retainWords, chip.ccfgCrc.offset + chip.ccfgCrc.length);
+}
+
+TEST_P(DeviceFile, RevisionIsKnown) {
+  EXPECT_GT(RevisionMajor(), 0);
+}
+
+TEST_P(DeviceFile, OffersTheSettingsThatActOnIt) {
+  for (const char* name : {"FlashVerboseMode",
+                           "ImageVerificationSetting",
+                           "FlashPageToggle",
+                           "FlashPages",
+                           "FlashPagesFilledWith",
+                           "FlashPagesFilledWithValue",
+                           "PermissionsSetting",
+                           "CcfgPermissions",
+                           "ScfgPermissions",
+                           "CcfgCrcFields",
+                           "CcfgOverwriteCrcsToggle",
+                           "CcfgSkipProgrammingUserRecord",
+                           "CcfgVerifyUserRecordCrcToggle",
+                           "CcfgOverwriteAuthorizationFieldsToggle",
+                           "CcfgOverwriteAuthorizationFieldsTypeChoicelist",
+                           "CcfgOverwriteAuthorizationFieldsPasswordId",
+                           "CcfgOverwriteAuthorizationFieldsPasswordHash",
+                           "ScfgOverwriteCrcsToggle",
+                           "ScfgCrcFields",
+                           "DeviceInfoFlashSize",
+                           "DeviceInfoRAMSize",
+                           "DeviceInfoRevision"})
+    EXPECT_TRUE(Has(name)) << name;
+  EXPECT_EQ(Has("FlashEraseSetting"), !IsCorvel());
+  EXPECT_EQ(Has("NoFlashErase"), IsCorvel());
+  EXPECT_EQ(Has("RetainMainSectors"), IsCorvel());
+  EXPECT_EQ(Has("RetainCcfgScfg"), IsNewer());
+  for (const char* name : {"DebugPasswordFormatList", "DebugPassword", "DebugPasswordHex"})
+    EXPECT_EQ(Has(name), !IsNewer()) << name;
+  for (const char* name : {"HsmImagePath", "HsmSysInfo", "HsmUpdateStatus"})
+    EXPECT_EQ(Has(name), IsNewer()) << name;
+  EXPECT_EQ(chip.hsm == host::HsmForm::Records, deviceNumber == 0xBBCC);
+  EXPECT_EQ(chip.hsm == host::HsmForm::None, !IsNewer());
+}
+
+std::vector<std::string> DeviceNames() {
+  std::vector<std::string> names;
+  for (const auto& file : host::ListDeviceFiles(kDevices)) names.push_back(file.stem().string());
+  return names;
+}
+INSTANTIATE_TEST_SUITE_P(Devices, DeviceFile, testing::ValuesIn(DeviceNames()), [](const auto& test) {
+  std::string name = test.param;
+  std::erase(name, '-');
+  return name;
+});
+
+TEST(DeviceFiles, CoverEveryKindOfDevice) {
+  std::map<std::string, int> kinds;
+  for (const std::string& name : DeviceNames()) {
+    const DeviceDescription device = host::ReadDeviceDescription(kDevices / (name + ".xml"));
+    EXPECT_TRUE(name.starts_with("serin-") || name.starts_with("corvel-")) << name;
+    char number[8];
+    std::snprintf(number, sizeof number, "%04X", device.chip.deviceId >> 12 & 0xFFFF);
+    ++kinds[device.family + number];
+  }
+  EXPECT_EQ(kinds["CorvelBB98"], 2);
+  EXPECT_EQ(kinds["CorvelBBC5"], 1);
+  EXPECT_EQ(kinds["CorvelBBCC"], 1);
+  EXPECT_GE(kinds.size(), 4u);  // and at least one Serin
+}
+
+TEST(DeviceFiles, AreFoundByNameAndByPath) {
+  EXPECT_EQ(host::FindDeviceFile("corvel-m30", kDevices), kDevices / "corvel-m30.xml");
+  const std::string path = (kDevices / "serin-s20.xml").string();
+  EXPECT_EQ(host::FindDeviceFile(path, "/nonexistent"), path);
+  EXPECT_THAT(
+      ErrorOf([] { host::FindDeviceFile("corvel-m31", kDevices); }),
+      testing::AllOf(HasSubstr("no device \"corvel-m31\""), HasSubstr("corvel-h50, corvel-m30, serin-s20")));
+  EXPECT_THAT(ErrorOf([] { host::FindDeviceFile("any", "/nonexistent"); }),
+              HasSubstr("/nonexistent: cannot be read as a folder of device descriptions"));
+}
+
+// --- the format --------------------------------------------------------------------------------------
+
+// Line numbers of the errors below count in this text, whose first line is line 1.
+constexpr std::string_view kSmallDevice = R"(<device family="Test">
+<description>A device</description>
+<map><main size="0x1000"/><ram base="0x20000000" size="256"/></map>
+<facts>
+<fact name="SectorSize" value="0x800" meaning="m"/>
+<fact name="CcfgBase" value="0x40000000" meaning="m"/>
+<fact name="CcfgSize" value="0x100" meaning="m"/>
+<fact name="CcfgUserRecordSize" value="0x10" meaning="m"/>
+<fact name="ccfg.userRecord.crc32Info" value="0x20:0xC" meaning="m"/>
+</facts>
+<group name="Group">
+<setting name="Toggle" type="bool" default="0" meaning="m"/>
+<setting name="Choice" type="choice" default="A" meaning="m"><choice>A</choice><choice>B</choice></setting>
+<display name="Shown" meaning="m"/>
+</group>
+<chip deviceId="0x10001001" partId="0x2" lifeCycle="5" hsm="whole">
+<main size="4096" sectorSize="2048"/>
+<ccfg base="0x40000000" size="0x100">
+<userRecord offset="0x20" length="16"/>
+<crc covers="boot" offset="0" length="4"/>
+<crc covers="ccfg" offset="8" length="8"/>
+<crc covers="userRecord" offset="0x20" length="12"/>
+<crc covers="debug" offset="0xD0" length="44"/>
+<retain offset="8" words="2" groupShift="4"/>
+<authorization type="0xD0" id="0xD4" hash="0xDC"/>
+</ccfg>
+<otp base="0x40001000" size="64"/>
+<ram base="0x20000000" size="256"/>
+</chip>
+</device>
+)";
+
+std::string Replaced(std::string_view from, std::string_view to) {
+  std::string text(kSmallDevice);
+  const std::size_t at = text.find(from);
+  if (at == std::string::npos) throw std::logic_error("not in the text: " + std::string(from));
+  return text.replace(at, from.size(), to);
+}
+
+TEST(FlashProperties, ReadsEverything) {
+  const DeviceDescription device = host::ParseDeviceDescription(kSmallDevice, "folder/small.xml");
+  EXPECT_EQ(device.name, "small");
+  EXPECT_EQ(device.family, "Test");
+  EXPECT_EQ(device.description, "A device");
+  ASSERT_EQ(device.properties.size(), 8u);
+  EXPECT_EQ(device.Find("SectorSize")->type, PropertyType::Fixed);
+  EXPECT_EQ(device.Find("SectorSize")->value, "0x800");
+  EXPECT_EQ(device.Find("Toggle")->type, PropertyType::Bool);
+  EXPECT_EQ(device.Find("Toggle")->group, "Group");
+  EXPECT_EQ(device.Find("Choice")->choices, (std::vector<std::string>{"A", "B"}));
+  EXPECT_EQ(device.Find("Shown")->value, "--");
+  EXPECT_EQ(device.Find("Missing"), nullptr);
+  EXPECT_EQ(device.map.userRecord, (host::AddressRange{0x4000'0020, 0x10}));
+  EXPECT_EQ(device.map.scfg.size, 0u);
+  EXPECT_EQ(device.chip.deviceId, 0x1000'1001u);
+  EXPECT_EQ(device.chip.hsm, host::HsmForm::Whole);
+  EXPECT_EQ(device.chip.otp, (host::AddressRange{0x4000'1000, 64}));
+  EXPECT_EQ(device.chip.retainGroupShift, 4u);
+  EXPECT_EQ(device.chip.authorizationHashOffset, 0xDCu);
+}
+
+struct BadXml {
+  std::string from, to;  // what is changed in the small device
+  std::string error;
+};
+struct BadXmlTest : testing::TestWithParam<BadXml> {};
+
+TEST_P(BadXmlTest, IsRefusedWithFileAndLine) {
+  const std::string xml = Replaced(GetParam().from, GetParam().to);
+  const std::string error = ErrorOf([&] { host::ParseDeviceDescription(xml, "small.xml"); });
+  EXPECT_THAT(error, HasSubstr(GetParam().error));
+  EXPECT_THAT(error, testing::Not(HasSubstr("\n")));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, BadXmlTest,
+    testing::Values(
+        BadXml{"</facts>", "</fact>", "small.xml:10: broken XML: "},
+        BadXml{"<device family=\"Test\">", "", "small.xml:"},
+        BadXml{" family=\"Test\"", "", "small.xml:1: <device> lacks the attribute \"family\""},
+        BadXml{"<description>A device</description>", "", "small.xml:1: <device> lacks a <description>"},
+        BadXml{"</description>", "</description><description/>",
+               "small.xml:2: <device> has a second <description>"},
+        BadXml{"<group name=\"Group\">", "<group name=\"Group\"><flag/>",
+               "small.xml:11: <flag> does not belong in <group>"},
+        BadXml{"<group name=\"Group\">", "<group name=\"Group\">text", "small.xml:"},
+        BadXml{"type=\"bool\"", "type=\"boolean\"", "small.xml:12: unknown type \"boolean\""},
+        BadXml{"type=\"bool\"", "typ=\"bool\"", "small.xml:12: <setting> lacks the attribute \"type\""},
+        BadXml{"type=\"bool\"", "type=\"bool\" hint=\"h\"",
+               "small.xml:12: <setting> has an unknown attribute \"hint\""},
+        BadXml{"default=\"0\"", "default=\"2\"", "small.xml:12: default of Toggle: \"2\" is not 1 or 0"},
+        BadXml{"default=\"0\"", "default=\"off\"",
+               "small.xml:12: default of Toggle: \"off\" must be spelled"},
+        BadXml{"default=\"A\"", "default=\"C\"",
+               "small.xml:13: default of Choice: \"C\" is not one of \"A\", \"B\""},
+        BadXml{"default=\"A\"", "default=\"a\"", "small.xml:13: default of Choice: \"a\" must be spelled"},
+        BadXml{"\"Shown\"", "\"Toggle\"", "small.xml:14: the property \"Toggle\" is given twice"},
+        BadXml{"<main size=\"0x1000\"/>", "<main size=\"lots\"/>",
+               "small.xml:3: size=\"lots\" is not a number of 32 bits"},
+        BadXml{"<main size=\"0x1000\"/>", "<main size=\"0x1001\"/>",
+               "small.xml:3: main is not a whole number of sectors"},
+        BadXml{"size=\"256\"/></map>", "size=\"0xE0000001\"/></map>",
+               "small.xml:3: <ram> ends above 32 bits"},
+        BadXml{"base=\"0x20000000\" size=\"256\"/></map>", "base=\"0x800\" size=\"256\"/></map>",
+               "small.xml:3: main and ram overlap"},
+        BadXml{"<map>", "<map aliasMask=\"0x40000000\">", "small.xml:3: ccfg lies in the alias"},
+        BadXml{"value=\"0x800\"", "value=\"0\"",
+               "small.xml:4: the fact SectorSize: \"0\" is not a 32-bit number with 0x"},
+        BadXml{"value=\"0x800\"", "value=\"0x0\"", "small.xml:3: main is not a whole number of sectors"},
+        BadXml{"\"CcfgSize\"", "\"CcfgSizes\"", "small.xml:4: <facts> lacks the fact \"CcfgSize\""},
+        BadXml{"0x20:0xC", "0x20",
+               "small.xml:4: the fact ccfg.userRecord.crc32Info: \"0x20\" is not OFFSET:LENGTH"},
+        BadXml{"0x20:0xC", "0xF1:0xC", "small.xml:3: the user record does not lie in the ccfg"},
+        BadXml{"deviceId=\"0x10001001\"", "deviceId=\"0x1000010001\"",
+               "small.xml:16: deviceId=\"0x1000010001\" is not a number of 32 bits"},
+        BadXml{"hsm=\"whole\"", "hsm=\"half\"", "small.xml:16: hsm=\"half\" is none of"},
+        BadXml{"covers=\"boot\"", "covers=\"boots\"", "small.xml:18: <ccfg> lacks the <crc covers=\"boot\">"},
+        BadXml{"<retain offset=\"8\" words=\"2\" groupShift=\"4\"/>", "",
+               "small.xml:18: <ccfg> lacks a <retain>"},
+        BadXml{"<group name", "<include file=\"../x.xml\"/><group name",
+               "small.xml:11: file=\"../x.xml\" must lie in"},
+        BadXml{"<group name", "<include file=\"/etc/x.xml\"/><group name",
+               "small.xml:11: file=\"/etc/x.xml\" must lie in"},
+        BadXml{"<group name", "<include file=\"absent.xml\"/><group name",
+               "small.xml:11: there is no file \"absent.xml\""}));
+
+TEST(FlashProperties, EveryTruncationIsRefused) {
+  const std::string whole(kSmallDevice.substr(0, kSmallDevice.rfind('>') + 1));
+  for (std::size_t size = 0; size < whole.size(); ++size)
+    EXPECT_THAT(ErrorOf([&] { host::ParseDeviceDescription(whole.substr(0, size), "cut.xml"); }),
+                testing::StartsWith("cut.xml:"))
+        << size;
+}
+
+TEST(FlashProperties, AnIncludedFileIsNamedInItsErrors) {
+  const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "tovik-include";
+  std::filesystem::create_directories(folder);
+  std::ofstream(folder / "more.xml")
+      << "<settings>\n<group name=\"G\">\n"
+      << "<setting name=\"Toggle\" type=\"bool\" default=\"1\" meaning=\"m\"/>\n"
+      << "</group></settings>";
+  const std::string xml = Replaced("<chip ", "<include file=\"more.xml\"/><chip ");
+  EXPECT_EQ(ErrorOf([&] { host::ParseDeviceDescription(xml, folder / "small.xml"); }),
+            (folder / "more.xml").string() + ":3: the property \"Toggle\" is given twice");
+  std::filesystem::remove_all(folder);
+}
+
+// --- values of users -----------------------------------------------------------------------------------
+
+struct UserValue {
+  PropertyType type;
+  std::string value;
+  std::optional<std::string> normalized;  // nothing: refused
+};
+struct UserValueTest : testing::TestWithParam<UserValue> {};
+
+TEST_P(UserValueTest, IsNormalizedOrRefused) {
+  const FlashProperty property{"Name", GetParam().type, "", {"Chip Erase", "Keep"}, "", ""};
+  const std::string error =
+      ErrorOf([&] { EXPECT_EQ(host::NormalizedValue(property, GetParam().value), GetParam().normalized); });
+  EXPECT_THAT(error, GetParam().normalized ? HasSubstr("no error")
+                                           : HasSubstr("Name: \"" + GetParam().value + "\" is not "));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, UserValueTest,
+    testing::Values(UserValue{PropertyType::Bool, "1", "1"}, UserValue{PropertyType::Bool, "TRUE", "1"},
+                    UserValue{PropertyType::Bool, "off", "0"}, UserValue{PropertyType::Bool, "", {}},
+                    UserValue{PropertyType::Bool, "2", {}},
+                    UserValue{PropertyType::Hex, "0xFFFFFFFF", "0xFFFFFFFF"},
+                    UserValue{PropertyType::Hex, "1f", "1f"}, UserValue{PropertyType::Hex, "0x100000000", {}},
+                    UserValue{PropertyType::Hex, "0x", {}}, UserValue{PropertyType::Hex, "1g", {}},
+                    UserValue{PropertyType::Choice, "keep", "Keep"},
+                    UserValue{PropertyType::Choice, "Chip", {}},
+                    UserValue{PropertyType::Text, "any, thing", "any, thing"},
+                    UserValue{PropertyType::Password, "", ""}));
+
+struct NumberText {
+  std::string text;
+  std::optional<std::uint64_t> number;
+};
+struct NumberTest : testing::TestWithParam<NumberText> {};
+TEST_P(NumberTest, IsReadWholeOrNotAtAll) {
+  EXPECT_EQ(host::ParseNumber(GetParam().text), GetParam().number);
+}
+INSTANTIATE_TEST_SUITE_P(Table, NumberTest,
+                         testing::Values(NumberText{"10", 10}, NumberText{"0x10", 16},
+                                         NumberText{"0XfF", 255}, NumberText{"0xFFFFFFFFFFFFFFFF", ~0ull},
+                                         NumberText{"", {}}, NumberText{"0x", {}}, NumberText{"-1", {}},
+                                         NumberText{"+1", {}}, NumberText{" 1", {}}, NumberText{"1 ", {}},
+                                         NumberText{"0x1G", {}}, NumberText{"0x-1", {}},
+                                         NumberText{"18446744073709551616", {}}));
+
+}  // namespace
