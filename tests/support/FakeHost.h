@@ -1,0 +1,170 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "IFlashProgrammerUtility2.h"
+
+using Words = std::vector<std::uint32_t>;
+using Bytes = std::vector<std::uint8_t>;
+
+// Lines joined by line breaks: two of these compared by EXPECT_EQ print as a diff.
+std::string Joined(const std::vector<std::string>& lines);
+
+// What the fake ROM answers to one command (or to one streamed chunk); by default success with the right
+// echo.
+struct SaciReply {
+  std::uint8_t result = 0;
+  Words data{};
+  std::optional<std::uint8_t> id{};        // echoed instead of the right command id
+  std::optional<std::uint8_t> sequence{};  // echoed instead of the right sequence number
+  std::optional<std::uint8_t> count{};     // claimed instead of data.size()
+  unsigned latePolls = 0;                  // reads of SECAP_RXCTL that show no data yet
+  bool silent = false;                     // no response at all
+  // Only for id 33: come after this many streamed pieces (0: after the command), announced by RX bit 3,
+  // before the image is complete. The response to the complete image is the next reply in the queue.
+  std::optional<unsigned> earlyAfterPieces{};
+};
+
+// One command as the fake ROM received it.
+struct SaciCommand {
+  Words words;                  // header first
+  std::vector<Words> streamed;  // one entry a transfer that followed the command (ids 15 and 33)
+
+  [[nodiscard]] std::uint8_t Id() const { return static_cast<std::uint8_t>(words.at(0)); }
+  [[nodiscard]] std::uint8_t Sequence() const { return static_cast<std::uint8_t>(words.at(0) >> 8); }
+  [[nodiscard]] std::uint16_t Specific() const { return static_cast<std::uint16_t>(words.at(0) >> 16); }
+};
+
+// A host in memory: properties, three debug cores with a connection each, registers, RAM, and behind the
+// SEC-AP a ROM that answers SACI commands from a script. It records every call of the function table as one
+// line and is strict: a register is reached only while CS_DAP_0 is current and connected, the SACI data word
+// only while SEC_AP is, commands have exactly their size and their start flag, responses are read once they
+// are ready and no further than they go. A breach fails the running test. A reserved table position stops the
+// process.
+class FakeHost {
+ public:
+  FakeHost();
+  FakeHost(const FakeHost&) = delete;
+  FakeHost& operator=(const FakeHost&) = delete;
+
+  [[nodiscard]] IFlashProgrammerUtility2 Utility() { return IFlashProgrammerUtility2(&object); }
+
+  // What the host knows and the chip is; tests change these freely.
+  std::map<std::string, std::string> properties;
+  std::string currentCore = "Cortex";
+  std::set<std::string> connectedCores = {"CS_DAP_0"};
+  std::map<std::string, std::uint64_t> registers;   // "CFGAP_DEVICEID", "CFGAP_PARTID"
+  std::map<std::uint64_t, std::uint8_t> memory;     // of every core but SEC_AP; absent bytes read as 0
+  std::map<std::uint64_t, std::uint8_t> readFlips;  // bits that read back inverted, by address
+
+  // CFGAP_DEVICESTATUS unless that register is scripted.
+  std::uint8_t lifeCycle = 5;
+  std::uint8_t bootStatus = 0x20;
+  bool ahbApEnabled = true;
+  std::uint8_t bootStatusAfterPinReset = 0x20;
+  std::uint8_t bootStatusAfterResetRequest = 0x20;
+  std::uint8_t bootStatusAfterHalt = 0x81;
+  std::uint8_t bootStatusAfterRun = 0x90;
+  std::function<void()> onPinReset = [] {};
+  std::function<void()> onResetRequest = [] {};
+  std::function<void(const SaciCommand&)> onCommand = [](const SaciCommand&) {};  // whole, not yet answered
+
+  // The sizes the ROM expects fixed-size commands to have, bytes.
+  std::uint32_t mainSectorSize = 2048;
+  std::uint32_t ccfgSize = 2048;
+  std::uint32_t ccfgUserRecordSize = 128;
+  std::uint32_t scfgSize = 1024;
+
+  unsigned txFullPolls = 0;  // reads of SECAP_TXCTL that still show the data word full
+  unsigned workingPolls =
+      0;  // after each transfer of an id 33 exchange: reads of SECAP_RXCTL with CMD_WORKING
+
+  // Values for the next reads of a register; the last one stays.
+  void ScriptRegister(const std::string& name, std::deque<std::uint64_t> values);
+  // The reply to the next command with this id, after those queued before; for id 15 to the next chunk.
+  void ReplyOnce(std::uint8_t id, SaciReply reply);
+  // The reply to every command with this id for which none is queued.
+  void ReplyAlways(std::uint8_t id, SaciReply reply);
+  // The nth call from now (counted from 1, property look-ups included) fails with `text` and does nothing; a
+  // property look-up finds no property instead.
+  void FailCall(unsigned nth, std::string text = "probe unplugged");
+  // The next call whose line begins with `prefix` fails. Not for property look-ups.
+  void FailNext(std::string prefix, std::string text = "probe unplugged");
+
+  std::vector<std::string> calls;     // one line a call
+  std::vector<SaciCommand> commands;  // in order of arrival
+  // Empties both; what the host and the chip are stays.
+  void ForgetCalls();
+
+  // The calls with each SACI exchange told in one line, "SACI <id> <specific> : <words after the header>"
+  // (no words when there are more than five but their number), a streamed transfer as
+  // "SACI stream <n> words", and repeated look-ups of one property as one line.
+  [[nodiscard]] std::vector<std::string> Story() const;
+  // The lines of Story() that begin with one of the prefixes.
+  [[nodiscard]] std::vector<std::string> Story(const std::vector<std::string>& prefixes) const;
+  [[nodiscard]] std::vector<std::uint8_t> CommandIds() const;
+
+ private:
+  struct Object : HostObject {
+    FakeHost* host;
+  };
+  struct Response {
+    std::deque<std::uint32_t> words;
+    unsigned latePolls = 0;
+    bool early = false;
+    bool seenReady = false;
+  };
+
+  static HostFunctionTable MakeTable();
+  template <std::size_t position>
+  static void Reserved();
+
+  // Records the call; a text when it is to fail.
+  const char* Begin(const std::string& line);
+  const char* Refuse(const std::string& text);
+  const char* ReadRegister(Debugger::Address address, unsigned long long* value);
+  const char* WriteRegister(Debugger::Address address, unsigned long long value);
+  const char* ReadMemory(void* elements, std::size_t count, std::uint64_t address, int page,
+                         std::size_t size);
+  const char* WriteMemory(const void* elements, std::size_t count, std::uint64_t address, int page,
+                          std::size_t size);
+  const char* SelectCore(const char* call, const std::string& name, const std::set<std::string>& known);
+
+  [[nodiscard]] std::uint64_t RegisterValue(const std::string& name);
+  [[nodiscard]] std::uint32_t RxFlags();
+  [[nodiscard]] std::size_t ExpectedWords(const SaciCommand& command) const;
+  SaciReply TakeReply(std::uint8_t id);
+  void ReceiveWords(const Words& words);
+  void CompleteCommand();
+  void ReceiveStream(const Words& words);
+  void QueueResponse(const SaciReply& reply, std::uint8_t id, std::uint8_t sequence);
+  void RestartRom(std::uint8_t newBootStatus);
+
+  Object object{};
+  std::deque<std::string> texts;  // handed out; a deque keeps them in place
+  std::map<std::string, std::deque<std::uint64_t>> registerScripts;
+  std::map<std::uint8_t, std::deque<SaciReply>> queuedReplies;
+  std::map<std::uint8_t, SaciReply> standingReplies;
+  std::map<std::size_t, std::size_t> commandOfCall;
+  std::set<std::size_t> streamCalls;
+
+  unsigned failAfter = 0;
+  std::string failText;
+  std::map<std::string, std::string> failPrefixes;
+  bool faultInjected = false;
+
+  std::uint32_t txFlags = 0;
+  bool commandOpen = false;  // the last command still misses words
+  bool streaming = false;    // the last command takes a stream
+  std::size_t wordsStreamed = 0;
+  unsigned workingLeft = 0;
+  std::deque<Response> responses;
+};
