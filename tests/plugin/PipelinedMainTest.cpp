@@ -1,0 +1,164 @@
+#include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "ErrorOf.h"
+#include "FakeHost.h"
+#include "SaciInterface.h"
+
+namespace {
+
+constexpr unsigned long kChunk = 8;
+const std::string kSequenceError = "Received unexpected sequence number from SACI during flash programming";
+
+// Chunk i is the two words 10 * i and 10 * i + 1.
+Bytes Chunks(std::uint32_t count) {
+  Words words;
+  for (std::uint32_t i = 0; i < count; ++i) words.insert(words.end(), {10 * i, 10 * i + 1});
+  Bytes bytes(4 * words.size());
+  if (!words.empty()) std::memcpy(bytes.data(), words.data(), bytes.size());
+  return bytes;
+}
+
+struct PipelinedMainTest : testing::Test {
+  // Gives the next command the sequence number `first`.
+  void StartAt(unsigned first) {
+    saci.ResetInterfaceState();
+    for (unsigned i = 0; i < first; ++i) (void)saci.GenRespSeqNumber();
+    host.ForgetCalls();
+  }
+
+  std::string Program(const Bytes& data, unsigned long chunk = kChunk) {
+    return ErrorOf([&] { EXPECT_EQ(saci.ProgMainPipelined(0x800, data, chunk), 0); });
+  }
+
+  // The transfers after the header as letters: c a chunk, a an acknowledgement's header.
+  std::string Flow() const {
+    std::string flow;
+    for (const std::string& line : host.calls) {
+      if (line.starts_with("ReadMemory SEC_AP")) flow += 'a';
+      if (line.starts_with("WriteMemory SEC_AP @0x0 page 1 size 4 x2:") && line.find("5C17E94B") == line.npos)
+        flow += 'c';
+    }
+    return flow;
+  }
+
+  FakeHost host;
+  IFlashProgrammerUtility2 utility = host.Utility();
+  SaciInterface saci{&utility, 2048, 2048, 128};
+};
+
+TEST_F(PipelinedMainTest, AtMostTwoChunksAreUnacknowledged) {
+  const struct {
+    unsigned first, chunks;
+    const char* flow;
+  } rows[] = {{10, 4, "ccacacaa"}, {0, 1, "ca"},   {0, 4, "caccacaa"}, {1, 1, "ca"},
+              {1, 2, "ccaa"},      {255, 1, "ca"}, {10, 0, ""},        {0, 0, ""}};
+  for (const auto& row : rows) {
+    StartAt(row.first);
+    EXPECT_EQ(Program(Chunks(row.chunks)), "ok");
+    ASSERT_EQ(host.commands.size(), 1U);
+    EXPECT_EQ(host.commands[0].words, (Words{0x0000000F | row.first << 8, 0x5C17E94B, 0x800}));
+    EXPECT_EQ(host.commands[0].streamed.size(), row.chunks);
+    EXPECT_EQ(Flow(), row.flow) << "from " << row.first;
+    saci.Nop();
+    EXPECT_EQ(host.commands.back().Sequence(), (row.first + 1) % 256) << "the stream uses one number";
+  }
+}
+
+TEST_F(PipelinedMainTest, NoFlagIsReadOrWrittenBetweenChunks) {
+  StartAt(10);
+  ASSERT_EQ(Program(Chunks(2)), "ok");
+  std::vector<std::string> calls(host.calls.begin() + 12, host.calls.end());
+  calls.resize(9);
+  EXPECT_EQ(Joined(calls), Joined({"SetCoreById SEC_AP", "IsConnected",
+                                   "WriteMemory SEC_AP @0x0 page 1 size 4 x2: 00000000 00000001",
+                                   "SetCoreById CS_DAP_0", "SetCoreById SEC_AP", "IsConnected",
+                                   "WriteMemory SEC_AP @0x0 page 1 size 4 x2: 0000000A 0000000B",
+                                   "SetCoreById CS_DAP_0", "ReadReg SECAP_RXCTL"}));
+}
+
+TEST_F(PipelinedMainTest, OneAcknowledgementMayStandForTwoChunks) {
+  StartAt(10);
+  for (const bool silent : {true, false, true, false}) host.ReplyOnce(15, {.silent = silent});
+  EXPECT_EQ(Program(Chunks(4)), "ok");
+  EXPECT_EQ(Flow(), "ccacca");
+}
+
+TEST_F(PipelinedMainTest, NumbersWrapOnceAndOnlyOnce) {
+  StartAt(250);
+  EXPECT_EQ(Program(Chunks(7)), "ok") << "the last acknowledgement is 0, taken as 256";
+  StartAt(250);
+  EXPECT_EQ(Program(Chunks(10)), kSequenceError);
+  // 250 to 256 are accepted, the one numbered 1 is not: seven and one read.
+  EXPECT_EQ(Flow(), "ccacacacacacacaca");
+  EXPECT_EQ(host.commands.back().streamed.size(), 9U) << "nothing is sent after the failure";
+}
+
+TEST_F(PipelinedMainTest, AnAcknowledgementIsCheckedInThisOrder) {
+  const std::string id = "Received response from SACI with unexpected command id";
+  const std::string result = "Received response from SACI with unsuccesfull result";
+  const std::string count = "Received response from SACI with non-zero data word count";
+  const struct {
+    SaciReply reply;  // of the first one read
+    std::string outcome;
+    std::size_t chunksSent;
+  } rows[] = {
+      {{.result = 0x84, .data = {1}, .id = 14, .sequence = 99}, id, 2},
+      {{.result = 0x84, .data = {1}, .sequence = 99}, result, 2},
+      {{.result = 0x01}, result, 2},
+      {{.data = {1}, .sequence = 99}, count, 2},
+      {{.sequence = 99}, kSequenceError, 2},
+      {{.sequence = 12}, kSequenceError, 2},  // ahead of what was written
+      {{.sequence = 9}, kSequenceError, 2},
+      {{.sequence = 11}, kSequenceError, 4},  // for both chunks; the 11 after it is then one behind
+      {{.latePolls = 10}, "ok", 4},
+      {{.latePolls = 11}, "Timeout when waiting for SEC-AP RX data to be ready.", 2},
+  };
+  for (const auto& row : rows) {
+    StartAt(10);
+    utility.ResetTarget(0);
+    host.ReplyOnce(15, row.reply);
+    EXPECT_EQ(Program(Chunks(4)), row.outcome);
+    EXPECT_EQ(host.commands.back().streamed.size(), row.chunksSent) << row.outcome;
+  }
+}
+
+TEST_F(PipelinedMainTest, APartChunkIsRefusedBeforeAnythingIsSent) {
+  StartAt(10);
+  EXPECT_EQ(
+      Program(Bytes(300), 256),
+      "Internal error in Flash Loader: The size of flash data to be programmed must be divisible by 256");
+  EXPECT_EQ(
+      Program(Chunks(1), 16),
+      "Internal error in Flash Loader: The size of flash data to be programmed must be divisible by 16");
+  EXPECT_NE(Program(Chunks(1), 0), "ok");
+  EXPECT_EQ(Joined(host.calls), "");
+  saci.Nop();
+  EXPECT_EQ(host.commands.back().Sequence(), 10);
+}
+
+// Whatever the start, the chunks arrive whole and in order, and the ROM's numbers are accepted up to 256.
+RC_GTEST_FIXTURE_PROP(PipelinedMainTest, DeliversEveryByteInOrder, ()) {
+  const auto first = *rc::gen::inRange(0U, 256U);
+  const auto chunks = *rc::gen::inRange(0U, 257U - first);
+  const auto wordsPerChunk = *rc::gen::inRange<std::size_t>(1, 9);
+  Words words(chunks * wordsPerChunk);
+  for (std::size_t i = 0; i < words.size(); ++i) words[i] = static_cast<std::uint32_t>(0x01000193 * i);
+  Bytes data(4 * words.size());
+  if (!data.empty()) std::memcpy(data.data(), words.data(), data.size());
+
+  StartAt(first);
+  RC_ASSERT(Program(data, 4 * wordsPerChunk) == "ok");
+  Words arrived;
+  for (const Words& chunk : host.commands.back().streamed) {
+    RC_ASSERT(chunk.size() == wordsPerChunk);
+    arrived.insert(arrived.end(), chunk.begin(), chunk.end());
+  }
+  RC_ASSERT(arrived == words);
+}
+
+}  // namespace
