@@ -1,0 +1,107 @@
+#include <gtest/gtest.h>
+
+#include "TestChip.h"
+
+namespace simulator {
+namespace {
+
+constexpr Nanoseconds kWordTime = 4'600;  // 46 clocks at 10 MHz
+
+struct PipelinedTest : testing::Test {
+  static Words Sector(std::uint32_t fill) { return Words(16, fill); }
+  static CostModel SlowFlash(Nanoseconds programSector) {
+    CostModel costs;
+    costs.programSector = programSector;
+    return costs;
+  }
+};
+
+TEST_F(PipelinedTest, AcknowledgesEachSectorWithTheNextNumber) {
+  TestChip target;
+  target.Send({0x0000'FE0F, kKey, 0x80});
+  EXPECT_EQ(target.Answer(), Words{});  // the header itself is not answered
+  for (const std::uint32_t sequence : {0xFEu, 0xFFu, 0x00u, 0x01u}) {
+    target.ports.WriteTxWords(Sector(sequence));
+    EXPECT_EQ(target.Answer(), (Words{0x0F | sequence << 8}));
+  }
+  const Words main = AsWords(target.Contents().main);
+  EXPECT_EQ(main[0x80 / 4 - 1], 0xFFFF'FFFFu);
+  EXPECT_EQ(main[0x80 / 4], 0xFEu);
+  EXPECT_EQ(main[0x80 / 4 + 63], 0x01u);
+  EXPECT_EQ(main[0x80 / 4 + 64], 0xFFFF'FFFFu);
+}
+
+TEST_F(PipelinedTest, ReceivesOneSectorWhileItProgramsTheOneBefore) {
+  const Nanoseconds program = 1 * kMillisecond;
+  TestChip target(SmallChip(), SlowFlash(program));
+  target.Send({0x0000'010F, kKey, 0});
+  target.ports.WriteTxWords(Sector(1));
+  const Nanoseconds firstThere = target.Now();
+  target.ports.WriteTxWords(Sector(2));
+  EXPECT_LT(target.Now(), firstThere + program) << "the second arrives during the first's programming";
+  const auto readyAt = [&](Nanoseconds from) {
+    while ((target.chip.ReadRegister(Register::SecApRxCtl) & 1) == 0) target.chip.Clock().Advance(10);
+    target.chip.ReadRegister(Register::SecApRxData);
+    return target.Now() - from;
+  };
+  // Back to back: the flash never waits for the wire.
+  EXPECT_NEAR(static_cast<double>(readyAt(firstThere)), static_cast<double>(program), 10);
+  EXPECT_NEAR(static_cast<double>(readyAt(firstThere)), static_cast<double>(2 * program), 20);
+}
+
+TEST_F(PipelinedTest, AThirdSectorBeforeTheFirstIsProgrammedOverruns) {
+  TestChip target(SmallChip(), SlowFlash(10 * kMillisecond));
+  target.Send({0x0000'050F, kKey, 0});
+  for (const std::uint32_t fill : {1u, 2u, 3u}) target.ports.WriteTxWords(Sector(fill));
+  EXPECT_EQ(target.Answer(), (Words{0x0000'050F}));
+  EXPECT_EQ(target.Answer(), (Words{0x0000'060F}));
+  EXPECT_EQ(target.Answer(), (Words{0x0085'070F}));
+  EXPECT_EQ(AsWords(target.Contents().main)[32], 0xFFFF'FFFFu);
+  EXPECT_EQ(target.Command({0x0000'0601}), (Words{0x0000'0601}));
+}
+
+TEST_F(PipelinedTest, WaitingForTheFirstAcknowledgementIsEnoughNeverToOverrun) {
+  TestChip target(SmallChip(), SlowFlash(10 * kMillisecond));
+  target.Send({0x0000'000F, kKey, 0});
+  target.ports.WriteTxWords(Sector(0));
+  for (std::uint32_t i = 1; i < 20; ++i) {
+    target.ports.WriteTxWords(Sector(i));
+    EXPECT_EQ(target.Answer(), (Words{0x0F | (i - 1) << 8}));
+  }
+  EXPECT_EQ(target.Answer(), (Words{0x0000'130F}));
+  EXPECT_EQ(AsWords(target.Contents().main)[19 * 16], 19u);
+}
+
+TEST_F(PipelinedTest, EndsAtTheNextHeaderAndDropsAHalfSector) {
+  TestChip target;
+  target.Send({0x0000'010F, kKey, 0});
+  target.ports.WriteTxWords(Words(8, 0));
+  EXPECT_EQ(target.Command({0x8000'0210, 0, 64, 0}), (Words{0x0000'0210}));
+  target.Write("SECAP_TXCTL", 0);
+  target.ports.WriteTxWords(Words{0x0000'0801});  // no longer part of a stream
+  EXPECT_EQ(target.Answer(), (Words{0x0080'0801}));
+}
+
+TEST_F(PipelinedTest, TheSectorBehindMainIsRefused) {
+  TestChip target;
+  target.Send({0x0000'010F, kKey, 299 * 64});
+  target.ports.WriteTxWords(Sector(7));
+  EXPECT_EQ(target.Answer(), (Words{0x0000'010F}));
+  target.ports.WriteTxWords(Sector(7));
+  EXPECT_EQ(target.Answer(), (Words{0x0081'020F}));
+}
+
+TEST_F(PipelinedTest, ProgrammingHidesBehindTheWire) {
+  // A sector takes 16 words on the wire; flash that is faster than that costs nothing but the last sector.
+  TestChip target(SmallChip(), SlowFlash(10 * kWordTime));
+  target.Send({0x0000'000F, kKey, 0});
+  const Nanoseconds start = target.Now();
+  Words stream(100 * 16, 0x55AA'55AA);
+  target.ports.WriteTxWords(stream);
+  EXPECT_EQ(target.Now() - start, 150 * kMicrosecond + 1600 * kWordTime);
+  for (std::uint32_t i = 0; i < 100; ++i) EXPECT_EQ(target.Answer(), (Words{0x0F | i << 8}));
+  EXPECT_EQ(AsWords(target.Contents().main)[100 * 16 - 1], 0x55AA'55AAu);
+}
+
+}  // namespace
+}  // namespace simulator
