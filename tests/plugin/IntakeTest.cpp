@@ -1,0 +1,207 @@
+// Where the bytes of a block go, by address, and what the first block of a load sets going.
+
+#include "DeviceTest.h"
+
+namespace {
+
+struct IntakeTest : DeviceTest {
+  // Writes as the first block of a load.
+  std::string WriteFirst(std::uint32_t address, const Bytes& data) {
+    Device();
+    EXPECT_EQ(Start(), "ok");
+    host.ForgetCalls();
+    return Write(address, data);
+  }
+};
+
+TEST_F(IntakeTest, RamDataAloneStartsNothing) {
+  EXPECT_EQ(WriteFirst(kRam, Pattern(8)), "ok");
+  EXPECT_EQ(Joined(Plot()), "identify\n");
+  EXPECT_EQ(Write(0, Pattern(8)), "ok");
+  EXPECT_EQ(CallCount("ResetTarget 0"), 1U);
+  EXPECT_EQ(Write(kRam + 8, Pattern(8)), "ok");
+  EXPECT_EQ(Write(0x800, Pattern(8)), "ok");
+  EXPECT_EQ(CallCount("ResetTarget 0"), 1U);
+}
+
+// What one block alone makes of a load, told by the SACI commands of the whole load and the RAM writes.
+TEST_F(IntakeTest, EachRegionHasItsDestination) {
+  host.properties["FlashEraseSetting"] = "Do not erase sectors (program load only)";
+  host.properties["DeviceInfoFlashSizeTranslation"] = "*:*:*:0x4000";
+  const std::vector<std::uint8_t> kMain = {15, 16}, kCcfgIds = {12, 17}, kRecord = {13, 17},
+                                  kScfgIds = {26, 27}, kOtpIds = {25}, kBoth = {12, 17, 25}, kNone = {};
+  const struct {
+    std::uint32_t address;
+    std::size_t length;
+    std::vector<std::uint8_t> programmed;
+  } cases[] = {
+      {0, 4, kMain},
+      {0x3FFF, 1, kMain},
+      {0x3FFF, 2, kNone},  // a block that leaves its region by a byte belongs to none
+      {kCcfg, 1, kCcfgIds},
+      {kCcfg - 1, 2, kNone},
+      {kCcfg, kCcfgSize, kCcfgIds},
+      {kCcfg, kCcfgSize + 1, kNone},
+      {kCcfg, kCcfgSize + kOtpSize, kBoth},
+      {kCcfg + 4, kCcfgSize + kOtpSize, kNone},
+      {kUserRecord, kUserRecordSize, kRecord},
+      {kUserRecord, 1, kRecord},
+      {kUserRecord, kUserRecordSize + 1, kCcfgIds},
+      {kUserRecord + 4, kUserRecordSize, kCcfgIds},
+      {kOtp, kOtpSize, kOtpIds},
+      {kOtp + kOtpSize - 1, 1, kOtpIds},
+      {kOtp, kOtpSize + 1, kNone},
+      {kScfg, kScfgSize, kScfgIds},
+      {kScfg - 1, 1, kNone},
+      {kScfg + kScfgSize, 1, kNone},
+      {0xFFFFFFF0, 4, kNone},
+  };
+  for (const auto& c : cases) {
+    host.memory.clear();
+    EXPECT_EQ(WriteFirst(c.address, Pattern(c.length)), "ok");
+    EXPECT_EQ(End(), "ok");
+    std::vector<std::uint8_t> ids = host.CommandIds();
+    std::erase_if(ids, [](std::uint8_t id) { return id == 1 || id == 5; });  // Nop, password id
+    EXPECT_EQ(ids, c.programmed) << Hex8(c.address) << "+" << c.length;
+    EXPECT_EQ(host.memory.size(), c.programmed.empty() ? c.length : 0) << Hex8(c.address) << "+" << c.length;
+  }
+}
+
+TEST_F(IntakeTest, WithoutSizesScfgAndOtpDoNotExist) {
+  host.properties["ScfgSize"] = "0";
+  host.properties.erase("OtpSize");
+  EXPECT_EQ(WriteFirst(kScfg, Pattern(4)), "ok");
+  EXPECT_EQ(Write(kOtp, Pattern(4)), "ok");
+  EXPECT_EQ(CallCount("ResetTarget 0"), 0U);
+}
+
+// While identification does not know the flash size, 16 MiB count as MAIN.
+TEST_F(IntakeTest, UnknownFlashEndsAtSixteenMebibytes) {
+  host.properties["DeviceInfoFlashSizeTranslation"] = "";
+  EXPECT_EQ(WriteFirst(0xFFFFFF, Pattern(2)), "ok");
+  EXPECT_EQ(CallCount("ResetTarget 0"), 0U);
+  EXPECT_EQ(Write(0xFFFFFF, Pattern(1)), "ok");
+  EXPECT_EQ(CallCount("ResetTarget 0"), 1U);
+}
+
+TEST_F(IntakeTest, TheAliasOfFlashIsOfTheHighParts) {
+  const struct {
+    Part part;
+    bool aliased;
+  } cases[] = {{Part::Serin, false},
+               {Part::CorvelHighPg1, true},
+               {Part::CorvelHighPg2, true},
+               {Part::CorvelHighNew, true},
+               {Part::CorvelMid, false}};
+  for (const auto& c : cases) {
+    Be(c.part);
+    EXPECT_EQ(WriteFirst(0x10001000, Pattern(4)), "ok");
+    if (c.aliased) {
+      EXPECT_EQ(Command(15).words.at(2), 0x1000U);
+    } else {
+      EXPECT_EQ(Saci(), "");
+      host.memory.clear();
+      EXPECT_EQ(End(), "ok");
+      EXPECT_EQ(host.memory.count(0x10001000), 1U);
+    }
+    // Bit 28 is cleared wherever the block lies.
+    EXPECT_EQ(WriteFirst(kCcfg | 0x10000000, Pattern(4)), "ok");
+    EXPECT_EQ(CallCount("ResetTarget 0"), c.aliased ? 1U : 0U);
+  }
+}
+
+TEST_F(IntakeTest, CcfgFollowedByOtpIsSplit) {
+  const Bytes block = Pattern(kCcfgSize + kOtpSize);
+  host.properties["CcfgSkipProgrammingUserRecord"] = "0";
+  EXPECT_EQ(WriteFirst(kCcfg, block), "ok");
+  EXPECT_EQ(End(), "ok");
+  EXPECT_EQ(Payload(12), Bytes(block.begin(), block.begin() + kCcfgSize));
+  Bytes otp = Payload(25);
+  otp.resize(kOtpSize);
+  EXPECT_EQ(otp, Bytes(block.begin() + kCcfgSize, block.end()));
+}
+
+TEST_F(IntakeTest, AUserRecordTurnsOffEraseAndSectorFilters) {
+  host.properties["FlashPagesFilledWith"] = "1";
+  host.properties["FlashPagesFilledWithValue"] = "nonsense";
+  EXPECT_EQ(WriteFirst(kUserRecord, Pattern(kUserRecordSize)), "ok");
+  EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{1, 13, 17}));
+  EXPECT_EQ(CallCount("GetProperty FlashEraseSetting"), 0U);
+
+  host.ForgetCalls();
+  EXPECT_EQ(Write(kCcfg + 4, Pattern(4)), "ok");      // from here on every CCFG piece is a user record
+  EXPECT_EQ(Write(kCcfg, Pattern(kCcfgSize)), "ok");  // and one that is longer is none
+  EXPECT_EQ(Write(0x800, Bytes(kSector, 0xFF)), "ok");
+  EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{13, 17, 15, 16}));
+  EXPECT_EQ(CallCount("GetProperty FlashPagesFilledWith"), 0U);
+
+  EXPECT_EQ(WriteFirst(kCcfg + 4, Pattern(4)),
+            "Invalid option was given \"nonsense\". Contains invalid characters!\n");
+}
+
+TEST_F(IntakeTest, TheFillFilterLooksAtEveryRegion) {
+  host.properties["FlashPagesFilledWith"] = "1";
+  EXPECT_EQ(WriteFirst(kCcfg, Bytes(kCcfgSize, 0xFF)), "ok");
+  EXPECT_EQ(Write(kRam, Bytes(kSector, 0xFF)), "ok");
+  EXPECT_EQ(Write(kRam + 0x804, Bytes(4, 0xFF)), "ok");
+  EXPECT_EQ(End(), "ok");
+  EXPECT_EQ(host.memory.size(), 4U);
+  std::vector<std::uint8_t> ids = host.CommandIds();
+  EXPECT_EQ(std::count(ids.begin(), ids.end(), 12), 0);
+}
+
+TEST_F(IntakeTest, AFailedPieceStopsTheBlock) {
+  host.properties["FlashPageToggle"] = "1";
+  host.properties["FlashPages"] = "1";
+  host.ReplyOnce(16, {.result = 0x87});
+  EXPECT_EQ(WriteFirst(0, Pattern(3 * kSector)),
+            "Error when verifying flash - Calculated CRC32 does not match expected CRC32");
+  EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{1, 9, 15, 16}));
+}
+
+TEST_F(IntakeTest, VerificationIsAskedForEveryBlock) {
+  EXPECT_EQ(WriteFirst(0, Pattern(4)), "ok");
+  host.properties["ImageVerificationSetting"] = "1";
+  host.ForgetCalls();
+  EXPECT_EQ(Write(0x800, Pattern(4)), "ok");
+  EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{16}));
+  host.properties["ImageVerificationSetting"] = "true";  // only "1" is yes
+  host.ForgetCalls();
+  EXPECT_EQ(Write(0x800, Pattern(4)), "ok");
+  EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{15, 16}));
+}
+
+TEST_F(IntakeTest, AnEmptyBlockIsRoutedLikeAnyOther) {
+  EXPECT_EQ(WriteFirst(0x800, {}), "ok");
+  EXPECT_EQ(Saci(),
+            "SACI 1/0000, SACI 9/0000 5C17E94B, SACI 15/0000 5C17E94B 00000800, "
+            "SACI 16/0000 00000800 00000000 00000000");
+}
+
+// As a whole the block lies in no region, so it starts nothing; the filter leaves a piece that lies in one.
+TEST_F(IntakeTest, APieceThatReachesCcfgUnannouncedProgramsNoHalfSector) {
+  host.properties["FlashPagesFilledWith"] = "1";
+  Bytes block(kSector, 0xFF);
+  const Bytes ccfg = Pattern(kCcfgSize);
+  block.insert(block.end(), ccfg.begin(), ccfg.end());
+  EXPECT_EQ(WriteFirst(kCcfg - kSector, block), "ok");
+  EXPECT_EQ(CallCount("ResetTarget 0"), 0U);
+  EXPECT_NE(End(), "ok");
+}
+
+// Nonsense lengths must not reach past the block that the host handed over.
+TEST_F(IntakeTest, NegativeLengthsAreSurvived) {
+  const Bytes block = Pattern(4);
+  Device();
+  for (const std::uint32_t address : {0U, 0x800U, kCcfg, kUserRecord, kScfg, kOtp, kRam, 0xFFFFFFFCU}) {
+    EXPECT_EQ(Start(), "ok");
+    for (const int length : {-1, -4, -0x800, INT32_MIN}) {
+      host.ForgetCalls();
+      const std::string outcome =
+          Outcome(Device()->WriteDataToFlash(block.data(), Debugger::Address(address), length, 0));
+      EXPECT_EQ(Saci().find("stream"), std::string::npos) << Hex8(address) << length << outcome;
+    }
+  }
+}
+
+}  // namespace
