@@ -1,0 +1,118 @@
+// OTP bytes and RAM data, which wait for the end of the load.
+
+#include "DeviceTest.h"
+
+namespace {
+
+struct OtpRamTest : DeviceTest {
+  OtpRamTest() {
+    host.properties["FlashEraseSetting"] = "Do not erase sectors (program load only)";
+    host.bootStatus = 0x81;
+  }
+};
+
+TEST_F(OtpRamTest, OtpPiecesFillOneStore) {
+  EXPECT_EQ(Start(), "ok");
+  EXPECT_EQ(Write(kOtp + 0x10, {1, 2, 3}), "ok");
+  EXPECT_EQ(Write(kOtp + kOtpSize - 2, {8, 9}), "ok");
+  EXPECT_EQ(Write(kOtp + 0x11, {7}), "ok");
+  host.ForgetCalls();
+  EXPECT_EQ(End(), "ok");
+  Bytes expected(kOtpSize);
+  expected[0x10] = 1;
+  expected[0x11] = 7;
+  expected[0x12] = 3;
+  expected[kOtpSize - 2] = 8;
+  expected[kOtpSize - 1] = 9;
+  EXPECT_EQ(Command(25).Specific(), kOtpSize);
+  Bytes sent = Payload(25);
+  EXPECT_EQ(sent.size(), 2048U);  // the command has one size
+  sent.resize(kOtpSize);
+  EXPECT_EQ(sent, expected);
+}
+
+TEST_F(OtpRamTest, RamPiecesAreWrittenInAddressOrderTheLastAtAnAddress) {
+  EXPECT_EQ(Start(), "ok");
+  EXPECT_EQ(Write(kRam + 4, {5, 6}), "ok");
+  EXPECT_EQ(Write(kRam, {1, 2, 3, 4, 9}), "ok");  // overlaps, and stays a piece of its own
+  EXPECT_EQ(Write(kRam + 4, {7}), "ok");
+  host.ForgetCalls();
+  EXPECT_EQ(End(), "ok");
+  EXPECT_EQ(Deeds(),
+            "WriteMemory CS_DAP_0 @0x20000000 page 0 size 1 x5: 01 02 03 04 09\n"
+            "ReadMemory CS_DAP_0 @0x20000000 page 0 size 1 x5\n"
+            "WriteMemory CS_DAP_0 @0x20000004 page 0 size 1 x1: 07\n"
+            "ReadMemory CS_DAP_0 @0x20000004 page 0 size 1 x1\n"
+            "Cortex Connect false\n"
+            "SEC_AP Disconnect true");
+}
+
+TEST_F(OtpRamTest, TheFirstWrongByteIsNamed) {
+  const struct {
+    std::vector<std::uint32_t> wrong;
+    const char* error;
+  } cases[] = {
+      {{0}, "Verification error at address 0x20000a00, expected 0x01 but read 0x81"},
+      {{3, 4}, "Verification error at address 0x20000a03, expected 0xab but read 0x2b"},
+      {{4}, "Verification error at address 0x20000a04, expected 0x0f but read 0x8f"},
+  };
+  for (const auto& c : cases) {
+    host.readFlips.clear();
+    host.memory.clear();
+    for (const std::uint32_t byte : c.wrong) host.readFlips[kRam + 0xA00 + byte] = 0x80;
+    EXPECT_EQ(Start(), "ok");
+    EXPECT_EQ(Write(kRam + 0xB00, {1}), "ok");
+    EXPECT_EQ(Write(kRam + 0xA00, {0x01, 0x00, 0xFF, 0xAB, 0x0F}), "ok");
+    host.ForgetCalls();
+    EXPECT_EQ(End(), c.error);
+    EXPECT_EQ(host.memory.count(kRam + 0xB00), 0U);  // the piece behind is not written
+    EXPECT_EQ(CallCount("SetCore Cortex"), 0U);
+  }
+}
+
+TEST_F(OtpRamTest, AClosedPortIsToldOnceAndOnlyIfThereIsData) {
+  host.bootStatus = 0x20;
+  host.ahbApEnabled = false;
+  for (const bool withData : {true, false}) {
+    EXPECT_EQ(Start(), "ok");
+    if (withData) {
+      EXPECT_EQ(Write(kRam, {1}), "ok");
+      EXPECT_EQ(Write(kRam + 9, {1}), "ok");
+    }
+    host.ForgetCalls();
+    EXPECT_EQ(End(), "ok");
+    EXPECT_EQ(Messages(), withData
+                              ? "Error Debugging is not allowed, or has not been authorized. Data will not "
+                                "be written to RAM."
+                              : "");
+    EXPECT_EQ(host.memory.size(), 0U);
+    EXPECT_EQ(Plot().back(), "SEC_AP Disconnect true");
+  }
+}
+
+TEST_F(OtpRamTest, RamIsWrittenOnceDebuggingIsAuthenticated) {
+  host.bootStatus = 0x90;
+  host.ahbApEnabled = false;
+  host.ReplyAlways(5, {.data = {1, 0}});
+  host.onCommand = [this](const SaciCommand& command) {
+    if (command.Id() == 6) host.ahbApEnabled = true;
+  };
+  EXPECT_EQ(Start(), "ok");
+  EXPECT_EQ(Write(kRam, {1}), "ok");
+  EXPECT_EQ(End(), "ok");
+  EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{1, 5, 6, 7}));
+  EXPECT_EQ(host.memory.size(), 1U);
+}
+
+TEST_F(OtpRamTest, AVerificationWritesNeither) {
+  host.properties["ImageVerificationSetting"] = "1";
+  EXPECT_EQ(Start(), "ok");
+  EXPECT_EQ(Write(0, Pattern(4)), "ok");
+  EXPECT_EQ(Write(kOtp, Pattern(4)), "ok");
+  EXPECT_EQ(Write(kRam, Pattern(4)), "ok");
+  EXPECT_EQ(End(), "ok");
+  EXPECT_EQ(host.memory.size(), 0U);
+  EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{1, 16, 17, 27}));
+}
+
+}  // namespace
