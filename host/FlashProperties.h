@@ -8,7 +8,7 @@
 
 namespace host {
 
-// A device description: one Flash Properties XML file, as devices/ holds them. devices/README.md gives
+// A device description: one Flash Properties XML file, as devices/ holds them. docs/devices.md gives
 // the format. Addresses are 32-bit target addresses, sizes and offsets are bytes.
 
 enum class PropertyType {
