@@ -1,0 +1,53 @@
+#include "LoadRate.h"
+
+#include <stdexcept>
+
+#include "FlashProperties.h"
+#include "HostServices.h"
+#include "ImagePlan.h"
+#include "LoadSession.h"
+#include "PropertyStore.h"
+#include "SimulatedProbe.h"
+#include "simulator/ProbeTiming.h"
+
+namespace bench {
+namespace {
+
+host::DeviceDescription DeviceWithMain(std::size_t size) {
+  for (const auto& file : host::ListDeviceFiles(TOVIK_DEVICES)) {
+    host::DeviceDescription device = host::ReadDeviceDescription(file);
+    if (device.map.main.size >= size) return device;
+  }
+  throw std::runtime_error("no device description has enough MAIN flash");
+}
+
+host::PropertyStore Defaults(const host::DeviceDescription& device) {
+  host::PropertyStore settings;
+  for (const host::FlashProperty& property : device.properties) settings.Set(property.name, property.value);
+  return settings;
+}
+
+}  // namespace
+
+double ModelledSeconds(const host::PluginLibrary& library, const std::string& probeName,
+                       const std::vector<std::uint8_t>& image) {
+  const host::DeviceDescription device = DeviceWithMain(image.size());
+  host::SimulatedProbe probe(device, {.file = {}, .timing = probeName, .faults = {}, .lifeCycle = {}});
+  host::PropertyStore settings = Defaults(device);
+  host::HostServices services(probe, settings);
+  services.ConnectDebugPort();
+
+  const host::ImageFile file = host::ParseImage("image.bin", image, device.map.main.base);
+  const host::LoadPlan plan = host::PlanLoad({&file, 1}, device.map, host::PluginCuts::No);
+  const host::LoadReport report = host::LoadSession(library, services, probe, device.name)
+                                      .Run(plan, device.map, host::LoadMode::Program, {});
+  if (report.error) throw std::runtime_error(*report.error);
+  return static_cast<double>(report.elapsedNs) / 1e9;
+}
+
+double WireBytesPerSecond(const std::string& probeName) {
+  // One 32-bit word takes 46 clocks.
+  return static_cast<double>(simulator::FindProbeTiming(probeName).value().wireHz) * 4 / 46;
+}
+
+}  // namespace bench
