@@ -62,6 +62,7 @@ TEST_F(IdentificationTest, TheRevisionIsTheLastRowThatMatches) {
       {"one row", "0xCBB77:3.1:D", "D (3.1)", {}},
       {"the later of two", "0xCBB77:3.1:D:0xCBB77:3.2:E", "E (3.2)", {}},
       {"an exact row before the device's last", "0xCBB77:3.1:D:0xDBB77:4.0:E", "D (3.1)", {}},
+      {"another version, in its highest bit alone", "0xCBB77:3.1:D:0x4BB77:4.0:E", "D (3.1)", {}},
       {"bits above the key do not count", "0xFFCBB77:3.1:D", "D (3.1)", {}},
       {"decimal code", "834423:3.1:D", "D (3.1)", {}},
       {"the device's last row",
