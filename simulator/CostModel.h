@@ -10,7 +10,7 @@ struct CostModel {
   Nanoseconds boot = 5 * kMillisecond;             // reset to SACI, or to the application
   Nanoseconds bootCode = 2 * kMillisecond;         // leaving SACI to the probe loop or the application
   Nanoseconds command = 20 * kMicrosecond;         // last word taken to the start of execution
-  Nanoseconds programSector = 250 * kMicrosecond;  // one MAIN sector; parts of a sector in proportion
+  Nanoseconds programSector = 140 * kMicrosecond;  // one MAIN sector; parts of a sector in proportion
   Nanoseconds programConfig = 500 * kMicrosecond;  // CCFG, its user record, SCFG, OTP: each one command
   Nanoseconds chipErase = 40 * kMillisecond;       // however many sectors are retained
   Nanoseconds crcPerByte = 2;                      // 32 bits a clock at 125 MHz; blank checks the same
