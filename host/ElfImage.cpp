@@ -2,6 +2,7 @@
 #include <gelf.h>
 #include <libelf.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "ImageFormats.h"
@@ -14,15 +15,18 @@ namespace {
   throw InputError(fmt::format("{}: {}", name, text));
 }
 
+// One past the last byte of a header table.
+std::uint64_t TableEnd(std::uint64_t offset, std::uint64_t count, std::uint64_t entrySize) {
+  return offset + count * entrySize;
+}
+
 // Both header tables count: a file that lost its tail is damaged even where its program data is still whole.
 void RequireWhole(std::string_view name, std::size_t size, const Elf32_Ehdr& header) {
-  const std::uint64_t programEnd =
-      std::uint64_t{header.e_phoff} + std::uint64_t{header.e_phnum} * header.e_phentsize;
-  const std::uint64_t sectionEnd =
-      std::uint64_t{header.e_shoff} + std::uint64_t{header.e_shnum} * header.e_shentsize;
-  if (programEnd > size || (header.e_shoff != 0 && sectionEnd > size))
-    Refuse(name, fmt::format("truncated ELF: its header tables reach to byte {}, the file has {}",
-                             std::max(programEnd, sectionEnd), size));
+  const std::uint64_t end = std::max(TableEnd(header.e_phoff, header.e_phnum, header.e_phentsize),
+                                     TableEnd(header.e_shoff, header.e_shnum, header.e_shentsize));
+  if (end > size)
+    Refuse(name,
+           fmt::format("truncated ELF: its header tables reach to byte {}, the file has {}", end, size));
 }
 
 ImageSegment ReadSegment(std::string_view name, std::span<const std::uint8_t> content, std::size_t index,

@@ -314,12 +314,20 @@ void ReadChipCcfg(const XmlText& xml, const pugi::xml_node& ccfg, ChipFacts& chi
   chip.authorizationHashOffset = xml.Number(authorization, "hash");
 }
 
+struct HsmFormName {
+  std::string_view name;
+  HsmForm form;
+};
+constexpr HsmFormName s_hsmForms[] = {
+    {"none", HsmForm::None}, {"whole", HsmForm::Whole}, {"records", HsmForm::Records}};
+
 HsmForm ReadHsm(const XmlText& xml, const pugi::xml_node& node) {
-  const std::string form = node.attribute("hsm").as_string("none");
-  if (form == "none") return HsmForm::None;
-  if (form == "whole") return HsmForm::Whole;
-  if (form == "records") return HsmForm::Records;
-  xml.Refuse(node, fmt::format("hsm=\"{}\" is none of none, whole, records", form));
+  const std::string_view name = node.attribute("hsm").as_string("none");
+  const auto known = std::find_if(std::begin(s_hsmForms), std::end(s_hsmForms),
+                                  [&](const HsmFormName& one) { return one.name == name; });
+  if (known == std::end(s_hsmForms))
+    xml.Refuse(node, fmt::format("hsm=\"{}\" is none of none, whole, records", name));
+  return known->form;
 }
 
 ChipFacts ReadChip(const XmlText& xml, const pugi::xml_node& node) {
