@@ -105,5 +105,17 @@ TEST_F(ConfigurationTest, OtpIsWrittenOnce) {
   EXPECT_EQ(target.Contents().otp, written) << "chip erase does not reach OTP";
 }
 
+TEST_F(ConfigurationTest, CountsTheWritesToEachMemory) {
+  const Words otp(512, 0);
+  target.Command(Joined({0x0000'010D, kKey}, Words(8, 0)));
+  target.Command(Joined({0x0010'021A, kKey}, Words(16, 0)));
+  target.Command(Joined({0x0004'0319, kKey}, otp));
+  target.Command(Joined({0x0004'0419, kKey ^ 1}, otp));
+  target.ports.WriteMemory(0x2000'0000, Bytes{1});
+  target.ports.WriteMemory(0x2000'0000, Bytes{1});
+  const WriteCounts& writes = target.chip.Writes();
+  EXPECT_EQ((Words{writes.ccfg, writes.scfg, writes.otp, writes.ram}), (Words{1, 1, 1, 2}));
+}
+
 }  // namespace
 }  // namespace simulator
