@@ -198,6 +198,13 @@ TEST_F(CcfgTest, AUserRecordIsSentAtOncePaddedWithZeros) {
   }
 }
 
+TEST_F(CcfgTest, AUserRecordIsOnlyVerifiedWhenNothingIsToBeProgrammed) {
+  host.properties["ImageVerificationSetting"] = "1";
+  EXPECT_EQ(Start(), "ok");
+  EXPECT_EQ(Write(kUserRecord, Pattern(8)), "ok");
+  EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{1, 17}));
+}
+
 TEST_F(CcfgTest, ARefusedUserRecordIsTold) {
   const struct {
     std::uint8_t command;

@@ -179,7 +179,7 @@ TEST_F(IntakeTest, AnEmptyBlockIsRoutedLikeAnyOther) {
 }
 
 // As a whole the block lies in no region, so it starts nothing; the filter leaves a piece that lies in one.
-TEST_F(IntakeTest, APieceThatReachesCcfgUnannouncedProgramsNoHalfSector) {
+TEST_F(IntakeTest, APieceThatReachesCcfgUnannouncedFailsAtTheEnd) {
   host.properties["FlashPagesFilledWith"] = "1";
   Bytes block(kSector, 0xFF);
   const Bytes ccfg = Pattern(kCcfgSize);

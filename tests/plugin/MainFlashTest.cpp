@@ -136,6 +136,22 @@ TEST_F(MainFlashTest, RetainedSectorsAreNotProgrammed) {
             "Info Skipping programming the following sector(s): 0, 2, 4-5, ");
 }
 
+TEST_F(MainFlashTest, AnEraseForgetsWhatTheOneBeforeRetained) {
+  for (const char* setting : {"Do not erase sectors (program load only)", "Chip Erase"}) {
+    host.properties["FlashEraseSetting"] = setting;
+    host.ReplyOnce(9, {.data = {0x00000001, 0}});
+    host.connectedCores.insert("CS_DAP_0");
+    EXPECT_EQ(Device().Perform("ReadDeviceInfo"), "ok");
+    host.connectedCores.insert("CS_DAP_0");
+    EXPECT_EQ(Start(), "ok");
+    EXPECT_EQ(Device().Perform("ChipEraseRetain"), "ok");
+    host.connectedCores.insert("CS_DAP_0");
+    host.ForgetCalls();
+    EXPECT_EQ(Write(0, Pattern(2 * kSector)), "ok");
+    EXPECT_EQ(Command(15).words.at(2), *setting == 'D' ? 0x800U : 0U) << setting;
+  }
+}
+
 TEST_F(MainFlashTest, SkippedSectorsAreToldOnlyIfVerboseAndAny) {
   host.properties["FlashPageToggle"] = "1";
   host.properties["FlashPages"] = "9";

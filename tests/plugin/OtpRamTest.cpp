@@ -1,5 +1,6 @@
 // OTP bytes and RAM data, which wait for the end of the load.
 
+#include "ConfigurationStore.h"
 #include "DeviceTest.h"
 
 namespace {
@@ -29,6 +30,30 @@ TEST_F(OtpRamTest, OtpPiecesFillOneStore) {
   EXPECT_EQ(sent.size(), 2048U);  // the command has one size
   sent.resize(kOtpSize);
   EXPECT_EQ(sent, expected);
+}
+
+// A store of four bytes 0 that stands for address 0x100.
+TEST(ConfigurationStore, TakesWhatFits) {
+  const struct {
+    std::uint32_t address;
+    Bytes data, store;
+  } cases[] = {
+      {0x100, {1, 2, 3, 4}, {1, 2, 3, 4}},
+      {0x102, {5}, {0, 0, 5, 0}},
+      {0x103, {6, 7, 8}, {0, 0, 0, 6}},
+      {0x104, {9}, {0, 0, 0, 0}},
+      {0x101, {}, {0, 0, 0, 0}},
+      {0xFFFFFFFF, {9}, {0, 0, 0, 0}},
+      {0x100, {1, 2, 3, 4, 5}, {1, 2, 3, 4}},
+  };
+  for (const auto& c : cases) {
+    Bytes store(4);
+    CopyIntoStore(store, 0x100, c.data, c.address);
+    EXPECT_EQ(store, c.store) << std::hex << c.address;
+  }
+  Bytes store(4);
+  EXPECT_THROW(CopyIntoStore(store, 0x100, Bytes{1, 2}, 0xFF), std::runtime_error);
+  EXPECT_EQ(store, Bytes(4));
 }
 
 TEST_F(OtpRamTest, RamPiecesAreWrittenInAddressOrderTheLastAtAnAddress) {
