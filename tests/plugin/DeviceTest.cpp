@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
 
 namespace {
 
@@ -10,6 +11,11 @@ constexpr std::size_t kWordsTold = 5;
 
 bool StartsWith(const std::string& text, const char* prefix) {
   return text.rfind(prefix, 0) == 0;
+}
+
+bool StartsWithAny(const std::string& text, std::initializer_list<const char*> prefixes) {
+  return std::any_of(prefixes.begin(), prefixes.end(),
+                     [&](const char* prefix) { return StartsWith(text, prefix); });
 }
 
 std::string CommandLine(const SaciCommand& command) {
@@ -124,36 +130,34 @@ std::vector<std::string> DeviceTest::Plot() const {
     if (StartsWith(call, "SetCore ")) core = call.substr(8);
     if (StartsWith(call, "SetCoreById ")) core = call.substr(12);
     if (call == "WriteReg SECAP_TXCTL 0x2") header = true;
-    const bool ofTransfer = core == "SEC_AP" && !StartsWith(call, "Disconnect");
-
-    if (StartsWith(call, "WriteMemory SEC_AP") && header) {
+    if (StartsWith(call, "WriteMemory SEC_AP")) {
+      if (header) {
+        const SaciCommand& sent = host.commands.at(command++);
+        plot.push_back(CommandLine(sent));
+        wordsToCome = sent.words.size() - 1;
+      } else if (wordsToCome != 0) {
+        wordsToCome = 0;
+      } else {
+        const std::size_t count = call.find(" x") + 2;
+        plot.push_back("stream " + call.substr(count, call.find(':') - count));
+      }
       header = false;
-      const SaciCommand& sent = host.commands.at(command++);
-      plot.push_back(CommandLine(sent));
-      wordsToCome = sent.words.size() - 1;
-    } else if (StartsWith(call, "WriteMemory SEC_AP") && wordsToCome != 0) {
-      wordsToCome = 0;
-    } else if (StartsWith(call, "WriteMemory SEC_AP")) {
-      const std::size_t count = call.find(" x") + 2;
-      plot.push_back("stream " + call.substr(count, call.find(':') - count));
-    } else if (StartsWith(call, "SetProperty DeviceInfoRevision")) {
-      plot.emplace_back("identify");
-    } else if (StartsWith(call, "SetProperty DeviceInfo")) {
       continue;
-    } else if (StartsWith(call, "ReportInfo ") || StartsWith(call, "ReportError ")) {
+    }
+    if (StartsWith(call, "Report")) {
       plot.push_back(call.substr(6));
-    } else if (StartsWith(call, "SetProperty") || StartsWith(call, "Sleep") ||
-               StartsWith(call, "ResetTarget")) {
-      plot.push_back(call);
-    } else if (ofTransfer) {
-      continue;
+    } else if (StartsWith(call, "SetProperty DeviceInfo")) {
+      if (StartsWith(call, "SetProperty DeviceInfoRevision")) plot.emplace_back("identify");
+    } else if (StartsWithAny(call, {"SetProperty", "Sleep", "ResetTarget", "WriteMemory", "ReadMemory"})) {
+      if (!StartsWith(call, "ReadMemory SEC_AP")) plot.push_back(call);
+    } else if (core == "SEC_AP" && !StartsWith(call, "Disconnect")) {
+      continue;  // of a transfer
     } else if (StartsWith(call, "WriteReg SECAP_RSTCTL")) {
-      plot.push_back(core + " reset request" + call.substr(21));
-    } else if (StartsWith(call, "WriteMemory") || StartsWith(call, "ReadMemory")) {
-      plot.push_back(call);
-    } else if (StartsWith(call, "Connect") || StartsWith(call, "Disconnect") ||
-               StartsWith(call, "ReConnect")) {
-      plot.push_back(core + " " + call);
+      plot.push_back(core);
+      plot.back().append(" reset request").append(call, 21);
+    } else if (StartsWithAny(call, {"Connect", "Disconnect", "ReConnect"})) {
+      plot.push_back(core);
+      plot.back().append(" ").append(call);
     }
   }
   return plot;
