@@ -1,0 +1,303 @@
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "ByteSource.h"
+#include "FlashProperties.h"
+#include "HostServices.h"
+#include "HostileHost.h"
+#include "IFlashDevice2.h"
+#include "PropertyStore.h"
+#include "Require.h"
+#include "SimulatedProbe.h"
+
+// The whole plug-in between a hostile host and a hostile chip: what a debugger asks of it, in any order and
+// with any arguments, while the host and, through it, the chip give any answer. Whatever happened, the same
+// object then has to program a chip correctly.
+//
+// Input: device | number of bytes that follow | those bytes: the operations | the rest: HostileHost's.
+
+namespace {
+
+using namespace fuzz;
+
+// Small memories: a run costs what its bytes cost.
+constexpr std::uint32_t kMainSize = 0x8000;
+constexpr std::uint32_t kRamSize = 0x1000;
+constexpr std::uint32_t kSectorSize = 0x800;
+constexpr std::uint32_t kLongestBlock = 0x2000;
+
+const std::string kPassword = std::string(1, HostileHost::kSecretMark) + "open sesame";
+
+std::vector<host::DeviceDescription> ReadDevices() {
+  std::vector<host::DeviceDescription> devices;
+  for (const std::filesystem::path& file : host::ListDeviceFiles(TOVIK_DEVICES_DIR)) {
+    devices.push_back(host::ReadDeviceDescription(file));
+    devices.back().chip.mainSize = kMainSize;
+    devices.back().chip.ram.size = kRamSize;
+  }
+  return devices;
+}
+
+host::PropertyStore DefaultSettings(const host::DeviceDescription& device) {
+  host::PropertyStore settings;
+  for (const host::FlashProperty& property : device.properties) settings.Set(property.name, property.value);
+  settings.Set("DeviceInfoFlashSizeTranslation", "*:*:*:0x8000");
+  settings.Set("DeviceInfoRAMSizeTranslation", "*:*:*:0x1000");
+  settings.Set("DebugPassword", kPassword);
+  settings.Set("DebugPasswordHex", kPassword);
+  return settings;
+}
+
+// An HSM image for the plug-in to read, in memory.
+class ImageInMemory {
+ public:
+  ImageInMemory() : descriptor(memfd_create("hsm-image", MFD_CLOEXEC)) {
+    Require(descriptor >= 0, "a file in memory can be made");
+  }
+  [[nodiscard]] std::string Path() const { return "/proc/self/fd/" + std::to_string(descriptor); }
+  void Fill(std::span<const std::uint8_t> bytes) const {
+    const bool filled = ftruncate(descriptor, 0) == 0 && pwrite(descriptor, bytes.data(), bytes.size(), 0) ==
+                                                             static_cast<ssize_t>(bytes.size());
+    Require(filled, "a file in memory can be written");
+  }
+
+ private:
+  int descriptor;
+};
+
+class Session {
+ public:
+  Session(const host::DeviceDescription& description, ByteSource operationBytes, ByteSource hostBytes)
+      : device(description),
+        operations(operationBytes),
+        settings(DefaultSettings(device)),
+        probe(device, {}),
+        honest(probe, settings),
+        hostile(honest, hostBytes) {
+    honest.ConnectDebugPort();
+  }
+  ~Session() {
+    if (plugin != nullptr) plugin->Delete();
+  }
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  void Run() {
+    Create();
+    while (!operations.IsEmpty()) PerformNext();
+    hostile.SetLying(false);
+    RequireAWorkingLoad();
+  }
+
+ private:
+  // Twice: with lies, and honestly. A device keeps the register addresses that it was told when it was made.
+  void Create() {
+    const auto create = [&] {
+      return CreateFlashDevice4("first", "second", "third", hostile.Utility(), &plugin);
+    };
+    const bool failed = Perform(create) != nullptr;
+    Require(failed == (plugin == nullptr), "a failed creation leaves the result alone");
+    if (plugin != nullptr) plugin->Delete();
+    plugin = nullptr;
+    hostile.SetLying(false);
+    RequireSuccess(Perform(create));
+    hostile.SetLying(true);
+  }
+
+  template <typename Operation>
+  const char* Perform(Operation operation) {
+    hostile.BeginOperation();
+    const char* error = operation();
+    hostile.EndOperation(error);
+    return error;
+  }
+
+  void PerformNext() {
+    switch (operations.Byte() % 10) {
+      case 0: Initialize(); break;
+      case 1: ResetSettings(); break;
+      case 2:
+      case 3: WriteBlock(); break;
+      case 4: PerformOperation(); break;
+      case 5: ExecuteScriptFunction(); break;
+      case 6: ChangeSetting(); break;
+      case 7: AskAboutAddresses(); break;
+      case 8: AskForFunctionName(); break;
+      default: ProvideHsmImage(); break;
+    }
+  }
+
+  void Initialize() {
+    bool flashAvailable = false;
+    const char* supported = nullptr;
+    const bool failed = Perform([&] { return plugin->Initialize(flashAvailable, supported); }) != nullptr;
+    Require(flashAvailable != failed && (supported == nullptr) == failed,
+            "Initialize writes its results exactly when it succeeds");
+  }
+
+  void ResetSettings() {
+    const auto state = static_cast<ProgramState>(operations.Byte() % 4);
+    Perform([&] { return plugin->ResetSettings(state); });
+  }
+
+  [[nodiscard]] std::uint32_t Address() {
+    const std::array<std::uint32_t, 8> bases = {0,
+                                                device.map.ccfg.base,
+                                                device.map.userRecord.base,
+                                                device.map.scfg.base,
+                                                device.map.otp.base,
+                                                device.map.ram.base,
+                                                0x1000'0000,
+                                                0xFFFF'FF00};
+    const std::uint8_t choice = operations.Byte();
+    const std::uint32_t offset = operations.Byte() * ((choice & 0x80) != 0 ? 1U : 0x80U);
+    return (choice & 0x40) != 0 ? operations.Word() : bases[choice % bases.size()] + offset;
+  }
+
+  [[nodiscard]] std::uint32_t BlockLength() {
+    const std::array<std::uint32_t, 8> lengths = {0,
+                                                  1,
+                                                  kSectorSize,
+                                                  device.map.ccfg.size,
+                                                  device.map.userRecord.size,
+                                                  device.map.scfg.size,
+                                                  device.map.ccfg.size + device.map.otp.size,
+                                                  kLongestBlock};
+    const std::uint8_t choice = operations.Byte();
+    if ((choice & 0x80) != 0) return operations.Word() % kLongestBlock;
+    return lengths[choice % lengths.size()];
+  }
+
+  void WriteBlock() {
+    const Debugger::Address address(Address());
+    const std::uint32_t length = BlockLength();
+    const std::uint8_t kind = operations.Byte();
+    std::vector<std::uint8_t> data(length, operations.Byte());
+    // One byte of its own a sector, so that not all sectors look alike.
+    for (std::uint32_t i = 0; i < length && (kind & 1) != 0; i += kSectorSize) data[i] = operations.Byte();
+    const int count = (kind & 0xF0) == 0xF0 ? -static_cast<int>(length) : static_cast<int>(length);
+    const auto page = static_cast<short>(kind >> 1 & 1);
+    Perform([&] { return plugin->WriteDataToFlash(data.data(), address, count, page); });
+  }
+
+  void PerformOperation() {
+    constexpr std::array<const char*, 7> kNames = {
+        "Erase",           "ChipEraseRetain", "BlankCheck",         "ReadDeviceInfo",
+        "ProgramHsmImage", "ReadHsmSysInfo",  "ReadHsmUpdateStatus"};
+    const std::uint8_t choice = operations.Byte() % 8;
+    const std::string name = choice < kNames.size() ? kNames[choice] : operations.Text();
+    Perform([&] { return plugin->PerformOperation(name.c_str()); });
+  }
+
+  void ExecuteScriptFunction() {
+    constexpr std::array<const char*, 5> kNames = {"EnsureAuthentication", "EnterSaci", "ExitSaci",
+                                                   "SaciAppResetDevice", "exitSaci"};
+    const std::uint8_t choice = operations.Byte();
+    const char* const name = kNames[choice % kNames.size()];
+    const std::string text = "text";
+    std::vector<C_RuneValue> params;
+    for (int i = 0; i < choice >> 6; ++i) {
+      params.emplace_back(operations.Byte());
+      params.back().type = operations.Byte() % 4;
+      if (params.back().type == C_RuneValue::kText)
+        params.back().text = params.back().integer % 2 == 0 ? text.c_str() : nullptr;
+    }
+    constexpr long long kUnwritten = 0x5A5A;
+    C_RuneValue result(kUnwritten);
+    const bool failed = Perform([&] {
+                          return plugin->ExecuteRuneFunction(name, params.data(),
+                                                             static_cast<unsigned>(params.size()), result);
+                        }) != nullptr;
+    Require(failed == (result.integer == kUnwritten), "a script function gives a result when it succeeds");
+  }
+
+  void ChangeSetting() {
+    const auto& all = settings.All();
+    const std::string name = std::next(all.begin(), operations.Byte() % static_cast<int>(all.size()))->first;
+    const std::uint8_t choice = operations.Byte();
+    if (name == "HsmImagePath") return;  // ProvideHsmImage
+    std::string value = choice < 2 ? std::to_string(choice) : operations.Text();
+    for (char& character : value)
+      if (character == HostileHost::kSecretMark) character = '?';
+    settings.Set(name, value.c_str());
+  }
+
+  void AskAboutAddresses() {
+    const Debugger::Address address(Address());
+    const auto length = static_cast<int>(operations.Word());
+    bool answers[3] = {};
+    Perform([&] { return plugin->AddressWithinFlash(address, answers[0]); });
+    Perform([&] { return plugin->AnyRangeWithinFlash(address, length, answers[1]); });
+    Perform([&] { return plugin->HandleVerification(address, answers[2]); });
+    Require(answers[0] && answers[1] && answers[2], "every address is the plug-in's to handle");
+    const unsigned short wide = 0;
+    Require(Perform([&] { return plugin->WriteDataToFlash(&wide, address, 1, 0); }) != nullptr,
+            "16-bit data is refused");
+    Perform([&] { return plugin->LoadImages(nullptr, 0); });
+  }
+
+  void AskForFunctionName() {
+    unsigned count = 0;
+    Perform([&] { return plugin->GetNumberOfRuneFunctions(count); });
+    const unsigned index = operations.Byte() % 8;
+    const char* name = nullptr;
+    const bool failed = Perform([&] { return plugin->GetRuneFunctionName(index, name); }) != nullptr;
+    Require(failed == (index >= count) && failed == (name == nullptr),
+            "there is a name for every function and no other");
+  }
+
+  void ProvideHsmImage() {
+    static const ImageInMemory image;
+    const std::uint8_t choice = operations.Byte();
+    image.Fill(operations.Take(choice >> 1));
+    settings.Set("HsmImagePath", (choice & 1) != 0 ? image.Path() : "/nonexistent");
+  }
+
+  // What a debugger does for one image, with every answer honest and all settings as the device has them.
+  void RequireAWorkingLoad() {
+    settings = DefaultSettings(device);
+    honest.ConnectDebugPort();
+    std::vector<std::uint8_t> data(kSectorSize + 100);
+    for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
+    Initialize();
+    RequireSuccess(Perform([&] { return plugin->ResetSettings(ProgramState::LoadStart); }));
+    RequireSuccess(Perform([&] {
+      return plugin->WriteDataToFlash(data.data(), Debugger::Address(2 * kSectorSize),
+                                      static_cast<int>(data.size()), 0);
+    }));
+    RequireSuccess(Perform([&] { return plugin->ResetSettings(ProgramState::LoadEnd); }));
+    const std::vector<std::uint8_t> main = probe.Picture().main;
+    Require(std::equal(data.begin(), data.end(), main.begin() + 2 * kSectorSize),
+            "the chip holds what was loaded");
+  }
+
+  static void RequireSuccess(const char* error) {
+    Require(error == nullptr,
+            std::string("an operation fails with an honest host: ") + (error != nullptr ? error : ""));
+  }
+
+  const host::DeviceDescription& device;
+  ByteSource operations;
+  host::PropertyStore settings;
+  host::SimulatedProbe probe;
+  host::HostServices honest;
+  HostileHost hostile;
+  IFlashDevice4* plugin = nullptr;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const std::vector<host::DeviceDescription> devices = ReadDevices();
+  ByteSource input({data, size});
+  const host::DeviceDescription& device = devices[input.Byte() % devices.size()];
+  const ByteSource operations(input.Take(input.Byte()));
+  Session(device, operations, input).Run();
+  return 0;
+}
