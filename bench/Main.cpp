@@ -120,7 +120,7 @@ std::vector<Row> RatesOn(const host::PluginLibrary& library, const std::string& 
   const double wireRate = WireBytesPerSecond(probe);
   const double wholeSeconds = ModelledSeconds(library, probe, Image(kMiB));
   const double moreSeconds = wholeSeconds - ModelledSeconds(library, probe, Image(kMiB / 2));
-  const double moreBytes = kMiB / 2;
+  const auto moreBytes = static_cast<double>(kMiB) / 2;
   return {{"modelled rate of image data on probe " + probe,
            goal > 0 ? fmt::format("at least {:.0f} %", 100 * goal) : "",
            Share(moreBytes, moreSeconds, wireRate), moreBytes / moreSeconds >= goal * wireRate},
