@@ -49,14 +49,23 @@ struct HostFunctionTable {
 static_assert(std::is_trivially_copyable_v<HostFunctionTable> &&
               std::is_standard_layout_v<HostFunctionTable>);
 static_assert(sizeof(HostFunctionTable) == 39 * sizeof(void*));
+static_assert(offsetof(HostFunctionTable, getValueOfProperty) == 0 * sizeof(void*));
+static_assert(offsetof(HostFunctionTable, setValueOfProperty) == 1 * sizeof(void*));
 static_assert(offsetof(HostFunctionTable, resetTarget) == 7 * sizeof(void*));
 static_assert(offsetof(HostFunctionTable, readMemory) == 10 * sizeof(void*));
+static_assert(offsetof(HostFunctionTable, writeMemory) == 11 * sizeof(void*));
+static_assert(offsetof(HostFunctionTable, lookupReg) == 12 * sizeof(void*));
+static_assert(offsetof(HostFunctionTable, readReg) == 13 * sizeof(void*));
 static_assert(offsetof(HostFunctionTable, writeReg) == 14 * sizeof(void*));
 static_assert(offsetof(HostFunctionTable, reportError) == 19 * sizeof(void*));
+static_assert(offsetof(HostFunctionTable, reportInfo) == 20 * sizeof(void*));
 static_assert(offsetof(HostFunctionTable, sleep) == 22 * sizeof(void*));
 static_assert(offsetof(HostFunctionTable, setCore) == 27 * sizeof(void*));
 static_assert(offsetof(HostFunctionTable, disconnect) == 33 * sizeof(void*));
+static_assert(offsetof(HostFunctionTable, isConnected) == 34 * sizeof(void*));
 static_assert(offsetof(HostFunctionTable, setCoreById) == 36 * sizeof(void*));
+static_assert(offsetof(HostFunctionTable, connect) == 37 * sizeof(void*));
+static_assert(offsetof(HostFunctionTable, reConnect) == 38 * sizeof(void*));
 
 // A host's own object derives from this (or begins with the same word) and casts back in its functions.
 struct HostObject {
