@@ -1,5 +1,6 @@
 #include <algorithm>
-#include <sstream>
+#include <array>
+#include <cstdio>
 #include <stdexcept>
 
 #include "DeviceNumbers.h"
@@ -27,6 +28,17 @@ FlashUtil::RevisionRow const* FindLastRevision(std::vector<FlashUtil::RevisionRo
     return ((static_cast<std::uint32_t>(std::get<0>(candidate)) ^ key) & mask) == 0;
   });
   return row != table.rend() ? &*row : nullptr;
+}
+
+// No text here goes through a stream: a stream writes numbers as the host's locale groups them.
+std::string Hex(std::uint32_t value) {
+  std::array<char, 9> digits{};
+  std::snprintf(digits.data(), digits.size(), "%x", value);
+  return digits.data();
+}
+
+std::string RevisionNumber(std::uint32_t major, std::uint32_t minor) {
+  return std::to_string(major) + "." + std::to_string(minor);
 }
 
 bool Matches(long key, std::uint32_t value) {
@@ -69,11 +81,9 @@ bool FlashDeviceTovik::ReadRevisionInfo() {
   FlashUtil::RevisionRow const* row = FindLastRevision(identity.revisionTable, key, kDeviceAndVersion);
   bool const versionKnown = row != nullptr;
   if (!versionKnown) row = FindLastRevision(identity.revisionTable, key, kDeviceOnly);
-  std::ostringstream text;
   if (row == nullptr) {
-    text << "DEVICEID.DEVICE (DEVICEID[27:12]) '0x" << std::hex << identity.device
-         << "' unknown for selected target. \nDevice revision cannot be determined.";
-    utility.ReportInfo(text.str());
+    utility.ReportInfo("DEVICEID.DEVICE (DEVICEID[27:12]) '0x" + Hex(identity.device) +
+                       "' unknown for selected target. \nDevice revision cannot be determined.");
     identity.revisionMajor = 0;
     identity.revisionMinor = 0;
     identity.revisionName = s_unknownName;
@@ -84,13 +94,11 @@ bool FlashDeviceTovik::ReadRevisionInfo() {
                                             identity.revisionMinor);
   identity.revisionName = std::get<2>(*row);
   if (versionKnown) return true;
-  text << "DEVICEID.VERSION (DEVICEID[31:28]) '0x" << std::hex << VersionOf(deviceId) << std::dec
-       << "' unknown for selected target. Assuming latest known revision: Rev. ";
-  if (identity.revisionName != s_unknownName)
-    text << identity.revisionName << " (" << identity.revisionMajor << "." << identity.revisionMinor << ").";
-  else
-    text << identity.revisionMajor << "." << identity.revisionMinor << ".";
-  utility.ReportInfo(text.str());
+  std::string const number = RevisionNumber(identity.revisionMajor, identity.revisionMinor);
+  utility.ReportInfo(
+      "DEVICEID.VERSION (DEVICEID[31:28]) '0x" + Hex(VersionOf(deviceId)) +
+      "' unknown for selected target. Assuming latest known revision: Rev. " +
+      (identity.revisionName != s_unknownName ? identity.revisionName + " (" + number + ")." : number + "."));
   return true;
 }
 
@@ -125,25 +133,19 @@ std::uint32_t FlashDeviceTovik::ReadMemorySize(std::string const& translationPro
 }
 
 void FlashDeviceTovik::PopulateDeviceInfoFields() {
-  std::ostringstream flash;
+  std::string flash = "--";
   if (identity.mainFlashSize != 0)
-    flash << (identity.mainFlashSize >> 10) << " KB (" << identity.mainSectorCount << " sectors)";
-  else
-    flash << "--";
-  utility.SetValueOfProperty("DeviceInfoFlashSize", flash.str());
+    flash = std::to_string(identity.mainFlashSize >> 10) + " KB (" +
+            std::to_string(identity.mainSectorCount) + " sectors)";
+  utility.SetValueOfProperty("DeviceInfoFlashSize", flash);
 
-  std::ostringstream ram;
-  if (identity.ramSize != 0)
-    ram << (identity.ramSize >> 10) << " KB";
-  else
-    ram << "--";
-  utility.SetValueOfProperty("DeviceInfoRAMSize", ram.str());
+  std::string ram = "--";
+  if (identity.ramSize != 0) ram = std::to_string(identity.ramSize >> 10) + " KB";
+  utility.SetValueOfProperty("DeviceInfoRAMSize", ram);
 
-  std::ostringstream revision;
-  if (identity.revisionMajor == 0 && identity.revisionMinor == 0 && identity.revisionName == s_unknownName)
-    revision << "--";
-  else
-    revision << identity.revisionName << " (" << identity.revisionMajor << "." << identity.revisionMinor
-             << ")";
-  utility.SetValueOfProperty("DeviceInfoRevision", revision.str());
+  std::string revision = "--";
+  if (identity.revisionMajor != 0 || identity.revisionMinor != 0 || identity.revisionName != s_unknownName)
+    revision =
+        identity.revisionName + " (" + RevisionNumber(identity.revisionMajor, identity.revisionMinor) + ")";
+  utility.SetValueOfProperty("DeviceInfoRevision", revision);
 }

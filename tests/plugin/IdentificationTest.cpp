@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <locale>
 #include <string>
 #include <vector>
 
@@ -117,6 +118,30 @@ TEST_F(IdentificationTest, TheSizeIsTheFirstRowThatMatches) {
     EXPECT_EQ(host.properties["DeviceInfoFlashSize"], row.size) << row.what;
     EXPECT_EQ(Joined(host.Story({"Report"})), Joined(row.messages)) << row.what;
   }
+}
+
+// The plug-in shares the process with a host that may write its numbers in groups.
+TEST_F(IdentificationTest, TheLocaleOfTheHostDoesNotShow) {
+  struct Groups : std::numpunct<char> {
+    std::string do_grouping() const override { return "\1"; }
+  };
+  host.properties["DeviceInfoRevisionTranslation"] = "0xCBB77:10.11:B";
+  const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Groups));
+  const std::string outcome = Identify();
+  const Lines known = host.Story({"Report", "SetProperty"});
+  host.registers["CFGAP_DEVICEID"] = 0x1BB78000;
+  Identify();
+  const Lines unknown = host.Story({"Report"});
+  std::locale::global(before);
+
+  EXPECT_EQ(outcome, "ok");
+  EXPECT_EQ(Joined(known),
+            Joined({"ReportInfo DEVICEID.VERSION (DEVICEID[31:28]) '0x1' unknown for selected "
+                    "target. Assuming latest known revision: Rev. B (10.11).",
+                    "SetProperty DeviceInfoFlashSize 512 KB (256 sectors)",
+                    "SetProperty DeviceInfoRAMSize 36 KB", "SetProperty DeviceInfoRevision B (10.11)"}));
+  EXPECT_EQ(Joined(unknown), Joined({"ReportInfo DEVICEID.DEVICE (DEVICEID[27:12]) '0xbb78' unknown for "
+                                     "selected target. \nDevice revision cannot be determined."}));
 }
 
 TEST_F(IdentificationTest, AnUnknownRamSizeIsToldAndShown) {
