@@ -179,14 +179,16 @@ TEST_F(IntakeTest, AnEmptyBlockIsRoutedLikeAnyOther) {
 }
 
 // As a whole the block lies in no region, so it starts nothing; the filter leaves a piece that lies in one.
-TEST_F(IntakeTest, APieceThatReachesCcfgUnannouncedFailsAtTheEnd) {
+TEST_F(IntakeTest, APieceThatReachesCcfgUnannouncedIsRefused) {
   host.properties["FlashPagesFilledWith"] = "1";
   Bytes block(kSector, 0xFF);
   const Bytes ccfg = Pattern(kCcfgSize);
   block.insert(block.end(), ccfg.begin(), ccfg.end());
-  EXPECT_EQ(WriteFirst(kCcfg - kSector, block), "ok");
-  EXPECT_EQ(CallCount("ResetTarget 0"), 0U);
-  EXPECT_NE(End(), "ok");
+  EXPECT_EQ(WriteFirst(kCcfg - kSector, block),
+            "Image data at 0x4E020000 came before the load had opened its region");
+  EXPECT_EQ(End(), "ok");
+  const std::vector<std::uint8_t> ids = host.CommandIds();
+  EXPECT_EQ(std::count(ids.begin(), ids.end(), 12), 0) << "a CCFG of zeros would lock the chip";
 }
 
 // Nonsense lengths must not reach past the block that the host handed over.
