@@ -39,7 +39,6 @@ bool Hsm::Begin(std::uint32_t words) {
   announcedWords = words;
   recordData = 2;
   recordEnd = kFirstRecord;
-  refusal = 0;
   return true;
 }
 

@@ -78,6 +78,7 @@ TEST_F(BootRomTest, LeavesSaciThroughBootCode) {
     EXPECT_EQ(target.BootStatus(), c.atOnce) << c.what;
     target.ports.Sleep(3);
     EXPECT_EQ(target.BootStatus(), c.later) << c.what;
+    EXPECT_EQ(target.AhbEnabled(), c.later != 0x8F) << c.what;
   }
 }
 
@@ -185,6 +186,15 @@ TEST_F(BootRomTest, AClosedAhbApReachesNothing) {
   const char* closed = "The AHB access port is not enabled";
   EXPECT_EQ(ErrorOf([&] { target.ports.ReadMemory(0x2000'0000, byte); }), closed);
   EXPECT_EQ(ErrorOf([&] { target.ports.WriteMemory(0x2000'0000, byte); }), closed);
+}
+
+TEST_F(BootRomTest, MemoryIsReachableAsSoonAsSaciWasLeft) {
+  Hold(ValidCcfg(kPassword));
+  SubmitPassword(PasswordWords());
+  target.Send({0x0000'0107});
+  target.ports.Sleep(1);
+  Bytes byte(1);
+  EXPECT_EQ(ErrorOf([&] { target.ports.ReadMemory(0x2000'0000, byte); }), "ok");
 }
 
 TEST_F(BootRomTest, RamOutlivesAResetButNoPowerCycle) {

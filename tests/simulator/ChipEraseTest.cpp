@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "TestChip.h"
 
 namespace simulator {
@@ -82,6 +84,20 @@ TEST(ChipEraseTest, RetainsTheSectorsThatTheFieldMarks) {
     EXPECT_EQ(target.Command({0x0001'0109, kKey}), Joined({0x0000'0109 | count << 24}, c.words));
     EXPECT_EQ(RetainedSectors(target.Contents()), c.retained) << std::hex << c.words[0] << ' ' << c.words[1];
   }
+}
+
+TEST(ChipEraseTest, SectorsBeyondTheFieldAreNeverRetained) {
+  ChipDescription chip = SmallChip();
+  chip.mainSize = 600 * 64;
+  TestChip target(chip);
+  ChipState state = BlankState(chip);
+  state.main.assign(state.main.size(), 0);
+  state.ccfg = ValidCcfg(kOpen, {0, 0, 0xFFFF'FFFF});
+  target.Become(state);
+  target.Command({0x0001'0109, kKey});
+  const Bytes main = target.Contents().main;
+  EXPECT_EQ(std::ranges::count(main, 0), 256 * 64);
+  EXPECT_EQ(main[512 * 64], 0xFF);
 }
 
 TEST(ChipEraseTest, WithoutAValidCcfgNothingIsRetainedAndNoWordsCome) {

@@ -71,6 +71,13 @@ TEST_F(FaultsTest, StrikesTheNthAnswerOnly) {
   EXPECT_EQ(target.Command({0x0000'0501}), (Words{0x0000'0501}));
 }
 
+TEST_F(FaultsTest, TheFirstThatFitsWins) {
+  Ask("saci:1:result=0x84");
+  Ask("saci:*:result=0x85");
+  EXPECT_EQ(target.Command({0x0000'0101}), (Words{0x0084'0101}));
+  EXPECT_EQ(target.Command({0x0000'0205}), (Words{0x0085'0205}));
+}
+
 TEST_F(FaultsTest, ARefusedCommandIsNotCarriedOutALostOneIs) {
   const Words program = {0x0004'010E, kKey, 0, 0x1234'5678};
   Ask("saci:14:nth=1:result=0x84,saci:14:nth=2:lost");

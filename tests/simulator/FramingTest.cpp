@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "TestChip.h"
 
 namespace simulator {
@@ -88,14 +90,35 @@ TEST_F(FramingTest, AWordThatMeetsTheTxRegisterFullOverflowsTheWaitingCommand) {
   EXPECT_EQ(target.Command({0x0000'0301}), (Words{0x0000'0301}));
 }
 
-TEST_F(FramingTest, AResetForgetsWordsAnswersAndFlags) {
-  target.Send({0x0000'0101});
-  target.ports.Sleep(1);
-  EXPECT_EQ(target.Read("SECAP_RXCTL"), kReady);
-  target.EnterSaci();
-  EXPECT_EQ(target.Read("SECAP_RXCTL"), 0u);
-  EXPECT_EQ(target.Read("SECAP_TXCTL"), 0u);
-  EXPECT_EQ(target.Answer(), Words{});
+TEST_F(FramingTest, EveryResetForgetsWordsAnswersAndFlags) {
+  const auto pinReset = [this] {
+    target.ports.PinReset();
+    target.ports.Sleep(6);  // a blank chip stops in SACI
+  };
+  const auto request = [this] { target.EnterSaci(); };
+  for (const std::function<void()>& reset :
+       {std::function<void()>(pinReset), std::function<void()>(request)}) {
+    target.Command({0x0000'0101});
+    target.Send({0x0000'0201});
+    target.ports.Sleep(1);
+    EXPECT_EQ(target.Read("SECAP_RXCTL"), kReady);
+    reset();
+    EXPECT_EQ(target.Read("SECAP_RXCTL"), 0u);
+    EXPECT_EQ(target.Read("SECAP_TXCTL"), 0u);
+    EXPECT_EQ(target.Read("SECAP_RXDATA"), 0u);
+    EXPECT_EQ(target.Answer(), Words{});
+  }
+}
+
+TEST_F(FramingTest, AWordWrittenDuringTheBootIsTakenWhenSaciIsReached) {
+  Chip& chip = target.chip;
+  chip.WriteRegister(Register::SecApRstCtl, 0x5C);
+  chip.WriteRegister(Register::SecApTxCtl, 2);
+  chip.WriteRegister(Register::SecApTxData, 0x0000'0101);
+  chip.Clock().Advance(5 * kMillisecond - 1);
+  EXPECT_EQ(chip.ReadRegister(Register::SecApTxCtl), 3u);
+  chip.Clock().Advance(1 + 20 * kMicrosecond);
+  EXPECT_EQ(chip.ReadRegister(Register::SecApRxCtl), kReady);
 }
 
 TEST_F(FramingTest, OutsideSaciNobodyTakesTheWord) {

@@ -64,6 +64,7 @@ TEST_P(HsmTest, InstallsANewerOrTheSameVersion) {
   EXPECT_EQ(InstalledVersion(), 0x01'02'03u);
   EXPECT_EQ(Status(), (Words{0x0100'0323, 1}));
   EXPECT_EQ(Update(Image(Version(1, 2, 3))), (Words{0x0000'0121}));
+  EXPECT_EQ(target.Contents().hsm.updates, 2u);
 }
 
 TEST_P(HsmTest, RefusesAnOlderVersionBeforeThePayload) {
@@ -101,6 +102,9 @@ TEST_P(HsmTest, TellsABadHeaderFromABadPayload) {
   EXPECT_EQ(Update(image), (Words{0x008F'0121}));
   EXPECT_EQ(Status(), (Words{0x0100'0323, 3}));
   image = Image(Version(3, 0, 0));
+  image[GetParam() == HsmKind::Whole ? 2 : 3] += 4;  // a payload of one word more than there is
+  EXPECT_EQ(Update(image), (Words{0x008F'0121}));
+  image = Image(Version(3, 0, 0));
   image.back() ^= 1;
   EXPECT_EQ(Update(image), (Words{0x0091'0121}));
   EXPECT_EQ(Status(), (Words{0x0100'0323, 4}));
@@ -119,6 +123,7 @@ TEST_P(HsmTest, FirmwareThatDoesNotStartIsReported) {
 TEST_P(HsmTest, AnImageThatBreaksOffIsAFailedUpdate) {
   const Words image = Image(Version(4, 0, 0));
   for (const bool byReset : {false, true}) {
+    target.Become(BlankState(SmallChip()));
     Begin(image);
     target.ports.WriteTxWords(std::span(image).first(3));
     if (byReset) target.EnterSaci();
@@ -132,6 +137,7 @@ TEST_P(HsmTest, WordsBeforeItIsReadyOverflow) {
   target.Send({0x0000'0121, static_cast<std::uint32_t>(image.size())});
   target.ports.WriteTxWords(image);
   EXPECT_EQ(target.Answer(), (Words{0x0085'0121}));
+  EXPECT_EQ(Status(), (Words{0x0100'0323, 5}));
   EXPECT_EQ(InstalledVersion(), 0x01'00'00u);
 }
 

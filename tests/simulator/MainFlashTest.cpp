@@ -82,5 +82,11 @@ TEST_F(MainFlashTest, PowerCutKeepsTheWordsWrittenAndKillsTheChipUntilThePowerCo
   EXPECT_EQ(target.Command({0x0008'020E, kKey, 0, 1, 2}), (Words{0x0000'020E}));
 }
 
+TEST_F(MainFlashTest, APartOfAWordCountsAsAWordWritten) {
+  target.chip.AskedFaults().Add("power:after=1");
+  EXPECT_EQ(ErrorOf([&] { target.Command({0x0002'010E, kKey, 0, 0}); }), "The chip lost power");
+  EXPECT_EQ(MainWord(0), 0xFFFF'0000u);
+}
+
 }  // namespace
 }  // namespace simulator

@@ -40,13 +40,13 @@ TEST_F(PipelinedTest, ReceivesOneSectorWhileItProgramsTheOneBefore) {
   target.ports.WriteTxWords(Sector(2));
   EXPECT_LT(target.Now(), firstThere + program) << "the second arrives during the first's programming";
   const auto readyAt = [&](Nanoseconds from) {
-    while ((target.chip.ReadRegister(Register::SecApRxCtl) & 1) == 0) target.chip.Clock().Advance(10);
+    const Nanoseconds after = target.AwaitReady() - from;
     target.chip.ReadRegister(Register::SecApRxData);
-    return target.Now() - from;
+    return static_cast<double>(after);
   };
   // Back to back: the flash never waits for the wire.
-  EXPECT_NEAR(static_cast<double>(readyAt(firstThere)), static_cast<double>(program), 10);
-  EXPECT_NEAR(static_cast<double>(readyAt(firstThere)), static_cast<double>(2 * program), 20);
+  EXPECT_NEAR(readyAt(firstThere), static_cast<double>(program), 10);
+  EXPECT_NEAR(readyAt(firstThere), static_cast<double>(2 * program), 20);
 }
 
 TEST_F(PipelinedTest, AThirdSectorBeforeTheFirstIsProgrammedOverruns) {
@@ -80,6 +80,50 @@ TEST_F(PipelinedTest, EndsAtTheNextHeaderAndDropsAHalfSector) {
   target.Write("SECAP_TXCTL", 0);
   target.ports.WriteTxWords(Words{0x0000'0801});  // no longer part of a stream
   EXPECT_EQ(target.Answer(), (Words{0x0080'0801}));
+}
+
+TEST_F(PipelinedTest, TheNextCommandWaitsForTheFlashUnlessAResetEndsIt) {
+  TestChip target(SmallChip(), SlowFlash(50 * kMillisecond));
+  for (const bool reset : {false, true}) {
+    target.Send({0x0000'010F, kKey, 0});
+    target.ports.WriteTxWords(Sector(0));
+    const Nanoseconds start = target.Now();
+    if (reset) target.EnterSaci();
+    target.Send({0x8000'0210, 64, 64, 0});
+    if (!reset) {
+      EXPECT_EQ(target.Answer(), (Words{0x0000'010F}));
+    }
+    EXPECT_EQ(target.AwaitReady() - start > 50 * kMillisecond, !reset);
+    EXPECT_EQ(target.Answer(), (Words{0x0000'0210}));
+  }
+}
+
+TEST_F(PipelinedTest, ParametersReceivedWhileTheFlashIsBusyAreKept) {
+  TestChip target(SmallChip(), SlowFlash(50 * kMillisecond));
+  target.Send({0x0000'010F, kKey, 0});
+  target.ports.WriteTxWords(Sector(0));
+  const Nanoseconds start = target.Now();
+  target.Send({0x0004'020E, kKey, 64, 0x1234'5678});
+  target.chip.Clock().Advance(start + 49 * kMillisecond - target.Now());
+  EXPECT_EQ(target.Read("SECAP_RXCTL"), 4u);
+  EXPECT_EQ(AsWords(target.Contents().main)[16], 0xFFFF'FFFFu) << "one flash, one job at a time";
+  target.ports.Sleep(2);
+  EXPECT_EQ(AsWords(target.Contents().main)[0], 0u);
+  EXPECT_EQ(target.Answer(), (Words{0x0000'010F}));
+  EXPECT_EQ(target.Answer(), (Words{0x0000'020E}));
+  EXPECT_EQ(AsWords(target.Contents().main)[16], 0x1234'5678u);
+}
+
+TEST_F(PipelinedTest, ANewTransferBeginsWithAnEmptyBuffer) {
+  TestChip target;
+  target.Send({0x0000'010F, kKey, 0});
+  target.ports.WriteTxWords(Words(8, 0));
+  target.Send({0x0000'020F, kKey, 64});
+  target.ports.WriteTxWords(Sector(9));
+  EXPECT_EQ(target.Answer(), (Words{0x0000'020F}));
+  Bytes main = target.Contents().main;
+  main.resize(128);
+  EXPECT_EQ(AsWords(main), Joined(Sector(0xFFFF'FFFF), Sector(9)));
 }
 
 TEST_F(PipelinedTest, TheSectorBehindMainIsRefused) {
