@@ -54,7 +54,7 @@ std::string HostileHost::InventedText() {
   std::string invented = answers.Text();
   for (char& character : invented)
     if (character == kSecretMark) character = '?';
-  return invented.c_str();  // as the plug-in sees it: up to the first NUL
+  return invented.substr(0, invented.find('\0'));  // what the plug-in sees of it
 }
 
 void HostileHost::BeginOperation() {

@@ -69,7 +69,7 @@ void CheckRevisionTable(const std::string& value) {
   const auto rows = ReadOrNothing([&] { return ReadRevisions(value); });
   std::string plain;
   for (const auto& [code, revision, name] : rows) {
-    plain += std::to_string(code) + ":" + revision + ":" + name + ":";
+    for (const std::string& entry : {std::to_string(code), revision, name}) plain.append(entry).append(":");
     std::uint32_t major = 7;
     std::uint32_t minor = 8;
     if (revision.empty()) continue;
