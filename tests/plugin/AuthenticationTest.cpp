@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 
 #include "DeviceTest.h"
+#include "ErrorOf.h"
+#include "ExposedDevice.h"
 
 namespace {
 
@@ -158,6 +160,19 @@ TEST_F(AuthenticationTest, LaterCorvelsAreAskedForNothing) {
     EXPECT_EQ(Ensure(1), "0");
     EXPECT_EQ(Saci(), c.commands) << Hex8(static_cast<std::uint32_t>(c.part));
   }
+}
+
+TEST(Authentication, NeedsAConnectedTargetInSaci) {
+  FakeHost host;
+  ExposedDevice device(host);
+  device.Initialize();
+  const auto outcome = [&] { return ErrorOf([&] { device.AuthenticateDebugging(); }); };
+  host.connectedCores = {};
+  EXPECT_EQ(outcome(), "The DAP core needs to be connected to authenticate debugging.");
+  host.connectedCores = {"CS_DAP_0"};
+  host.bootStatus = 0x81;
+  EXPECT_EQ(outcome(), "The target needs to be in SACI mode authenticate debugging.");
+  EXPECT_TRUE(host.CommandIds().empty());
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 struct ExposedDevice : FlashDeviceTovik {
   explicit ExposedDevice(FakeHost& host) : FlashDeviceTovik("", "", "", host.Utility()) {}
 
+  using FlashDeviceTovik::AuthenticateDebugging;
   using FlashDeviceTovik::BeforeSaci;
   using FlashDeviceTovik::DebugLog;
   using FlashDeviceTovik::ExitSaci;
