@@ -86,6 +86,8 @@ TEST(PinReset, EndsInSaciOneWayOrTheOther) {
   host.ForgetCalls();
   device.IssuePinResetAndEnterSaci();
   EXPECT_EQ(Joined(host.Story()), Joined(Concat({pinReset, kReadStatus, {"SACI 1 0x0 :"}})));
+  device.IssuePinResetAndEnterSaci();
+  EXPECT_EQ(host.commands.back().Sequence(), 0) << "the ROM has restarted again";
 
   host.bootStatusAfterPinReset = 0x1F;
   host.connectedCores = {"CS_DAP_0"};

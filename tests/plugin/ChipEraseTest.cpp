@@ -77,6 +77,8 @@ TEST_F(ChipEraseTest, AFieldOfAnotherSizeIsRefused) {
 TEST_F(ChipEraseTest, MaySafelyComeBeforeIdentification) {
   host.ReplyOnce(9, {.data = {0xFFFFFFFF, 0xFFFFFFFF}});
   EXPECT_EQ(Device().Perform("ChipEraseRetain"), "ok");
+  EXPECT_EQ(Messages(),
+            "Info Performing Chip Erase\nInfo Chip Erase: Retained the following sector(s): 0-255, ");
 }
 
 TEST_F(ChipEraseTest, PlainEraseLooksAtNoAnswer) {

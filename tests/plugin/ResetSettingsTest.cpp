@@ -211,15 +211,78 @@ TEST_F(ResetSettingsTest, AVerificationEndsInOneLine) {
   EXPECT_EQ(Messages(), "Info Image Verification Succeeded!");
 }
 
-TEST_F(ResetSettingsTest, OnlyASuccessfulVerificationRereadsVerbose) {
-  host.properties["ImageVerificationSetting"] = "1";
-  for (const char* regions : {"mcs", "cs"}) {
+TEST_F(ResetSettingsTest, OnlyASuccessfulEndRereadsVerbose) {
+  const struct {
+    const char* verification;
+    const char* regions;
+    std::uint8_t refused;  // a command, or 0
+    bool succeeds;
+  } cases[] = {{"1", "mcs", 0, true}, {"1", "cs", 0, false}, {"0", "mcs", 0, true}, {"0", "mcs", 26, false}};
+  for (const auto& c : cases) {
+    host.properties["ImageVerificationSetting"] = c.verification;
     host.properties["FlashVerboseMode"] = "0";
-    EXPECT_EQ(LoadOf(regions), "ok");
+    if (c.refused != 0) host.ReplyOnce(c.refused, {.result = 0x84});
+    EXPECT_EQ(LoadOf(c.regions) == "ok", c.refused == 0);
     host.properties["FlashVerboseMode"] = "1";
     host.ForgetCalls();
     EXPECT_EQ(Device().Perform("Erase"), "ok");
-    EXPECT_EQ(Messages(), *regions == 'm' ? "Info Performing Chip Erase" : "");
+    EXPECT_EQ(Messages(), c.succeeds ? "Info Performing Chip Erase" : "")
+        << c.verification << ", " << c.regions << ", " << unsigned{c.refused};
+  }
+}
+
+TEST_F(ResetSettingsTest, AStartForgetsRetainedSectors) {
+  host.ReplyOnce(9, {.data = {0x00000001, 0}});
+  for (const char* setting :
+       {"Chip Erase (retain sectors specified in CCFG)", "Do not erase sectors (program load only)"}) {
+    host.properties["FlashEraseSetting"] = setting;
+    Device();
+    host.ForgetCalls();
+    EXPECT_EQ(Start(), "ok");
+    EXPECT_EQ(Write(0, Pattern(2 * kSector)), "ok");
+    EXPECT_EQ(Command(15).words.at(2), *setting == 'C' ? kSector : 0U) << setting;
+  }
+}
+
+TEST_F(ResetSettingsTest, AnEraseThatRetainsDoesNotUndoTheOneBefore) {
+  host.properties["FlashEraseSetting"] = "Retain CCFG and SCFG sectors";
+  EXPECT_EQ(Start(), "ok");
+  EXPECT_EQ(Device().Perform("Erase"), "ok");
+  host.connectedCores.insert("CS_DAP_0");
+  EXPECT_EQ(Write(0, Pattern(kSector)), "ok");
+  host.ForgetCalls();
+  EXPECT_EQ(End(), "ok");
+  EXPECT_EQ(Messages(), std::string(kNoCcfg) + "\n" + kNoScfg);
+}
+
+TEST_F(ResetSettingsTest, AFullEraseUndoesTheRetainingOneBefore) {
+  host.properties["FlashEraseSetting"] = "Retain CCFG and SCFG sectors";
+  EXPECT_EQ(Start(), "ok");
+  EXPECT_EQ(Write(kCcfg, ccfg), "ok");
+  EXPECT_EQ(Device().Perform("Erase"), "ok");
+  host.connectedCores.insert("CS_DAP_0");
+  host.ForgetCalls();
+  EXPECT_EQ(End(), "ok");
+  EXPECT_EQ(Messages(), kNoScfg);
+  EXPECT_EQ(Command(12).Id(), 12);
+}
+
+TEST_F(ResetSettingsTest, AnEraseThatFailedIsNone) {
+  const struct {
+    const char* setting;
+    std::uint8_t command;
+  } cases[] = {{"Chip Erase", 9}, {"Retain CCFG and SCFG sectors", 28}};
+  for (const auto& c : cases) {
+    host.properties["FlashEraseSetting"] = c.setting;
+    EXPECT_EQ(Start(), "ok");
+    host.ReplyOnce(c.command, {.result = 0x84});
+    EXPECT_EQ(Write(kCcfg, ccfg), "Error occurred when erasing the chip - Flash hardware FSM error");
+    host.properties["FlashEraseSetting"] = "Do not erase sectors (program load only)";
+    EXPECT_EQ(Write(kCcfg, ccfg), "ok");
+    host.ForgetCalls();
+    EXPECT_EQ(End(), "ok");
+    EXPECT_EQ(Messages(), kCcfgNotErased) << c.setting;
+    EXPECT_EQ(Command(12).Id(), 12) << c.setting;
   }
 }
 
