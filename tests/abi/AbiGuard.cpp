@@ -1,0 +1,446 @@
+// Calls every slot of a built plug-in as a host does that shares no header with it: the declarations below
+// are this host's own. Built by one compiler and run against the library of another, it shows that the two
+// agree on slot order, virtual inheritance and what travels in a register.
+//
+//   abi-guard LIBRARY      says what is wrong on standard error and exits with 1
+
+#include <dlfcn.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+// Not in an unnamed namespace, or the compiler would conclude that nobody implements the interfaces.
+namespace guard {
+
+// --- The host's declarations ---
+
+struct Address {
+  Address(unsigned long long where) : value(where) {}
+  unsigned long long value;
+};
+static_assert(sizeof(Address) == 8 && std::is_trivially_copyable_v<Address>);
+
+struct ProgramImage {
+  unsigned char bytes[24];
+};
+
+struct ScriptValue {
+  union {
+    long long integer;
+    const char* text;
+  };
+  std::uint32_t type;
+};
+static_assert(sizeof(ScriptValue) == 16 && offsetof(ScriptValue, type) == 8);
+
+class Device2 {
+ public:
+  virtual const char* Initialize(bool& available, const char*& operations) = 0;
+  virtual const char* AddressWithin(Address address, bool& within) = 0;
+  virtual const char* RangeWithin(Address address, int length, bool& within) = 0;
+  virtual const char* WriteBytes(const unsigned char* data, Address address, int count, short page) = 0;
+  virtual const char* WriteShorts(const unsigned short* data, Address address, int count, short page) = 0;
+  virtual const char* Perform(const char* operation) = 0;
+  virtual const char* Reset(int state) = 0;
+  virtual const char* HandleVerification(Address address, bool& handled) = 0;
+  virtual void Delete() = 0;
+
+ protected:
+  ~Device2() = default;
+};
+
+class Device3 : public virtual Device2 {
+ public:
+  virtual const char* LoadImages(const ProgramImage* images, unsigned int count) = 0;
+  virtual ~Device3() = default;
+};
+
+class Device4 : public virtual Device3 {
+ public:
+  virtual const char* CountFunctions(unsigned int& count) = 0;
+  virtual const char* FunctionName(unsigned int index, const char*& name) = 0;
+  virtual const char* Execute(const char* name, const ScriptValue* params, unsigned int count,
+                              ScriptValue& result) = 0;
+};
+
+}  // namespace guard
+
+using namespace guard;
+
+namespace {
+
+// Position of a function in the host's table.
+enum Slot : std::size_t {
+  kGetProperty = 0,
+  kSetProperty = 1,
+  kResetTarget = 7,
+  kReadMemory = 10,
+  kWriteMemory = 11,
+  kLookupReg = 12,
+  kReadReg = 13,
+  kWriteReg = 14,
+  kReportError = 19,
+  kReportInfo = 20,
+  kSleep = 22,
+  kSetCore = 27,
+  kDisconnect = 33,
+  kIsConnected = 34,
+  kSetCoreById = 36,
+  kConnect = 37,
+  kReConnect = 38,
+  kSlots = 39,
+};
+
+// --- The host ---
+
+int s_faults = 0;
+
+void Fault(const std::string& what) {
+  std::fprintf(stderr, "abi-guard: %s\n", what.c_str());
+  ++s_faults;
+}
+
+void Check(bool holds, const char* what) {
+  if (!holds) Fault(what);
+}
+
+void CheckText(const char* text, const char* expected, const char* what) {
+  const std::string found = text == nullptr ? "null" : text;
+  if (found != expected) Fault(std::string(what) + ": \"" + found + "\" instead of \"" + expected + "\"");
+}
+
+void CheckOk(const char* error, const char* what) {
+  CheckText(error, "null", what);
+}
+
+enum class Core { DebugPort, SecurePort, Cortex };
+
+// Registers, by the addresses this host gives them; above 32 bits nothing may be lost of what matters.
+constexpr unsigned long long kTxControl = 0xF000'0001;
+constexpr unsigned long long kRxControl = 0xF000'0002;
+constexpr unsigned long long kResetControl = 0xF000'0003;
+constexpr unsigned long long kDeviceStatus = 0xF000'0004;
+constexpr unsigned long long kDeviceId = 0xF000'0005;
+constexpr unsigned long long kPartId = 0xF000'0006;
+
+struct Host {
+  const void* table = nullptr;  // what the plug-in looks at: the first word of the object
+
+  std::set<std::size_t> used;
+  Core core = Core::DebugPort;
+  std::set<Core> connected = {Core::DebugPort};
+  bool inSaci = false;
+  bool startFlag = false;
+  bool answerIsLate = true;  // once, so that the plug-in has to sleep
+  std::uint32_t header = 0;  // of the latest command
+  std::vector<std::uint8_t> ram;
+  unsigned long long ramAddress = 0;
+  std::vector<std::string> infos;
+};
+
+Host& Use(void* object, std::size_t slot) {
+  Host& host = *static_cast<Host*>(object);
+  host.used.insert(slot);
+  return host;
+}
+
+const char* GetProperty(void* object, const char* name) {
+  Use(object, kGetProperty);
+  static const std::pair<const char*, const char*> s_properties[] = {
+      {"SectorSize", "0x800"},
+      {"CcfgBase", "0x4E020000"},
+      {"CcfgSize", "0x800"},
+      {"CcfgUserRecordSize", "0x80"},
+      {"ccfg.userRecord.crc32Info", "0x750:0x7C"},
+      {"DeviceInfoRevisionTranslation", "0x01234:1.0:A"},
+      {"DeviceInfoFlashSizeTranslation", "*:*:*:0x80000"},
+      {"DeviceInfoRAMSizeTranslation", "*:*:*:0x9000"},
+      {"ImageVerificationSetting", "0"},
+      {"FlashEraseSetting", "Do not erase sectors (program load only)"},
+      {"FlashPageToggle", "0"},
+      {"FlashPagesFilledWith", "0"},
+  };
+  for (const auto& [property, value] : s_properties)
+    if (std::strcmp(property, name) == 0) return value;
+  return nullptr;
+}
+
+const char* SetProperty(void* object, const char* name, const char* value) {
+  Use(object, kSetProperty);
+  if (std::strcmp(name, "DeviceInfoFlashSize") == 0)
+    CheckText(value, "512 KB (256 sectors)", "DeviceInfoFlashSize");
+  return nullptr;
+}
+
+const char* ResetTarget(void* object, int kind) {
+  Use(object, kResetTarget).inSaci = true;  // the chip has no application to start
+  Check(kind == 0, "ResetTarget of a kind other than 0");
+  return nullptr;
+}
+
+// Addresses come as the plain words that they are in a register.
+const char* ReadMemory(void* object, void* elements, std::size_t count, unsigned long long address, int page,
+                       std::size_t elementSize) {
+  Host& host = Use(object, kReadMemory);
+  if (host.core == Core::SecurePort) {
+    Check(address == 0 && page == 1 && elementSize == 4 && count == 1, "a response is read word by word");
+    const std::uint32_t answer = host.header & 0xFFFF;  // command and sequence number, success, no data
+    std::memcpy(elements, &answer, sizeof answer);
+    return nullptr;
+  }
+  Check(address == host.ramAddress && elementSize == 1 && count == host.ram.size(), "RAM is read back whole");
+  std::memcpy(elements, host.ram.data(), std::min(count, host.ram.size()));
+  return nullptr;
+}
+
+const char* WriteMemory(void* object, const void* elements, std::size_t count, unsigned long long address,
+                        int page, std::size_t elementSize) {
+  Host& host = Use(object, kWriteMemory);
+  if (host.core == Core::SecurePort) {
+    Check(address == 0 && page == 1 && elementSize == 4, "words go to address 0 of page 1");
+    if (host.startFlag) std::memcpy(&host.header, elements, sizeof host.header);
+    return nullptr;
+  }
+  Check(elementSize == 1, "RAM is written byte by byte");
+  const auto* bytes = static_cast<const std::uint8_t*>(elements);
+  host.ram.assign(bytes, bytes + count);
+  host.ramAddress = address;
+  return nullptr;
+}
+
+const char* LookupReg(void* object, const char* name, unsigned long long* address) {
+  Use(object, kLookupReg);
+  static const std::pair<const char*, unsigned long long> s_registers[] = {
+      {"SECAP_TXCTL", kTxControl},           {"SECAP_RXCTL", kRxControl},   {"SECAP_RSTCTL", kResetControl},
+      {"CFGAP_DEVICESTATUS", kDeviceStatus}, {"CFGAP_DEVICEID", kDeviceId}, {"CFGAP_PARTID", kPartId}};
+  for (const auto& [known, where] : s_registers) {
+    if (std::strcmp(known, name) != 0) continue;
+    *address = where;
+    return nullptr;
+  }
+  return "no such register";
+}
+
+const char* ReadReg(void* object, unsigned long long address, unsigned long long* value) {
+  Host& host = Use(object, kReadReg);
+  switch (address) {
+    case kTxControl: *value = 0; return nullptr;
+    case kRxControl: *value = std::exchange(host.answerIsLate, false) ? 0 : 1; return nullptr;
+    case kDeviceStatus: *value = 0x0100'0005U | (host.inSaci ? 0x2000U : 0xC000U); return nullptr;
+    case kDeviceId: *value = 0x0123'4000; return nullptr;
+    case kPartId: *value = 0; return nullptr;
+    default: return "no register there";
+  }
+}
+
+const char* WriteReg(void* object, unsigned long long address, unsigned long long value) {
+  Host& host = Use(object, kWriteReg);
+  if (address == kTxControl) host.startFlag = value == 2;
+  if (address == kResetControl) host.inSaci = value == 0x5C;
+  Check(address == kTxControl || address == kResetControl, "WriteReg to an unknown register");
+  return nullptr;
+}
+
+const char* ReportError(void* object, const char* message) {
+  Use(object, kReportError);
+  CheckText(message, "You can't exit SACI mode, when not in SACI mode.", "ReportError");
+  return nullptr;
+}
+
+const char* ReportInfo(void* object, const char* message) {
+  Use(object, kReportInfo).infos.push_back(message);
+  return nullptr;
+}
+
+const char* Sleep(void* object, unsigned int milliseconds) {
+  Use(object, kSleep);
+  Check(milliseconds == 100, "Sleep other than 100 ms");
+  return nullptr;
+}
+
+const char* SetCore(void* object, const char* name) {
+  Use(object, kSetCore).core = Core::Cortex;
+  CheckText(name, "Cortex", "SetCore");
+  return nullptr;
+}
+
+const char* Disconnect(void* object, bool option) {
+  Host& host = Use(object, kDisconnect);
+  host.connected.erase(host.core);
+  Check(option, "Disconnect(false)");
+  return nullptr;
+}
+
+const char* IsConnected(void* object, bool* connected) {
+  Host& host = Use(object, kIsConnected);
+  *connected = host.connected.contains(host.core);
+  return nullptr;
+}
+
+const char* SetCoreById(void* object, const char* id) {
+  Host& host = Use(object, kSetCoreById);
+  host.core = std::strcmp(id, "SEC_AP") == 0 ? Core::SecurePort : Core::DebugPort;
+  Check(std::strcmp(id, "SEC_AP") == 0 || std::strcmp(id, "CS_DAP_0") == 0, "SetCoreById of no core");
+  return nullptr;
+}
+
+const char* Connect(void* object, bool option) {
+  Host& host = Use(object, kConnect);
+  host.connected.insert(host.core);
+  Check(!option, "Connect(true)");
+  return nullptr;
+}
+
+const char* ReConnect(void* object) {
+  Use(object, kReConnect);
+  return nullptr;
+}
+
+void Reserved() {
+  std::fprintf(stderr, "abi-guard: a reserved slot was called\n");
+  std::abort();
+}
+
+using AnyFunction = void (*)();
+using Table = std::array<AnyFunction, kSlots>;
+static_assert(sizeof(Table) == 39 * sizeof(void*));
+
+template <typename Function>
+AnyFunction Any(Function* function) {
+  return reinterpret_cast<AnyFunction>(function);
+}
+
+Table MakeTable() {
+  Table table;
+  table.fill(Reserved);
+  table[kGetProperty] = Any(GetProperty);
+  table[kSetProperty] = Any(SetProperty);
+  table[kResetTarget] = Any(ResetTarget);
+  table[kReadMemory] = Any(ReadMemory);
+  table[kWriteMemory] = Any(WriteMemory);
+  table[kLookupReg] = Any(LookupReg);
+  table[kReadReg] = Any(ReadReg);
+  table[kWriteReg] = Any(WriteReg);
+  table[kReportError] = Any(ReportError);
+  table[kReportInfo] = Any(ReportInfo);
+  table[kSleep] = Any(Sleep);
+  table[kSetCore] = Any(SetCore);
+  table[kDisconnect] = Any(Disconnect);
+  table[kIsConnected] = Any(IsConnected);
+  table[kSetCoreById] = Any(SetCoreById);
+  table[kConnect] = Any(Connect);
+  table[kReConnect] = Any(ReConnect);
+  return table;
+}
+
+// --- What the host does with the plug-in ---
+
+// The host object's address travels as the one word that the handle is.
+using Create = const char* (*)(const char*, const char*, const char*, void* host, Device4** device);
+
+void CallQuestions(Device4& device) {
+  bool available = false;
+  const char* operations = nullptr;
+  CheckOk(device.Initialize(available, operations), "Initialize");
+  Check(available, "flash is not available");
+  CheckText(operations,
+            "Erase, ChipEraseRetain, BlankCheck, ProgramHsmImage, ReadHsmSysInfo, ReadHsmUpdateStatus",
+            "operations");
+  bool within = false;
+  CheckOk(device.AddressWithin(0xFFFF'FFFF, within), "AddressWithinFlash");
+  Check(within, "an address is not within flash");
+  within = false;
+  CheckOk(device.RangeWithin(0x1234, 16, within), "AnyRangeWithinFlash");
+  Check(within, "a range is not within flash");
+  bool handled = false;
+  CheckOk(device.HandleVerification(0, handled), "HandleVerification");
+  Check(handled, "verification is not handled");
+  const ProgramImage images[2] = {};
+  CheckOk(device.LoadImages(images, 2), "LoadImages");
+}
+
+void CallLoad(Device4& device, Host& host) {
+  const unsigned char bytes[] = {0x11, 0x22, 0x33};
+  const unsigned short shorts[] = {1, 2};
+  CheckOk(device.Reset(1), "ResetSettings(1)");
+  CheckText(device.WriteShorts(shorts, 0x2000'0000, 2, 0), "Unsupported target data type",
+            "WriteDataToFlash 16");
+  CheckOk(device.WriteBytes(bytes, 0x2000'0004, sizeof bytes, -1), "WriteDataToFlash RAM");
+  CheckOk(device.WriteBytes(bytes, 0x0000'0800, sizeof bytes, 0), "WriteDataToFlash MAIN");
+  Check((host.header & 0xFF) == 16, "MAIN flash is verified last");
+  CheckOk(device.Reset(77), "ResetSettings of an unknown state");
+  Check(host.ram.empty(), "RAM is written before the load ends");
+  CheckOk(device.Reset(2), "ResetSettings(2)");
+  Check(host.ramAddress == 0x2000'0004 && host.ram == std::vector<std::uint8_t>{0x11, 0x22, 0x33},
+        "RAM data does not arrive");
+}
+
+void CallOperation(Device4& device, Host& host) {
+  CheckOk(device.Perform("Erase"), "PerformOperation");
+  Check((host.header & 0xFF) == 20, "an operation ends with a reset of the device");
+  CheckText(device.Perform("Nonsense"), "Unsupported Operation Code: 'Nonsense'", "PerformOperation");
+}
+
+void CallFunctions(Device4& device, Host& host) {
+  unsigned int count = 0;
+  CheckOk(device.CountFunctions(count), "GetNumberOfRuneFunctions");
+  Check(count == 4, "there are not 4 script functions");
+  const char* name = "untouched";
+  CheckText(device.FunctionName(4, name), "GetRuneFunctionName(): index is out of range",
+            "GetRuneFunctionName");
+  CheckText(name, "untouched", "a name of no function");
+  CheckOk(device.FunctionName(3, name), "GetRuneFunctionName");
+  CheckText(name, "SaciAppResetDevice", "the last script function");
+
+  ScriptValue result{{.integer = 0x5555}, 9};
+  const ScriptValue text{{.text = "1"}, 2};
+  CheckText(device.Execute("EnsureAuthentication", &text, 1, result),
+            "Expected an integral value for parameter 1", "ExecuteRuneFunction");
+  Check(result.integer == 0x5555 && result.type == 9, "a failure writes a result");
+  CheckOk(device.Execute("EnterSaci", nullptr, 0, result), "ExecuteRuneFunction");
+  Check(result.integer == 0 && result.type == 0, "a script function's result is not the integer 0");
+  host.inSaci = false;
+  CheckOk(device.Execute("ExitSaci", nullptr, 0, result), "ExecuteRuneFunction");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: abi-guard LIBRARY\n");
+    return 2;
+  }
+  void* const library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
+  const auto create =
+      library != nullptr ? reinterpret_cast<Create>(dlsym(library, "CreateFlashDevice4")) : nullptr;
+  if (create == nullptr) {
+    std::fprintf(stderr, "abi-guard: %s\n", dlerror());
+    return 1;
+  }
+
+  const Table table = MakeTable();
+  Host host;
+  host.table = table.data();
+  Device4* device = nullptr;
+  CheckOk(create("first", "second", "third", &host, &device), "CreateFlashDevice4");
+  if (device == nullptr) return 1;
+  CheckText(host.infos.front().c_str(), "Flash loader: Serin_Corvel_FLASH_LIBRARY_VERSION 4.2.0.187",
+            "banner");
+  CallQuestions(*device);
+  CallLoad(*device, host);
+  CallOperation(*device, host);
+  CallFunctions(*device, host);
+  device->Delete();
+
+  Check(host.used.size() == 17, "not every function of the host's table was called");
+  return s_faults == 0 ? 0 : 1;
+}
