@@ -1,0 +1,75 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "TemporaryFile.h"
+#include "TestImage.h"
+
+// One device object at work on the bench, from its creation on. Fails by throwing, as the plug-in does.
+class Attempt {
+ public:
+  Attempt(Workbench& workbench, const host::LoadPlan& loadPlan);
+
+  // Makes the device object and initializes it, as far as that is not done yet; the others do so first.
+  void Create();
+  void Load();
+  void Verify();
+  void Perform(const std::string& operation);
+  void Script(const std::string& function, const std::vector<host::ScriptValue>& arguments = {});
+
+  // The chip's layout is read by Initialize alone: a host that could not answer then has to call it again.
+  void ForgetInitialization() { initialized = false; }
+
+  WatchedServices services;
+  std::vector<std::string> errors;  // reported, since the last clear()
+  std::vector<std::string> infos;
+
+ private:
+  void RunLoad();
+
+  Workbench& bench;
+  const host::LoadPlan& plan;
+  std::optional<host::PluginDevice> device;
+  bool initialized = false;
+};
+
+// What is done again and again, each time disturbed in another place.
+struct Action {
+  std::string name;
+  std::function<void(Attempt&)> prepare;  // undisturbed, before every run
+  std::function<void(Attempt&)> run;
+};
+
+// A chip with an earlier load on it, a small image with every region of the device and the settings of the
+// reference load: sectors that the CCFG marks are retained, and where the device knows a password, debugging
+// needs one.
+class SweepBench {
+ public:
+  explicit SweepBench(const std::string& deviceName);
+
+  // The reference load, and every operation and script function that the device supports.
+  [[nodiscard]] std::vector<Action> Actions() const;
+
+  // The chip as it was before the first attempt, with power and without faults.
+  void PutChipBack();
+  // Whether a load on the same device object succeeds and leaves the right bytes everywhere, whatever
+  // happened to the chip before. Fails the test otherwise.
+  void ExpectNextLoadRecovers(Attempt& attempt);
+
+  Workbench bench;
+  host::LoadPlan plan;
+
+ private:
+  [[nodiscard]] bool IsCcfgValid();
+
+  TestImage image;
+  std::unique_ptr<TemporaryFile> hsmImage;
+  simulator::ChipState start;
+};
+
+// The text with which `call` failed, if it failed.
+std::optional<std::string> ErrorOf(const std::function<void()>& call);

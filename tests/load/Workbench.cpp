@@ -1,0 +1,123 @@
+#include "Workbench.h"
+
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <utility>
+
+#include "LoadSession.h"
+
+namespace {
+
+host::PropertyStore DefaultsOf(const host::DeviceDescription& device) {
+  host::PropertyStore settings;
+  for (const host::FlashProperty& property : device.properties) settings.Set(property.name, property.value);
+  return settings;
+}
+
+std::vector<std::string> MessagesOf(const host::LoadReport& report, bool isError) {
+  std::vector<std::string> texts;
+  for (const host::LoadMessage& message : report.messages)
+    if (message.isError == isError) texts.push_back(message.text);
+  return texts;
+}
+
+}  // namespace
+
+const host::PluginLibrary& Plugin() {
+  static const host::PluginLibrary library(TOVIK_PLUGIN_PATH);
+  return library;
+}
+
+std::vector<std::string> DeviceNames() {
+  std::vector<std::string> names;
+  for (const auto& file : host::ListDeviceFiles(TOVIK_DEVICES_DIR)) names.push_back(file.stem().string());
+  return names;
+}
+
+std::string TestName(std::string text) {
+  for (char& character : text)
+    if (std::isalnum(static_cast<unsigned char>(character)) == 0) character = '_';
+  return text;
+}
+
+std::string_view EraseName(Erase erase) {
+  switch (erase) {
+    case Erase::None: return "Do not erase sectors (program load only)";
+    case Erase::Chip: return "Chip Erase";
+    case Erase::RetainMain: return "Chip Erase (retain sectors specified in CCFG)";
+    case Erase::RetainMainAndConfiguration: return "Retain MAIN sectors and CCFG and SCFG";
+    case Erase::RetainConfiguration: return "Retain CCFG and SCFG sectors";
+  }
+  return "";
+}
+
+Workbench::Workbench(const std::string& deviceName)
+    : device(host::ReadDeviceDescription(host::FindDeviceFile(deviceName, TOVIK_DEVICES_DIR))),
+      settings(DefaultsOf(device)),
+      probe(device),
+      services(probe, settings) {
+  services.ConnectDebugPort();
+}
+
+void Workbench::Set(std::string_view name, std::string_view value) {
+  ASSERT_NE(device.Find(name), nullptr) << device.name << " has no setting " << name;
+  settings.Set(name, value);
+}
+
+bool Workbench::SetErase(Erase erase) {
+  if (device.Find("FlashEraseSetting") != nullptr) {
+    Set("FlashEraseSetting", EraseName(erase));
+    return true;
+  }
+  const bool keepsConfiguration =
+      erase == Erase::RetainConfiguration || erase == Erase::RetainMainAndConfiguration;
+  if (keepsConfiguration && device.Find("RetainCcfgScfg") == nullptr) return false;
+  const bool keepsMain = erase == Erase::RetainMain || erase == Erase::RetainMainAndConfiguration;
+  Set("NoFlashErase", erase == Erase::None ? "1" : "0");
+  Set("RetainMainSectors", keepsMain ? "1" : "0");
+  if (device.Find("RetainCcfgScfg") != nullptr) Set("RetainCcfgScfg", keepsConfiguration ? "1" : "0");
+  return true;
+}
+
+void Workbench::Prepare(const std::function<void(simulator::ChipState&)>& change) {
+  simulator::ChipState state = Chip().State();
+  change(state);
+  Chip().Restore(std::move(state));
+}
+
+host::LoadPlan Workbench::Plan(const std::vector<host::ImageSegment>& image) const {
+  const std::vector<host::ImageFile> images{{"image", host::ImageFormat::Raw, image}};
+  return host::PlanLoad(images, device.map,
+                        host::PluginCutsUnder([&](std::string_view name) { return settings.Get(name); }));
+}
+
+host::LoadReport Workbench::Load(const std::vector<host::ImageSegment>& image) {
+  return Run(image, host::LoadMode::Program);
+}
+
+host::LoadReport Workbench::Verify(const std::vector<host::ImageSegment>& image) {
+  Set("ImageVerificationSetting", "1");
+  host::LoadReport report = Run(image, host::LoadMode::Verify);
+  Set("ImageVerificationSetting", "0");
+  return report;
+}
+
+host::LoadReport Workbench::Run(const std::vector<host::ImageSegment>& image, host::LoadMode mode) {
+  host::LoadSession session(Plugin(), services, probe, device.name);
+  host::LoadReport report = session.Run(Plan(image), device.map, mode, {});
+  EXPECT_EQ(services.BrokenPromise(), "");
+  return report;
+}
+
+std::string Outcome(const host::LoadReport& report) {
+  return report.error.value_or("ok");
+}
+
+std::vector<std::string> Errors(const host::LoadReport& report) {
+  return MessagesOf(report, true);
+}
+
+std::vector<std::string> Infos(const host::LoadReport& report) {
+  return MessagesOf(report, false);
+}
