@@ -9,6 +9,18 @@ namespace host {
 
 namespace {
 
+// What the plug-in compares, in its order, and how it says that it stops there.
+struct Compared {
+  Region region;
+  std::string_view failure;  // an information line
+  std::string_view refusal;  // the beginning of an error text
+};
+constexpr std::array<Compared, 3> s_compared = {{
+    {Region::Main, "Main flash Verification Failed!", "Error when verifying flash - "},
+    {Region::Ccfg, "CCFG Verification Failed!", "Error when verifying CCFG - "},
+    {Region::Scfg, "SCFG Verification Failed!", "Error when verifying SCFG - "},
+}};
+
 RegionReport* FindRegion(LoadReport& report, Region region) {
   auto const found = std::find_if(report.regions.begin(), report.regions.end(),
                                   [&](const RegionReport& candidate) { return candidate.region == region; });
@@ -50,10 +62,10 @@ LoadReport LoadSession::Run(const LoadPlan& plan, const MemoryMap& map, LoadMode
 
   try {
     Drive(plan, report, tell);
-    if (mode == LoadMode::Verify) JudgeVerification(report);
   } catch (const std::exception& error) {
     report.error = error.what();
   }
+  if (mode == LoadMode::Verify) JudgeVerification(report);
   services.onMessage = nullptr;
   services.onBytesWritten = nullptr;
 
@@ -105,48 +117,40 @@ void LoadSession::Drive(const LoadPlan& plan, LoadReport& report, const LoadEven
 }
 
 void JudgeVerification(LoadReport& report) {
-  struct Compared {
-    Region region;
-    std::string_view failure;  // the plug-in's line, when the comparison stopped here
-  };
-  constexpr std::array<Compared, 3> kCompared = {{
-      {Region::Main, "Main flash Verification Failed!"},
-      {Region::Ccfg, "CCFG Verification Failed!"},
-      {Region::Scfg, "SCFG Verification Failed!"},
-  }};
   auto const said = [&](std::string_view line) {
     return std::any_of(report.messages.begin(), report.messages.end(),
                        [&](const LoadMessage& message) { return message.text == line; });
   };
+  auto const stopsAt = [&](const Compared& compared) {
+    return report.error ? report.error->starts_with(compared.refusal) : said(compared.failure);
+  };
 
   for (RegionReport& region : report.regions) region.outcome = RegionOutcome::NotCompared;
-  if (!said("Image Verification Succeeded!")) {
-    auto const stop = std::find_if(kCompared.begin(), kCompared.end(),
-                                   [&](const Compared& compared) { return said(compared.failure); });
-    if (stop == kCompared.end()) {
-      report.error = "the plug-in ended the verification without an outcome";
-      return;
-    }
-    for (auto compared = kCompared.begin(); compared != stop; ++compared)
-      if (RegionReport* region = FindRegion(report, compared->region))
-        region->outcome = RegionOutcome::Verified;
-
-    if (RegionReport* region = FindRegion(report, stop->region)) {
-      region->outcome = RegionOutcome::Failed;
-      report.error = fmt::format("{} differs from the image", RegionName(stop->region));
-      return;
-    }
-    for (auto compared = stop; compared != kCompared.end(); ++compared) {
-      if (FindRegion(report, compared->region) == nullptr) continue;
-      report.error = fmt::format("{} was not compared: the images hold no {}, where the plug-in stops",
-                                 RegionName(compared->region), RegionName(stop->region));
-      return;
-    }
-    report.note = fmt::format("the images hold no {}; it was not compared", RegionName(stop->region));
+  bool const isEqual = !report.error && said("Image Verification Succeeded!");
+  const auto* const stop =
+      isEqual ? s_compared.end() : std::find_if(s_compared.begin(), s_compared.end(), stopsAt);
+  if (stop == s_compared.end() && !isEqual) {
+    if (!report.error) report.error = "the plug-in ended the verification without an outcome";
     return;
   }
-  for (const Compared& compared : kCompared)
-    if (RegionReport* region = FindRegion(report, compared.region)) region->outcome = RegionOutcome::Verified;
+  for (const auto* compared = s_compared.begin(); compared != stop; ++compared)
+    if (RegionReport* region = FindRegion(report, compared->region))
+      region->outcome = RegionOutcome::Verified;
+  if (isEqual) return;
+
+  if (RegionReport* region = FindRegion(report, stop->region)) {
+    region->outcome = RegionOutcome::Failed;
+    if (!report.error) report.error = fmt::format("{} differs from the image", RegionName(stop->region));
+    return;
+  }
+  report.error.reset();
+  for (const auto* compared = stop; compared != s_compared.end(); ++compared) {
+    if (FindRegion(report, compared->region) == nullptr) continue;
+    report.error = fmt::format("{} was not compared: the images hold no {}, where the plug-in stops",
+                               RegionName(compared->region), RegionName(stop->region));
+    return;
+  }
+  report.note = fmt::format("the images hold no {}; it was not compared", RegionName(stop->region));
 }
 
 }  // namespace host

@@ -32,10 +32,10 @@ class LoadSession {
   std::string deviceName;
 };
 
-// Reads off the plug-in's outcome lines what a verification compared, and sets the outcomes, the note and,
-// when a region of the images was not found equal, the error. The plug-in compares MAIN, CCFG and SCFG in
-// this order and stops at the first that differs or that the images do not hold; a region that they do not
-// hold is no failure of what they do.
+// Reads off the plug-in's outcome line, or the error text that ended the comparison, what a verification
+// compared, and sets the outcomes, the note and the error. The plug-in compares MAIN, CCFG and SCFG in this
+// order and stops at the first that differs or that the images do not hold; a region that they do not hold is
+// no failure of what they do.
 void JudgeVerification(LoadReport& report);
 
 }  // namespace host
