@@ -1,4 +1,5 @@
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include "PluginRun.h"
 #include "Verbs.h"

@@ -1,6 +1,7 @@
 #include "LoadText.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 

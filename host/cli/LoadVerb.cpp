@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 #include <unistd.h>
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <memory>
 #include <optional>

@@ -1,5 +1,7 @@
 #include "Options.h"
 
+#include <CLI/CLI.hpp>
+
 namespace host::cli {
 
 void AddJsonOption(CLI::App& verb, Options& options) {

@@ -1,6 +1,7 @@
 #include "Output.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <cstdio>
 

@@ -1,6 +1,7 @@
 #include "PluginRun.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 

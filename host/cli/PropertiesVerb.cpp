@@ -1,4 +1,6 @@
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include "../FlashProperties.h"
 #include "ExitCode.h"
