@@ -1,0 +1,215 @@
+#include "host/LoadReport.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host/FlashMap.h"
+#include "host/LoadSession.h"
+#include "host/ProgressBar.h"
+
+namespace host {
+namespace {
+
+using testing::ElementsAre;
+using Bytes = std::vector<std::uint8_t>;
+
+MemoryMap SmallMap() {
+  MemoryMap map;
+  map.main = {0, 0x2000};
+  map.sectorSize = 0x800;
+  map.ccfg = {0x4C000000, 0x10};
+  map.ram = {0x20000000, 0x100};
+  return map;
+}
+
+ImageBlock Block(Region region, std::uint32_t address, Bytes data) {
+  auto const size = static_cast<std::uint32_t>(data.size());
+  return {region, address, std::move(data), {{address, size}}};
+}
+
+TEST(DescribeRegionsTest, GathersTheBlocksOfEachRegion) {
+  LoadPlan plan;
+  plan.blocks = {Block(Region::Main, 0x7FF, Bytes(2, 0xFF)), Block(Region::Main, 0x1000, Bytes(0x800, 0)),
+                 Block(Region::Ram, 0x20000000, {'1', '2', '3', '4', '5', '6', '7', '8', '9'})};
+  std::vector<RegionReport> const regions = DescribeRegions(plan, SmallMap());
+  ASSERT_EQ(regions.size(), 2U);
+  EXPECT_EQ(regions[0].address, 0x7FFU);
+  EXPECT_EQ(regions[0].end, 0x1800U);
+  EXPECT_EQ(regions[0].bytes, 0x802U);
+  EXPECT_EQ(regions[0].sectors, 3U);  // two for the bytes around a border, one for the second block
+  EXPECT_EQ(regions[1].sectors, 0U);
+  EXPECT_EQ(regions[1].crc, 0xCBF43926U);
+}
+
+struct JudgeByContentsTest : testing::Test {
+  MemoryMap map = SmallMap();
+  ChipPicture blank{Bytes(0x2000, 0xFF), Bytes(0x10, 0xFF), {}, {}, Bytes(0x100, 0), {}};
+
+  RegionOutcome Judge(const Bytes& wanted, const Bytes& held, RegionOutcome reported,
+                      std::size_t* adapted = nullptr) {
+    LoadPlan plan;
+    plan.blocks = {Block(Region::Ccfg, map.ccfg.base, wanted)};
+    LoadReport report;
+    report.regions = DescribeRegions(plan, map);
+    report.regions[0].outcome = reported;
+    ChipPicture after = blank;
+    after.ccfg = held;
+    JudgeByContents(report, plan, map, blank, after);
+    if (adapted != nullptr) *adapted = report.regions[0].adaptedBytes;
+    return report.regions[0].outcome;
+  }
+};
+
+TEST_F(JudgeByContentsTest, TellsWhatBecameOfARegion) {
+  Bytes const wanted(0x10, 0x55);
+  Bytes adaptedBytes = wanted;
+  adaptedBytes[3] = 0;
+  adaptedBytes[9] = 0;
+  std::size_t adapted = 0;
+  EXPECT_EQ(Judge(wanted, wanted, RegionOutcome::Delivered), RegionOutcome::Programmed);
+  EXPECT_EQ(Judge(wanted, adaptedBytes, RegionOutcome::Delivered, &adapted), RegionOutcome::Adapted);
+  EXPECT_EQ(adapted, 2U);
+  EXPECT_EQ(Judge(wanted, blank.ccfg, RegionOutcome::Delivered), RegionOutcome::NotWritten);
+  EXPECT_EQ(Judge(wanted, adaptedBytes, RegionOutcome::Failed), RegionOutcome::Failed);
+  EXPECT_EQ(Judge(wanted, blank.ccfg, RegionOutcome::NotReached), RegionOutcome::NotReached);
+}
+
+struct VerificationCase {
+  const char* name;
+  std::vector<Region> held;  // by the images
+  const char* line;          // of the plug-in; an error text when it begins with "Error"
+  std::vector<RegionOutcome> outcomes;
+  const char* error;  // null for a success
+  const char* note;
+};
+
+TEST(JudgeVerificationTest, FollowsThePluginsOutcomeLine) {
+  using enum RegionOutcome;
+  const VerificationCase cases[] = {
+      {"all equal",
+       {Region::Main, Region::Ccfg, Region::Scfg, Region::Otp},
+       "Image Verification Succeeded!",
+       {Verified, Verified, Verified, NotCompared},
+       nullptr,
+       ""},
+      {"MAIN alone",
+       {Region::Main},
+       "CCFG Verification Failed!",
+       {Verified},
+       nullptr,
+       "the images hold no ccfg; it was not compared"},
+      {"no SCFG",
+       {Region::Main, Region::Ccfg},
+       "SCFG Verification Failed!",
+       {Verified, Verified},
+       nullptr,
+       "the images hold no scfg; it was not compared"},
+      {"CCFG differs",
+       {Region::Main, Region::Ccfg},
+       "CCFG Verification Failed!",
+       {Verified, Failed},
+       "ccfg differs from the image",
+       ""},
+      {"CCFG alone",
+       {Region::Ccfg},
+       "Main flash Verification Failed!",
+       {NotCompared},
+       "ccfg was not compared: the images hold no main, where the plug-in stops",
+       ""},
+      {"SCFG behind a missing CCFG",
+       {Region::Main, Region::Scfg},
+       "CCFG Verification Failed!",
+       {Verified, NotCompared},
+       "scfg was not compared: the images hold no ccfg, where the plug-in stops",
+       ""},
+      {"MAIN alone, CCFG refused",
+       {Region::Main},
+       "Error when verifying CCFG - any",
+       {Verified},
+       nullptr,
+       "the images hold no ccfg; it was not compared"},
+      {"MAIN refused",
+       {Region::Main, Region::Ccfg},
+       "Error when verifying flash - any",
+       {Failed, NotCompared},
+       "Error when verifying flash - any",
+       ""},
+      {"SCFG refused",
+       {Region::Main, Region::Ccfg, Region::Scfg},
+       "Error when verifying SCFG - any",
+       {Verified, Verified, Failed},
+       "Error when verifying SCFG - any",
+       ""},
+      {"another error",
+       {Region::Main},
+       "Error: probe unplugged",
+       {NotCompared},
+       "Error: probe unplugged",
+       ""},
+      {"no outcome",
+       {Region::Main},
+       "something else",
+       {NotCompared},
+       "the plug-in ended the verification without an outcome",
+       ""},
+  };
+  for (const VerificationCase& c : cases) {
+    LoadReport report;
+    for (Region const region : c.held) report.regions.push_back({.region = region});
+    if (std::string_view(c.line).starts_with("Error")) {
+      report.error = c.line;
+    } else {
+      report.messages = {{false, c.line}};
+    }
+    JudgeVerification(report);
+    std::vector<RegionOutcome> outcomes;
+    for (const RegionReport& region : report.regions) outcomes.push_back(region.outcome);
+    EXPECT_EQ(outcomes, c.outcomes) << c.name;
+    EXPECT_EQ(report.error.value_or("success"), c.error == nullptr ? "success" : c.error) << c.name;
+    EXPECT_EQ(report.note, c.note) << c.name;
+  }
+}
+
+TEST(FlashMapTest, TellsProgrammedErasedRetainedAndSkippedApart) {
+  MemoryMap const map = SmallMap();
+  ChipPicture before{Bytes(0x2000, 0x00), {}, {}, {}, {}, std::vector<SectorWear>(4)};
+  ChipPicture after = before;
+  after.mainWear[0] = {1, 1};  // erased and programmed
+  after.mainWear[1] = {1, 0};  // erased only
+  std::fill_n(after.main.begin() + 0x800, 0x800, std::uint8_t{0xFF});
+  LoadPlan plan;
+  plan.blocks = {Block(Region::Main, 0, Bytes(16, 0)), Block(Region::Main, 0x1FFF, Bytes(1, 0))};
+  using enum SectorState;
+  EXPECT_THAT(ClassifySectors(plan, map, before, after), ElementsAre(Programmed, Erased, Retained, Skipped));
+}
+
+TEST(FlashMapTest, DrawsLinesOf64SectorsAndFoldsWhatRepeats) {
+  std::vector<SectorState> sectors(64 * 5, SectorState::Erased);
+  sectors[0] = SectorState::Programmed;
+  sectors.back() = SectorState::Retained;
+  std::string const dots(63, '.');
+  EXPECT_EQ(DrawFlashMap(sectors, 0x800),
+            "Flash map, one character a sector of 2048 bytes\n"
+            "  0x00000000 #" +
+                dots + "\n" + "  0x00020000 ." + dots + "\n" +
+                "  ...\n"
+                "  0x00080000 " +
+                dots + "r\n" + "  # programmed   . erased   r retained   s skipped\n");
+}
+
+TEST(ProgressBarTest, ShowsShareRateAndTimeLeft) {
+  const struct {
+    std::uint64_t bytes, expected, elapsedNs;
+    std::string line;
+  } cases[] = {
+      {0, 2000, 0, "[" + std::string(32, ' ') + "]   0%  0.0 of 2.0 kB  0 kB/s  0.0 s left"},
+      {50000, 100000, 500'000'000,
+       "[" + std::string(16, '#') + std::string(16, ' ') + "]  50%  50.0 of 100.0 kB  100 kB/s  0.5 s left"},
+      {120000, 100000, 1'000'000'000,
+       "[" + std::string(32, '#') + "] 100%  120.0 of 100.0 kB  120 kB/s  0.0 s left"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(ProgressBar::Line(c.bytes, c.expected, c.elapsedNs), c.line);
+}
+
+}  // namespace
+}  // namespace host
