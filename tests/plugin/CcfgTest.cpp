@@ -309,6 +309,18 @@ TEST_F(AuthorizationTest, ABadValueIsToldAndTheImageStays) {
   }
 }
 
+TEST_F(AuthorizationTest, AVerificationComparesWithTheOverwrittenFields) {
+  host.properties["ImageVerificationSetting"] = "1";
+  host.properties["CcfgOverwriteAuthorizationFieldsTypeChoicelist"] = "Debug not allowed";
+  EXPECT_EQ(Start(), "ok");
+  EXPECT_EQ(Write(0, Pattern(4)), "ok");
+  EXPECT_EQ(Write(kCcfg, OpenCcfg()), "ok");
+  EXPECT_EQ(End(), "ok");
+  Bytes overwritten = OpenCcfg();
+  overwritten[kAuthorizationType] = 0;
+  EXPECT_EQ(Command(17).words.at(4), Crc(overwritten, 0x7D0, 0x2C));
+}
+
 TEST_F(AuthorizationTest, DebugNotAllowedLocksTheEndOfTheLoad) {
   EXPECT_EQ(LoadWith("Debug not allowed", "", ""), "ok");
   EXPECT_EQ(Plot().back(), "Info Debugging Interface is Locked!");

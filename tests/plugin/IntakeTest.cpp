@@ -67,6 +67,37 @@ TEST_F(IntakeTest, EachRegionHasItsDestination) {
   }
 }
 
+// CCFG inside MAIN, SCFG over OTP: a piece goes to CCFG before OTP before SCFG before MAIN.
+TEST_F(IntakeTest, WhereRegionsOverlapTheirOrderDecides) {
+  host.properties["FlashEraseSetting"] = "Do not erase sectors (program load only)";
+  host.properties["CcfgBase"] = "0x1000";
+  host.properties["OtpBase"] = "0x2000";
+  host.properties["ScfgBase"] = "0x2000";
+  const struct {
+    std::uint32_t address;
+    std::size_t length;
+    std::vector<std::uint8_t> programmed;
+  } cases[] = {
+      {0x1000, 4, {12, 17}},
+      {0x17FF, 2, {15, 16}},
+      {0x2000, kOtpSize, {25}},
+      {0x2000, kOtpSize + 1, {26, 27}},
+      {0x2000 + kScfgSize, 1, {15, 16}},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(WriteFirst(c.address, Pattern(c.length)), "ok");
+    EXPECT_EQ(End(), "ok");
+    std::vector<std::uint8_t> ids = host.CommandIds();
+    std::erase_if(ids, [](std::uint8_t id) { return id == 1 || id == 5; });  // Nop, password id
+    EXPECT_EQ(ids, c.programmed) << Hex8(c.address) << "+" << c.length;
+  }
+
+  // A block is known to touch flash by MAIN first: the erase comes before the user record is recognised.
+  host.properties["FlashEraseSetting"] = "Chip Erase";
+  EXPECT_EQ(WriteFirst(0x1700, Pattern(kUserRecordSize)), "ok");
+  EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{1, 9, 13, 17}));
+}
+
 TEST_F(IntakeTest, WithoutSizesScfgAndOtpDoNotExist) {
   host.properties["ScfgSize"] = "0";
   host.properties.erase("OtpSize");

@@ -2,6 +2,7 @@
 
 #include "ConfigurationStore.h"
 #include "DeviceTest.h"
+#include "ExposedDevice.h"
 
 namespace {
 
@@ -113,6 +114,18 @@ TEST_F(OtpRamTest, AClosedPortIsToldOnceAndOnlyIfThereIsData) {
     EXPECT_EQ(host.memory.size(), 0U);
     EXPECT_EQ(Plot().back(), "SEC_AP Disconnect true");
   }
+}
+
+TEST_F(OtpRamTest, ADetachedPortIsAttachedFirst) {
+  ExposedDevice exposed(host);
+  exposed.load.ramData[kRam] = {1};
+  host.connectedCores = {};
+  host.ForgetCalls();
+  exposed.ProgramStoredRamData();
+  EXPECT_EQ(Deeds(),
+            "CS_DAP_0 Connect false\n"
+            "WriteMemory CS_DAP_0 @0x20000000 page 0 size 1 x1: 01\n"
+            "ReadMemory CS_DAP_0 @0x20000000 page 0 size 1 x1");
 }
 
 TEST_F(OtpRamTest, RamIsWrittenOnceDebuggingIsAuthenticated) {

@@ -121,6 +121,17 @@ TEST_F(ScfgTest, TheCheckedRangeMustFitTheReducedCopy) {
   EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{12, 17, 26}));  // programmed, not verified
 }
 
+// The field lies in the part that is cut off: it is renewed, cut off with the rest, and then not there to
+// check.
+TEST_F(ScfgTest, TheCrcFieldIsRenewedBeforeTheRingIsCut) {
+  host.properties["ScfgOverwriteCrcsToggle"] = "1";
+  host.properties["scfg.crc32Info"] = "0x0:0x3FC";
+  EXPECT_EQ(LoadScfg(ScfgWith("k")),
+            "Offset and length defined in flash property \"scfg.crc32Info\" does not fit in SCFG");
+  EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{12, 17, 26}));
+  EXPECT_EQ(Command(26).Specific(), 276U);
+}
+
 TEST_F(ScfgTest, VerificationSendsNoProgramCommand) {
   host.properties["ImageVerificationSetting"] = "1";
   Device();

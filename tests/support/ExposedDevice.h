@@ -18,5 +18,6 @@ struct ExposedDevice : FlashDeviceTovik {
   using FlashDeviceTovik::IsAhbApEnabled;
   using FlashDeviceTovik::IssuePinResetAndEnterSaci;
   using FlashDeviceTovik::load;
+  using FlashDeviceTovik::ProgramStoredRamData;
   using FlashDeviceTovik::ReadDeviceInfo;
 };
