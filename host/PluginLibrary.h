@@ -58,7 +58,7 @@ class PluginDevice {
 
  private:
   struct Delete {
-    void operator()(IFlashDevice4* device) const { device->Delete(); }
+    void operator()(IFlashDevice4* object) const { object->Delete(); }
   };
   std::unique_ptr<IFlashDevice4, Delete> device;
 };
