@@ -5,7 +5,7 @@
 #include <vector>
 
 // Copies what of `data` fits into a store whose first byte stands for address `base`; what lies beyond the
-// store's end is dropped. Throws std::runtime_error, with the store unchanged, when `address` lies below it
-// or when the store has no size yet.
+// store's end is dropped. Throws std::runtime_error, with the store unchanged, when `address` lies below
+// it.
 void CopyIntoStore(std::vector<std::uint8_t>& store, std::uint32_t base, std::span<std::uint8_t const> data,
                    std::uint32_t address);

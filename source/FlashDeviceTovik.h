@@ -172,6 +172,8 @@ class FlashDeviceTovik {
 
   // --- Image intake (ImageIntake.cpp) ---
 
+  enum class Destination { Ccfg, Otp, Scfg, MainFlash, Ram };
+  Destination DestinationOf(unsigned int address, int length);
   void WriteDataToFlashInternal(unsigned char const* data, unsigned int address, int length, short page);
 
   // --- Programming sequence and MAIN flash (MainFlash.cpp) ---

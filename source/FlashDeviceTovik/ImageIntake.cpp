@@ -7,12 +7,15 @@
 namespace {
 
 constexpr std::uint32_t kAliasBit = 1U << 28;
+constexpr std::uint32_t kLastAddress = 0xFFFF'FFFF;
 
 }  // namespace
 
 void FlashDeviceTovik::WriteDataToFlash(unsigned char const* data, unsigned int address, int length,
                                         short page) {
-  if (length < 0) throw std::runtime_error("Internal error in Flash Loader: The block's length is negative.");
+  // Everything below counts in 32 bits: a sum that wraps would take the block for MAIN flash and CCFG.
+  if (length < 0 || std::uint64_t{address} + static_cast<std::uint32_t>(length) > kLastAddress)
+    throw std::runtime_error("Internal error in Flash Loader: The block does not fit in 32-bit addresses.");
   load.verificationOnly = IsImageVerificationEnabled();
   ReadDeviceInfo();
   if (HasFlashAlias(identity.device)) address &= ~kAliasBit;
@@ -35,26 +38,38 @@ void FlashDeviceTovik::WriteDataToFlash(unsigned char const* data, unsigned int 
     WriteDataToFlashInternal(section.data, section.address, static_cast<int>(section.length), page);
 }
 
-// The order of the tests decides, and differs from the one above: CCFG first, for what asking it sets.
 void FlashDeviceTovik::WriteDataToFlashInternal(unsigned char const* data, unsigned int address, int length,
                                                 short) {
-  if (AnyRangeWithinCcfg(address, length)) {
-    if (load.userRecordOnly) {
-      ProgramCcfgUserRecord(data, address, length);
-    } else if (static_cast<std::uint32_t>(length) > map.CcfgSize) {
-      // Counted from the piece's start: a piece of CCFG and OTP begins at the CCFG's base.
-      StoreCcfg(data, address, static_cast<int>(map.CcfgSize));
-      StoreOtp(data + map.CcfgSize, address + map.CcfgSize, length - static_cast<int>(map.CcfgSize));
-    } else {
-      StoreCcfg(data, address, length);
-    }
-  } else if (AnyRangeWithinOtp(address, length)) {
-    StoreOtp(data, address, length);
-  } else if (AnyRangeWithinScfg(address, length)) {
-    StoreScfg(data, address, length);
-  } else if (AnyRangeWithinMainFlash(address, length)) {
-    ProgramMainFlash(data, address, length);
-  } else {
-    StoreRamData(data, address, length);
+  Destination const destination = DestinationOf(address, length);
+  // The sector filter can leave a piece in a region although its block, as a whole, lay in none and opened
+  // nothing. The chip is not in SACI then, and the stores have no size.
+  if (destination != Destination::Ram && !load.programmingInitialised)
+    throw std::runtime_error("Image data of a block that lies only partly in flash cannot be programmed");
+
+  switch (destination) {
+    case Destination::Ccfg:
+      if (load.userRecordOnly) {
+        ProgramCcfgUserRecord(data, address, length);
+      } else if (static_cast<std::uint32_t>(length) > map.CcfgSize) {
+        // Counted from the piece's start: a piece of CCFG and OTP begins at the CCFG's base.
+        StoreCcfg(data, address, static_cast<int>(map.CcfgSize));
+        StoreOtp(data + map.CcfgSize, address + map.CcfgSize, length - static_cast<int>(map.CcfgSize));
+      } else {
+        StoreCcfg(data, address, length);
+      }
+      break;
+    case Destination::Otp: StoreOtp(data, address, length); break;
+    case Destination::Scfg: StoreScfg(data, address, length); break;
+    case Destination::MainFlash: ProgramMainFlash(data, address, length); break;
+    case Destination::Ram: StoreRamData(data, address, length); break;
   }
+}
+
+// The order of the tests decides, and differs from the intake's: CCFG first, for what asking it sets.
+FlashDeviceTovik::Destination FlashDeviceTovik::DestinationOf(unsigned int address, int length) {
+  if (AnyRangeWithinCcfg(address, length)) return Destination::Ccfg;
+  if (AnyRangeWithinOtp(address, length)) return Destination::Otp;
+  if (AnyRangeWithinScfg(address, length)) return Destination::Scfg;
+  if (AnyRangeWithinMainFlash(address, length)) return Destination::MainFlash;
+  return Destination::Ram;
 }

@@ -209,17 +209,34 @@ TEST_F(IntakeTest, AnEmptyBlockIsRoutedLikeAnyOther) {
             "SACI 16/0000 00000800 00000000 00000000");
 }
 
-// As a whole the block lies in no region, so it starts nothing; the filter leaves a piece that lies in one.
-TEST_F(IntakeTest, APieceThatReachesCcfgUnannouncedIsRefused) {
+// As a whole the block lies in no region, so it starts nothing; the filter leaves a piece that lies in one. A
+// CCFG piece taken now would end in a CCFG of zeros, which locks the chip.
+TEST_F(IntakeTest, APieceThatReachesFlashUnannouncedIsRefused) {
   host.properties["FlashPagesFilledWith"] = "1";
-  Bytes block(kSector, 0xFF);
-  const Bytes ccfg = Pattern(kCcfgSize);
-  block.insert(block.end(), ccfg.begin(), ccfg.end());
-  EXPECT_EQ(WriteFirst(kCcfg - kSector, block),
-            "Image data at 0x4E020000 came before the load had opened its region");
-  EXPECT_EQ(End(), "ok");
-  const std::vector<std::uint8_t> ids = host.CommandIds();
-  EXPECT_EQ(std::count(ids.begin(), ids.end(), 12), 0) << "a CCFG of zeros would lock the chip";
+  const Bytes filled(kSector, 0xFF);
+  const Bytes given = Pattern(kCcfgSize);
+  Bytes intoCcfg = filled;
+  intoCcfg.insert(intoCcfg.end(), given.begin(), given.end());
+  Bytes outOfMain = given;
+  outOfMain.insert(outOfMain.end(), filled.begin(), filled.end());
+  const std::pair<std::uint32_t, Bytes> blocks[] = {{kCcfg - kSector, intoCcfg},
+                                                    {0x80000 - kSector, outOfMain}};
+  for (const auto& [address, block] : blocks) {
+    EXPECT_EQ(WriteFirst(address, block),
+              "Image data of a block that lies only partly in flash cannot be programmed");
+    EXPECT_EQ(host.CommandIds(), std::vector<std::uint8_t>{});
+    EXPECT_EQ(End(), "ok");
+    const std::vector<std::uint8_t> ids = host.CommandIds();
+    EXPECT_EQ(std::count(ids.begin(), ids.end(), 12), 0);
+  }
+}
+
+// 32-bit sums would take it for MAIN flash, then for a CCFG of which nothing can be stored.
+TEST_F(IntakeTest, ABlockThatReachesTheEndOf32BitAddressesIsRefused) {
+  for (const std::size_t length : {0x10U, 0x20U})
+    EXPECT_EQ(WriteFirst(0xFFFFFFF0, Pattern(length)),
+              "Internal error in Flash Loader: The block does not fit in 32-bit addresses.");
+  EXPECT_EQ(Write(0xFFFFFFF0, Pattern(0xF)), "ok");
 }
 
 // Nonsense lengths must not reach past the block that the host handed over.
