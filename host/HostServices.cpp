@@ -308,6 +308,8 @@ const HostFunctionTable HostServices::Entries::s_table = {
 };
 
 HostServices::HostServices(DebugProbe& debugProbe, PropertyStore& propertyStore)
-    : HostObject{&Entries::s_table}, probe(debugProbe), properties(propertyStore) {}
+    : probe(debugProbe), properties(propertyStore) {
+  table = &Entries::s_table;
+}
 
 }  // namespace host
