@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -96,13 +97,22 @@ TEST_F(HsmCommandsTest, ResultsOfTheUpdateHaveTheirOwnTexts) {
 }
 
 TEST_F(HsmCommandsTest, RecordsAreSentOneByOne) {
-  host.workingPolls = 1;
+  host.workingPolls = 2;
   EXPECT_EQ(ProgramRecords(kChain), "ok");
+  // After the command and after each of the four records the flag is waited for.
+  EXPECT_EQ(std::count(host.calls.begin(), host.calls.end(), "Sleep 100"), 5 * 2);
   EXPECT_EQ(Joined(host.Story()),
             Joined({kStarted, "SACI 33 0x0 : 00000009", "SACI stream 4 words", "SACI stream 2 words",
                     "SACI stream 1 words", "SACI stream 2 words", kCompleted}));
   EXPECT_EQ(host.commands[0].streamed,
             (std::vector<Words>{{0xA0, 5, 0xA1, 0xA2}, {4, 0xB1}, {0}, {1, 0xD1}}));
+}
+
+TEST_F(HsmCommandsTest, TheLastRecordIsFollowedByFiveSecondsForTheUpdate) {
+  host.ReplyOnce(kFirmware, {.latePolls = 50});
+  EXPECT_EQ(ProgramRecords(kChain), "ok");
+  host.ReplyOnce(kFirmware, {.latePolls = 60});
+  EXPECT_EQ(ProgramRecords(kChain), "Timeout when waiting for SEC-AP RX data to be ready.");
 }
 
 TEST_F(HsmCommandsTest, AnEarlyResponseStopsTheRecords) {

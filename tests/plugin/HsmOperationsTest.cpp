@@ -120,6 +120,20 @@ TEST_F(HsmOperationsTest, AFailedReadLeavesDashes) {
   }
 }
 
+TEST_F(HsmOperationsTest, ReadingOpensASaciSessionAndResetsTheChip) {
+  host.ReplyAlways(35, {.data = {1}});
+  const struct {
+    const char* operation;
+    const char* commands;
+  } cases[] = {{"ReadHsmSysInfo", "SACI 1/0000, SACI 34/0000, SACI 20/0001"},
+               {"ReadHsmUpdateStatus", "SACI 1/0000, SACI 35/0000, SACI 20/0001"}};
+  for (const auto& c : cases) {
+    host.connectedCores = {"CS_DAP_0"};
+    EXPECT_EQ(Perform(c.operation), "ok");
+    EXPECT_EQ(Saci(), c.commands);
+  }
+}
+
 TEST_F(HsmOperationsTest, TheUpdateStatusIsPublishedAlone) {
   const struct {
     std::uint32_t status;
