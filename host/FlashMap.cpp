@@ -28,16 +28,21 @@ std::vector<SectorState> ClassifySectors(const LoadPlan& plan, const MemoryMap& 
       isInImages[sector] = true;
   }
 
+  auto const wasErased = [&](std::size_t sector) {
+    return after.mainWear.at(sector).erases != before.mainWear.at(sector).erases;
+  };
+  // What an erase has left out it has retained, blank or not.
+  bool anyErased = false;
+  for (std::size_t sector = 0; sector < count; ++sector) anyErased = anyErased || wasErased(sector);
+
   std::vector<SectorState> states(count, SectorState::Retained);
   for (std::size_t sector = 0; sector < count; ++sector) {
-    const SectorWear& was = before.mainWear.at(sector);
-    const SectorWear& is = after.mainWear.at(sector);
     auto const held = std::span(after.main).subspan(sector * map.sectorSize, map.sectorSize);
-    if (is.programs != was.programs) {
+    if (after.mainWear.at(sector).programs != before.mainWear.at(sector).programs) {
       states[sector] = SectorState::Programmed;
     } else if (isInImages[sector]) {
       states[sector] = SectorState::Skipped;
-    } else if (is.erases != was.erases || IsBlank(held)) {
+    } else if (wasErased(sector) || (!anyErased && IsBlank(held))) {
       states[sector] = SectorState::Erased;
     }
   }

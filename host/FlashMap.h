@@ -12,7 +12,7 @@ namespace host {
 enum class SectorState : char {
   Programmed = '#',
   Erased = '.',    // erased or blank, and not in the images
-  Retained = 'r',  // still holds what it held; not in the images
+  Retained = 'r',  // left as it was, by the erase or because nothing touched it; not in the images
   Skipped = 's',   // in the images, but not programmed
 };
 

@@ -51,22 +51,20 @@ void JudgeByContents(LoadReport& report, const LoadPlan& plan, const MemoryMap& 
                      const ChipPicture& before, const ChipPicture& after) {
   for (RegionReport& region : report.regions) {
     if (region.outcome == RegionOutcome::NotReached) continue;
+    bool const isWritten = before.WritesOf(region.region) != after.WritesOf(region.region);
     std::size_t differing = 0;
-    bool isChanged = false;
     for (const ImageBlock& block : plan.blocks) {
       if (block.region != region.region || block.address < region.address || block.address >= region.end)
         continue;
-      auto const was = before.At(block.address, block.data.size(), block.region, map);
       auto const is = after.At(block.address, block.data.size(), block.region, map);
       for (std::size_t i = 0; i < block.data.size(); ++i)
         if (i >= is.size() || is[i] != block.data[i]) ++differing;
-      isChanged = isChanged || !std::equal(was.begin(), was.end(), is.begin(), is.end());
     }
-    if (differing == 0) {
+    if (isWritten && differing == 0) {
       region.outcome = RegionOutcome::Programmed;
     } else if (region.outcome == RegionOutcome::Delivered) {
-      region.outcome = isChanged ? RegionOutcome::Adapted : RegionOutcome::NotWritten;
-      region.adaptedBytes = isChanged ? differing : 0;
+      region.outcome = isWritten ? RegionOutcome::Adapted : RegionOutcome::NotWritten;
+      region.adaptedBytes = isWritten ? differing : 0;
     }
   }
 }

@@ -61,8 +61,8 @@ struct LoadReport {
 // The regions of a plan, nothing of them reached yet.
 std::vector<RegionReport> DescribeRegions(const LoadPlan& plan, const MemoryMap& map);
 
-// Sets the outcomes of a programming load from what the chip held before and holds after it. What a region
-// that the load did not report done holds all the same counts as programmed.
+// Sets the outcomes of a programming load from what was written to the chip in it and what it holds then. A
+// region that the load did not report done and that was written as it should counts as programmed.
 void JudgeByContents(LoadReport& report, const LoadPlan& plan, const MemoryMap& map,
                      const ChipPicture& before, const ChipPicture& after);
 

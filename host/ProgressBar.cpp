@@ -8,7 +8,8 @@ namespace host {
 
 namespace {
 constexpr std::uint64_t kCells = 32;
-}
+constexpr std::uint64_t kFirstEstimate = 2;  // percent done from which the rate says something
+}  // namespace
 
 std::string ProgressBar::Line(std::uint64_t bytes, std::uint64_t expected, std::uint64_t elapsedNs) {
   // Commands and configuration words come on top of the estimate; the bar waits for them at its end.
@@ -16,10 +17,13 @@ std::string ProgressBar::Line(std::uint64_t bytes, std::uint64_t expected, std::
   std::uint64_t const filled = expected == 0 ? 0 : done * kCells / expected;
   double const seconds = static_cast<double>(elapsedNs) / 1e9;
   double const rate = seconds > 0 ? static_cast<double>(bytes) / seconds : 0;
-  double const left = rate > 0 ? static_cast<double>(expected - done) / rate : 0;
-  return fmt::format("[{:<{}}] {:3}%  {:.1f} of {:.1f} kB  {:.0f} kB/s  {:.1f} s left",
-                     std::string(filled, '#'), kCells, expected == 0 ? 0 : done * 100 / expected,
-                     static_cast<double>(bytes) / 1e3, static_cast<double>(expected) / 1e3, rate / 1e3, left);
+  std::uint64_t const percent = expected == 0 ? 0 : done * 100 / expected;
+  std::string const left = percent < kFirstEstimate || rate <= 0
+                               ? ""
+                               : fmt::format("  {:.1f} s left", static_cast<double>(expected - done) / rate);
+  return fmt::format("[{:<{}}] {:3}%  {:.1f} of {:.1f} kB  {:.0f} kB/s{}", std::string(filled, '#'), kCells,
+                     percent, static_cast<double>(bytes) / 1e3, static_cast<double>(expected) / 1e3,
+                     rate / 1e3, left);
 }
 
 void ProgressBar::Take(const LoadEvent& event) {

@@ -144,8 +144,10 @@ std::uint64_t SimulatedProbe::ElapsedNs() const {
 
 ChipPicture SimulatedProbe::Picture() const {
   const simulator::ChipState& state = chip->State();
-  ChipPicture picture{state.main, state.ccfg, state.scfg, state.otp, state.ram, {}};
+  ChipPicture picture{state.main, state.ccfg, state.scfg, state.otp, state.ram, {}, {}};
   for (const auto& wear : chip->MainWear()) picture.mainWear.push_back({wear.erases, wear.programs});
+  const simulator::WriteCounts& writes = chip->Writes();
+  picture.writes = {writes.ccfg, writes.scfg, writes.otp, writes.ram};
   return picture;
 }
 

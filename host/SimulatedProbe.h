@@ -44,6 +44,8 @@ class SimulatedProbe final : public DebugProbe {
   void Sleep(std::uint32_t milliseconds) override;
   [[nodiscard]] std::uint64_t ElapsedNs() const override;
 
+  // The chip itself, for those who put something into it or take its power away.
+  [[nodiscard]] simulator::Chip& Chip() { return *chip; }
   [[nodiscard]] ChipPicture Picture() const;
   [[nodiscard]] std::uint64_t RoundTrips() const { return ports->Counted().roundTrips; }
   // Whether the chip lets a debugger reach its memory.

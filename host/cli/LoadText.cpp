@@ -96,7 +96,7 @@ std::string SummaryText(const LoadStory& story) {
   if (report.mode == LoadMode::Program) {
     text += "\n" + DrawFlashMap(story.sectors, story.device.map.sectorSize);
     auto const count = [&](SectorState state) { return Grouped(CountSectors(story.sectors, state)); };
-    text += fmt::format("  {} sectors programmed, {} erased, {} retained, {} skipped\n",
+    text += fmt::format("  {} programmed, {} erased, {} retained, {} skipped\n",
                         count(SectorState::Programmed), count(SectorState::Erased),
                         count(SectorState::Retained), count(SectorState::Skipped));
   }

@@ -24,7 +24,7 @@ namespace {
 LoadPlan MakePlan(const std::vector<ImageFile>& images, const Target& target, LoadMode mode) {
   PluginCuts const cuts = PluginCutsUnder([&](std::string_view name) { return target.settings.Get(name); });
   LoadPlan plan = PlanLoad(images, target.device.map, cuts);
-  // The plug-in programs a user record that comes alone the moment it comes, whatever it is asked to do.
+  // The plug-in compares MAIN flash, then CCFG, then SCFG; an image without MAIN flash gets no further.
   if (mode == LoadMode::Verify && plan.Has(Region::UserRecord))
     throw InputError("the images hold only the user record of the CCFG, which cannot be verified by itself");
   return plan;

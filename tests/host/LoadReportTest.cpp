@@ -43,9 +43,9 @@ TEST(DescribeRegionsTest, GathersTheBlocksOfEachRegion) {
 
 struct JudgeByContentsTest : testing::Test {
   MemoryMap map = SmallMap();
-  ChipPicture blank{Bytes(0x2000, 0xFF), Bytes(0x10, 0xFF), {}, {}, Bytes(0x100, 0), {}};
+  ChipPicture blank{Bytes(0x2000, 0xFF), Bytes(0x10, 0xFF), {}, {}, Bytes(0x100, 0), {}, {}};
 
-  RegionOutcome Judge(const Bytes& wanted, const Bytes& held, RegionOutcome reported,
+  RegionOutcome Judge(const Bytes& wanted, const Bytes& held, RegionOutcome reported, std::uint32_t writes,
                       std::size_t* adapted = nullptr) {
     LoadPlan plan;
     plan.blocks = {Block(Region::Ccfg, map.ccfg.base, wanted)};
@@ -54,6 +54,7 @@ struct JudgeByContentsTest : testing::Test {
     report.regions[0].outcome = reported;
     ChipPicture after = blank;
     after.ccfg = held;
+    after.writes.ccfg = writes;
     JudgeByContents(report, plan, map, blank, after);
     if (adapted != nullptr) *adapted = report.regions[0].adaptedBytes;
     return report.regions[0].outcome;
@@ -66,12 +67,13 @@ TEST_F(JudgeByContentsTest, TellsWhatBecameOfARegion) {
   adaptedBytes[3] = 0;
   adaptedBytes[9] = 0;
   std::size_t adapted = 0;
-  EXPECT_EQ(Judge(wanted, wanted, RegionOutcome::Delivered), RegionOutcome::Programmed);
-  EXPECT_EQ(Judge(wanted, adaptedBytes, RegionOutcome::Delivered, &adapted), RegionOutcome::Adapted);
+  EXPECT_EQ(Judge(wanted, wanted, RegionOutcome::Delivered, 1), RegionOutcome::Programmed);
+  EXPECT_EQ(Judge(wanted, adaptedBytes, RegionOutcome::Delivered, 1, &adapted), RegionOutcome::Adapted);
   EXPECT_EQ(adapted, 2U);
-  EXPECT_EQ(Judge(wanted, blank.ccfg, RegionOutcome::Delivered), RegionOutcome::NotWritten);
-  EXPECT_EQ(Judge(wanted, adaptedBytes, RegionOutcome::Failed), RegionOutcome::Failed);
-  EXPECT_EQ(Judge(wanted, blank.ccfg, RegionOutcome::NotReached), RegionOutcome::NotReached);
+  EXPECT_EQ(Judge(wanted, wanted, RegionOutcome::Delivered, 0), RegionOutcome::NotWritten);
+  EXPECT_EQ(Judge(wanted, adaptedBytes, RegionOutcome::Failed, 1), RegionOutcome::Failed);
+  EXPECT_EQ(Judge(wanted, wanted, RegionOutcome::Failed, 0), RegionOutcome::Failed);
+  EXPECT_EQ(Judge(wanted, blank.ccfg, RegionOutcome::NotReached, 0), RegionOutcome::NotReached);
 }
 
 struct VerificationCase {
@@ -172,7 +174,7 @@ TEST(JudgeVerificationTest, FollowsThePluginsOutcomeLine) {
 
 TEST(FlashMapTest, TellsProgrammedErasedRetainedAndSkippedApart) {
   MemoryMap const map = SmallMap();
-  ChipPicture before{Bytes(0x2000, 0x00), {}, {}, {}, {}, std::vector<SectorWear>(4)};
+  ChipPicture before{Bytes(0x2000, 0x00), {}, {}, {}, {}, std::vector<SectorWear>(4), {}};
   ChipPicture after = before;
   after.mainWear[0] = {1, 1};  // erased and programmed
   after.mainWear[1] = {1, 0};  // erased only
@@ -181,6 +183,12 @@ TEST(FlashMapTest, TellsProgrammedErasedRetainedAndSkippedApart) {
   plan.blocks = {Block(Region::Main, 0, Bytes(16, 0)), Block(Region::Main, 0x1FFF, Bytes(1, 0))};
   using enum SectorState;
   EXPECT_THAT(ClassifySectors(plan, map, before, after), ElementsAre(Programmed, Erased, Retained, Skipped));
+
+  std::fill(after.main.begin() + 0x1000, after.main.end(), std::uint8_t{0xFF});
+  EXPECT_EQ(ClassifySectors(plan, map, before, after)[2], Retained) << "blank, but left out of the erase";
+  after.mainWear[0] = {0, 1};
+  after.mainWear[1] = {0, 0};
+  EXPECT_EQ(ClassifySectors(plan, map, before, after)[2], Erased) << "blank, and nothing was erased";
 }
 
 TEST(FlashMapTest, DrawsLinesOf64SectorsAndFoldsWhatRepeats) {
@@ -202,7 +210,7 @@ TEST(ProgressBarTest, ShowsShareRateAndTimeLeft) {
     std::uint64_t bytes, expected, elapsedNs;
     std::string line;
   } cases[] = {
-      {0, 2000, 0, "[" + std::string(32, ' ') + "]   0%  0.0 of 2.0 kB  0 kB/s  0.0 s left"},
+      {0, 2000, 0, "[" + std::string(32, ' ') + "]   0%  0.0 of 2.0 kB  0 kB/s"},
       {50000, 100000, 500'000'000,
        "[" + std::string(16, '#') + std::string(16, ' ') + "]  50%  50.0 of 100.0 kB  100 kB/s  0.5 s left"},
       {120000, 100000, 1'000'000'000,

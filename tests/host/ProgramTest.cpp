@@ -70,7 +70,7 @@ TEST_F(ProgramTest, LoadsAndGivesTheBytesBack) {
   EXPECT_EQ(load.exitCode, 0) << load.err;
   EXPECT_EQ(load.err, "");
   EXPECT_THAT(load.out, HasSubstr("0x00000000 ..####.."));
-  EXPECT_THAT(load.out, HasSubstr("4 sectors programmed, 508 erased, 0 retained, 0 skipped"));
+  EXPECT_THAT(load.out, HasSubstr("4 programmed, 508 erased, 0 retained, 0 skipped"));
 
   ASSERT_EQ(folder.Run({"dump", "main", "--chip", chip, "-o", folder.Path("main.out")}).exitCode, 0);
   Bytes expected(0x100000, 0xFF);

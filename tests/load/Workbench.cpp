@@ -55,7 +55,7 @@ std::string_view EraseName(Erase erase) {
 Workbench::Workbench(const std::string& deviceName)
     : device(host::ReadDeviceDescription(host::FindDeviceFile(deviceName, TOVIK_DEVICES_DIR))),
       settings(DefaultsOf(device)),
-      probe(device),
+      probe(device, {}),
       services(probe, settings) {
   services.ConnectDebugPort();
 }

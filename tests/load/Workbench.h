@@ -7,12 +7,12 @@
 #include <string_view>
 #include <vector>
 
-#include "ChipProbe.h"
 #include "FlashProperties.h"
 #include "ImagePlan.h"
 #include "LoadReport.h"
 #include "PluginLibrary.h"
 #include "PropertyStore.h"
+#include "SimulatedProbe.h"
 #include "WatchedServices.h"
 
 using Bytes = std::vector<std::uint8_t>;
@@ -55,7 +55,7 @@ class Workbench {
 
   host::DeviceDescription device;
   host::PropertyStore settings;
-  ChipProbe probe;
+  host::SimulatedProbe probe;
   WatchedServices services;
 
  private:
