@@ -96,9 +96,9 @@ std::string SummaryText(const LoadStory& story) {
   if (report.mode == LoadMode::Program) {
     text += "\n" + DrawFlashMap(story.sectors, story.device.map.sectorSize);
     auto const count = [&](SectorState state) { return Grouped(CountSectors(story.sectors, state)); };
-    text += fmt::format("  {} programmed, {} erased, {} retained, {} skipped\n",
-                        count(SectorState::Programmed), count(SectorState::Erased),
-                        count(SectorState::Retained), count(SectorState::Skipped));
+    text +=
+        fmt::format("  {} programmed, {} erased, {} retained, {} skipped\n", count(SectorState::Programmed),
+                    count(SectorState::Erased), count(SectorState::Retained), count(SectorState::Skipped));
   }
   if (story.isDryRun) {
     text += "\nDry run: this would change\n";
@@ -115,8 +115,8 @@ std::string SummaryText(const LoadStory& story) {
   if (report.error) {
     text += fmt::format("Failed after {}\n", effort);
   } else {
-    text +=
-        fmt::format("{}: {}\n", report.mode == LoadMode::Verify ? "Verified" : "Loaded and verified", effort);
+    text += fmt::format("{}{}: {}\n", report.mode == LoadMode::Verify ? "Verified" : "Loaded and verified",
+                        report.HasErrorMessages() ? ", but errors were reported" : "", effort);
   }
   return text;
 }

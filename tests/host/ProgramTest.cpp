@@ -118,6 +118,7 @@ TEST_F(ProgramTest, VerifyRefusesAUserRecordAloneSinceThePluginWouldProgramIt) {
 TEST_F(ProgramTest, ErrorsThatThePluginReportsGiveExitCode3) {
   ProgramRun const run = folder.Run({"load", main, "--device", kPart});
   EXPECT_EQ(run.exitCode, 3);
+  EXPECT_THAT(run.out, HasSubstr("Loaded and verified, but errors were reported: "));
   EXPECT_THAT(run.err,
               HasSubstr("tovik-flash: warning: the chip will be erased and the images hold no CCFG"));
   EXPECT_THAT(run.err, HasSubstr("tovik-flash: Image must contain (correctly sized) CCFG section"));

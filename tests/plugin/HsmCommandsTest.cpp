@@ -108,6 +108,16 @@ TEST_F(HsmCommandsTest, RecordsAreSentOneByOne) {
             (std::vector<Words>{{0xA0, 5, 0xA1, 0xA2}, {4, 0xB1}, {0}, {1, 0xD1}}));
 }
 
+TEST_F(HsmCommandsTest, TheRomIsGivenASecondForEachRecord) {
+  // Idle for the command, working through all polls of the first record and idle one poll too late.
+  std::deque<std::uint64_t> flags(11, 4);
+  flags.push_front(0);
+  flags.push_back(0);
+  host.ScriptRegister("SECAP_RXCTL", flags);
+  EXPECT_EQ(ProgramRecords(kChain), "Timeout when waiting for SACI to clear the CMD_WORKING flag.");
+  EXPECT_EQ(host.commands[0].streamed.size(), 1U);
+}
+
 TEST_F(HsmCommandsTest, TheLastRecordIsFollowedByFiveSecondsForTheUpdate) {
   host.ReplyOnce(kFirmware, {.latePolls = 50});
   EXPECT_EQ(ProgramRecords(kChain), "ok");

@@ -157,7 +157,8 @@ TEST_F(SaciTransportTest, AResponseLongerThanItsRecordIsRefusedBeforeItIsRead) {
   for (const std::size_t count : {33U, 255U}) {
     host.ForgetCalls();
     host.ReplyOnce(9, {.data = Words(count, 0x5A5A5A5A)});
-    EXPECT_THROW(saci.EraseChip(true, false, &retained), std::runtime_error);
+    EXPECT_EQ(ErrorOf([&] { saci.EraseChip(true, false, &retained); }),
+              "Received response from SACI with too many data words");
     EXPECT_EQ(retained, Words(32, 0xA5A5A5A5));
     EXPECT_EQ(host.currentCore, "CS_DAP_0");
     EXPECT_EQ(Count("ReadMemory SEC_AP @0x0 page 1 size 4 x" + std::to_string(count)), 0);

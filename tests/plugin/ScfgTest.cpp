@@ -36,6 +36,14 @@ struct ScfgTest : DeviceTest {
   }
 };
 
+TEST_F(ScfgTest, BytesThatTheImageLeavesOutAreZero) {
+  host.properties["PermissionsSetting"] = "0";
+  EXPECT_EQ(LoadScfg(Pattern(4)), "ok");
+  Bytes expected = Pattern(4);
+  expected.resize(kScfgSize);
+  EXPECT_EQ(Payload(26), expected);
+}
+
 TEST_F(ScfgTest, UnusedKeysAreCutOff) {
   const std::string all(kEntries, 'k');
   const struct {
