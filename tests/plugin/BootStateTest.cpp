@@ -59,7 +59,7 @@ TEST_F(BootStateTest, EnteringDropsTheConnectionsBehindTheDebugPort) {
     host.ForgetCalls();
     EXPECT_EQ(device.Script("EnterSaci"), "0");
     EXPECT_EQ(Joined(host.Story()),
-              Joined(Concat({kAskConnections, row.calls, kRequestReset, kReadStatus, {"SACI 1 0x0 :"}})));
+              Joined(Concat({kAskConnections, row.calls, kRequestReset, kReadStatus, {"SACI 1/0000"}})));
     EXPECT_EQ(host.commands.back().Sequence(), 0) << "the ROM has restarted";
     EXPECT_EQ(host.currentCore, "CS_DAP_0");
   }
@@ -85,7 +85,7 @@ TEST(PinReset, EndsInSaciOneWayOrTheOther) {
   ExposedDevice device(host);
   host.ForgetCalls();
   device.IssuePinResetAndEnterSaci();
-  EXPECT_EQ(Joined(host.Story()), Joined(Concat({pinReset, kReadStatus, {"SACI 1 0x0 :"}})));
+  EXPECT_EQ(Joined(host.Story()), Joined(Concat({pinReset, kReadStatus, {"SACI 1/0000"}})));
   device.IssuePinResetAndEnterSaci();
   EXPECT_EQ(host.commands.back().Sequence(), 0) << "the ROM has restarted again";
 
@@ -99,7 +99,7 @@ TEST(PinReset, EndsInSaciOneWayOrTheOther) {
                                                  {"SetCoreById CS_DAP_0"},
                                                  kRequestReset,
                                                  kReadStatus,
-                                                 {"SACI 1 0x0 :"}})));
+                                                 {"SACI 1/0000"}})));
   EXPECT_EQ(host.commands.back().Sequence(), 0);
 
   host.bootStatusAfterResetRequest = 0x1F;
@@ -146,7 +146,7 @@ struct ExitSaciTest : BootStateTest {
 
 TEST_F(ExitSaciTest, GoesByTheLifeCycle) {
   const Lines refusal = {"ReportInfo Not exiting SACI. Life cycle state must be TESTFT, ENGRDEV or PRODDEV"};
-  const Lines halt = {"SACI 7 0x0 :"};
+  const Lines halt = {"SACI 7/0000"};
   for (unsigned state = 0; state < 256; ++state) {
     host.lifeCycle = static_cast<std::uint8_t>(state);
     host.bootStatus = 0x20;
@@ -170,7 +170,7 @@ TEST_F(ExitSaciTest, IdentifiesTheDeviceAndConnectsFirst) {
   EXPECT_EQ(Joined({identified + 1, story.end()}), Joined(Concat({{"SetCoreById CS_DAP_0", "IsConnected"},
                                                                   kReadStatus,
                                                                   kReadStatus,
-                                                                  {"SACI 7 0x0 :"},
+                                                                  {"SACI 7/0000"},
                                                                   kReadStatus})));
 }
 
@@ -184,10 +184,9 @@ TEST_F(ExitSaciTest, OutsideSaciItIsReportedAndNothingSent) {
 
 TEST_F(ExitSaciTest, ARefusedHaltRunsTheApplication) {
   const Lines told = {
-      "SACI 7 0x0 :",
+      "SACI 7/0000",
       "ReportError Halting at entry of application is not allowed. Are you sure debugging is allowed?",
-      "ReportInfo Running the application, without halting at the entry of the application.",
-      "SACI 21 0x0 :"};
+      "ReportInfo Running the application, without halting at the entry of the application.", "SACI 21/0000"};
   host.ReplyOnce(7, {.result = 134});
   EXPECT_EQ(Exit(), "0");
   EXPECT_EQ(Joined(Story()), Joined(told));
@@ -200,7 +199,7 @@ TEST_F(ExitSaciTest, ARefusedHaltRunsTheApplication) {
 
   host.ReplyOnce(7, {.result = 0x84});
   EXPECT_EQ(Exit(), "Error when exiting the boot code - Flash hardware FSM error");
-  EXPECT_EQ(Joined(Story()), Joined({"SACI 7 0x0 :"}));
+  EXPECT_EQ(Joined(Story()), Joined({"SACI 7/0000"}));
 }
 
 TEST_F(ExitSaciTest, WaitsForTheProbeLoop) {
@@ -235,8 +234,7 @@ TEST_F(ExitSaciTest, WaitsForTheProbeLoop) {
     values.push_back(Status(0xC1));
     host.ScriptRegister("CFGAP_DEVICESTATUS", values);
     EXPECT_EQ(Exit(), row.outcome) << row.what;
-    EXPECT_EQ(Joined(Story()), Joined(Concat({{"SACI 7 0x0 :"}, Lines(row.sleeps, "Sleep 100")})))
-        << row.what;
+    EXPECT_EQ(Joined(Story()), Joined(Concat({{"SACI 7/0000"}, Lines(row.sleeps, "Sleep 100")}))) << row.what;
   }
 }
 
@@ -247,7 +245,7 @@ TEST(ExitSaci, ATimeoutOfNothingFailsAfterTheHalt) {
   host.ForgetCalls();
   EXPECT_EQ(ErrorOf([&] { device.ExitSaci(true, 0, 100); }),
             "Timeout when waiting for target to exit boot code.");
-  EXPECT_EQ(Joined(host.Story({"SACI", "Sleep"})), Joined({"SACI 7 0x0 :"}));
+  EXPECT_EQ(Joined(host.Story({"SACI", "Sleep"})), Joined({"SACI 7/0000"}));
 }
 
 TEST(ExitSaci, WithoutHaltTheApplicationRunsAndIsNotWaitedFor) {
@@ -256,8 +254,8 @@ TEST(ExitSaci, WithoutHaltTheApplicationRunsAndIsNotWaitedFor) {
   device.Initialize();
   host.ForgetCalls();
   device.ExitSaci(false, 5000, 100);
-  EXPECT_EQ(host.Story().back(), "SACI 21 0x0 :");
-  EXPECT_EQ(Joined(host.Story({"SACI"})), Joined({"SACI 21 0x0 :"}));
+  EXPECT_EQ(host.Story().back(), "SACI 21/0000");
+  EXPECT_EQ(Joined(host.Story({"SACI"})), Joined({"SACI 21/0000"}));
 }
 
 }  // namespace

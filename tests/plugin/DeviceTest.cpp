@@ -7,8 +7,6 @@
 
 namespace {
 
-constexpr std::size_t kWordsTold = 5;
-
 bool StartsWith(const std::string& text, const char* prefix) {
   return text.rfind(prefix, 0) == 0;
 }
@@ -16,16 +14,6 @@ bool StartsWith(const std::string& text, const char* prefix) {
 bool StartsWithAny(const std::string& text, std::initializer_list<const char*> prefixes) {
   return std::any_of(prefixes.begin(), prefixes.end(),
                      [&](const char* prefix) { return StartsWith(text, prefix); });
-}
-
-std::string CommandLine(const SaciCommand& command) {
-  char text[24];
-  std::snprintf(text, sizeof text, "SACI %u/%04X", unsigned{command.Id()}, unsigned{command.Specific()});
-  std::string line = text;
-  if (command.words.size() > 1 + kWordsTold)
-    return line + " " + std::to_string(command.words.size()) + " words";
-  for (std::size_t i = 1; i < command.words.size(); ++i) line += " " + Hex8(command.words[i]);
-  return line;
 }
 
 std::string JoinedBy(const char* separator, const std::vector<std::string>& lines) {
@@ -55,6 +43,10 @@ std::uint32_t ReferenceCrc32(std::span<const std::uint8_t> data) {
     for (int bit = 0; bit < 8; ++bit) crc = (crc >> 1) ^ ((crc & 1) != 0 ? 0xEDB88320 : 0);
   }
   return ~crc;
+}
+
+std::uint32_t Crc(const Bytes& bytes, std::size_t offset, std::size_t length) {
+  return ReferenceCrc32(std::span(bytes).subspan(offset, length));
 }
 
 std::uint32_t WordAt(const Bytes& bytes, std::size_t offset) {
@@ -113,11 +105,10 @@ PluginDevice& DeviceTest::Device() {
   return *device;
 }
 
-std::string DeviceTest::Load(std::uint32_t address, const Bytes& data) {
-  std::string outcome = Start();
-  if (outcome == "ok") outcome = Write(address, data);
-  if (outcome == "ok") outcome = End();
-  return outcome;
+std::string DeviceTest::WriteFirst(std::uint32_t address, const Bytes& data) {
+  EXPECT_EQ(Start(), "ok");
+  host.ForgetCalls();
+  return Write(address, data);
 }
 
 std::vector<std::string> DeviceTest::Plot() const {
@@ -190,6 +181,12 @@ SaciCommand DeviceTest::Command(std::uint8_t id) const {
     if (command->Id() == id) return *command;
   ADD_FAILURE() << "no command " << unsigned{id} << " was sent";
   return {Words(600), {}};
+}
+
+std::vector<std::uint8_t> DeviceTest::Programmed() const {
+  std::vector<std::uint8_t> ids = host.CommandIds();
+  std::erase_if(ids, [](std::uint8_t id) { return id == 1 || id == 5; });
+  return ids;
 }
 
 Bytes DeviceTest::Payload(std::uint8_t id) const {

@@ -39,6 +39,7 @@ Bytes Pattern(std::size_t size, std::uint8_t seed = 1);
 Bytes OpenCcfg();
 // IEEE 802.3, bit by bit: written anew here, so that the device's table cannot vouch for itself.
 std::uint32_t ReferenceCrc32(std::span<const std::uint8_t> data);
+std::uint32_t Crc(const Bytes& bytes, std::size_t offset, std::size_t length);
 std::uint32_t WordAt(const Bytes& bytes, std::size_t offset);
 Bytes BytesOf(std::span<const std::uint32_t> words);
 std::string Hex8(std::uint32_t value);  // eight upper-case digits
@@ -58,8 +59,8 @@ class DeviceTest : public testing::Test {
   std::string Start() { return Device().Load(ProgramState::LoadStart); }
   std::string Write(std::uint32_t address, const Bytes& data) { return Device().Write(address, data); }
   std::string End() { return Device().Load(ProgramState::LoadEnd); }
-  // A whole load of one block: the first text that is not "ok".
-  std::string Load(std::uint32_t address, const Bytes& data);
+  // Writes as the first block of a load; the calls before the write are forgotten.
+  std::string WriteFirst(std::uint32_t address, const Bytes& data);
 
   // What the device did since the calls were forgotten, one line an event with the core that it went to:
   //   "SACI <id>/<specific> <words after the header, or their number when many>", "stream <words>",
@@ -77,6 +78,8 @@ class DeviceTest : public testing::Test {
 
   // The last command with this id; fails the test when there is none.
   [[nodiscard]] SaciCommand Command(std::uint8_t id) const;
+  // The ids of all commands but those that enter SACI and ask for a password.
+  [[nodiscard]] std::vector<std::uint8_t> Programmed() const;
   // The bytes that follow its header and key.
   [[nodiscard]] Bytes Payload(std::uint8_t id) const;
   [[nodiscard]] std::size_t CallCount(const std::string& line) const;

@@ -137,12 +137,6 @@ TEST_F(FlashUtilTest, AnotherNumberOfEntriesIsReportedAndReadAsFarAsItGoes) {
   }
 }
 
-TEST_F(FlashUtilTest, AMissingPairIsNamed) {
-  std::uint32_t address = 1, length = 2;
-  EXPECT_EQ(ErrorOf([&] { util.ReadAddressLengthPropertyFromXml("Pair", address, length); }),
-            "Failed to read property \"Pair\" from Flash Properties XML.");
-}
-
 TEST(FlashUtilHost, ANullHostIsRefused) {
   EXPECT_EQ(ErrorOf([] { (void)FlashUtil(nullptr).GetFlashProgrammerUtility(); }),
             "FlashUtil::GetFlashProgrammerUtility(): Pointer is NULL.");

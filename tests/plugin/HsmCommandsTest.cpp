@@ -43,8 +43,7 @@ struct HsmCommandsTest : testing::Test {
 TEST_F(HsmCommandsTest, TheImageIsOneTransfer) {
   host.workingPolls = 3;
   EXPECT_EQ(Program(Image({1, 2, 3})), "ok");
-  EXPECT_EQ(Joined(host.Story()),
-            Joined({kStarted, "SACI 33 0x0 : 00000003", "SACI stream 3 words", kCompleted}));
+  EXPECT_EQ(Joined(host.Story()), Joined({kStarted, "SACI 33/0000 00000003", "stream 3", kCompleted}));
   EXPECT_EQ(host.commands[0].words, (Words{0x00000021, 3}));
   EXPECT_EQ(host.commands[0].streamed, (std::vector<Words>{{1, 2, 3}}));
 }
@@ -101,9 +100,8 @@ TEST_F(HsmCommandsTest, RecordsAreSentOneByOne) {
   EXPECT_EQ(ProgramRecords(kChain), "ok");
   // After the command and after each of the four records the flag is waited for.
   EXPECT_EQ(std::count(host.calls.begin(), host.calls.end(), "Sleep 100"), 5 * 2);
-  EXPECT_EQ(Joined(host.Story()),
-            Joined({kStarted, "SACI 33 0x0 : 00000009", "SACI stream 4 words", "SACI stream 2 words",
-                    "SACI stream 1 words", "SACI stream 2 words", kCompleted}));
+  EXPECT_EQ(Joined(host.Story()), Joined({kStarted, "SACI 33/0000 00000009", "stream 4", "stream 2",
+                                          "stream 1", "stream 2", kCompleted}));
   EXPECT_EQ(host.commands[0].streamed,
             (std::vector<Words>{{0xA0, 5, 0xA1, 0xA2}, {4, 0xB1}, {0}, {1, 0xD1}}));
 }
@@ -143,7 +141,8 @@ TEST_F(HsmCommandsTest, AnEarlyResponseThatIsNoErrorLetsTheRecordsGoOn) {
 
 TEST_F(HsmCommandsTest, ARecordThatRunsPastTheImageIsNotRead) {
   for (const Bytes& image : {Image({}), Image({1}), Image({0xA0, 5, 1}), Image({0xA0, 1, 1, 9}),
-                             Bytes{1, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 1, 0, 0, 0}}) {
+                             Bytes{1, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 1, 0, 0, 0},
+                             Bytes{0, 0, 0, 0, 0, 0, 0, 0, 0xFD, 0xFF, 0xFF, 0xFF, 9, 0, 0, 0}}) {
     EXPECT_NE(ProgramRecords(image), "ok") << image.size();
     EXPECT_TRUE(host.CommandIds().empty()) << "half an update is worse than none";
   }
@@ -165,7 +164,7 @@ TEST_F(HsmInfoTest, TheVersionIsInTheEighthDataWord) {
   EXPECT_EQ(SystemInformation({.data = {1, 2, 3, 4, 5, 6, 7, 0xFF0A0B0C, 9}}, text), "ok");
   EXPECT_EQ(text, "FW Version: 10.11.12");
   EXPECT_EQ(Joined(host.Story()),
-            Joined({"SACI 34 0x0 :", "ReportInfo HSM Information: FW Version: 10.11.12"}));
+            Joined({"SACI 34/0000", "ReportInfo HSM Information: FW Version: 10.11.12"}));
 }
 
 TEST_F(HsmInfoTest, SystemInformationIsCheckedInThisOrder) {
@@ -212,7 +211,7 @@ TEST_F(HsmInfoTest, EveryUpdateStatusIsAppendedAsText) {
     EXPECT_EQ(UpdateStatus({.data = {row.status}}, text), "ok");
     EXPECT_EQ(text, "Earlier. " + row.text);
     EXPECT_EQ(Joined(host.Story()),
-              Joined({"SACI 35 0x0 :", "ReportInfo Update status: Earlier. " + row.text}));
+              Joined({"SACI 35/0000", "ReportInfo Update status: Earlier. " + row.text}));
   }
 }
 

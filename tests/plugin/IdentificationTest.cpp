@@ -65,6 +65,8 @@ TEST_F(IdentificationTest, TheRevisionIsTheLastRowThatMatches) {
       {"an exact row before the device's last", "0xCBB77:3.1:D:0xDBB77:4.0:E", "D (3.1)", {}},
       {"another version, in its highest bit alone", "0xCBB77:3.1:D:0x4BB77:4.0:E", "D (3.1)", {}},
       {"bits above the key do not count", "0xFFCBB77:3.1:D", "D (3.1)", {}},
+      {"a zero revision with a name", "0xCBB77:0.0:X", "X (0.0)", {}},
+      {"a zero revision without one", "0xCBB77:0.0:-", "--", {}},
       {"decimal code", "834423:3.1:D", "D (3.1)", {}},
       {"the device's last row",
        "0x1BB77:1.0:A:0x2BB77:2.5:B:0x3BB98:3.0:C",
@@ -81,15 +83,6 @@ TEST_F(IdentificationTest, TheRevisionIsTheLastRowThatMatches) {
     EXPECT_EQ(host.properties["DeviceInfoRevision"], row.revision) << row.what;
     EXPECT_EQ(Joined(host.Story({"Report"})), Joined(row.messages)) << row.what;
   }
-}
-
-TEST_F(IdentificationTest, AZeroRevisionWithANameIsShown) {
-  host.properties["DeviceInfoRevisionTranslation"] = "0x1BB77:0.0:X";
-  ASSERT_EQ(Identify(), "ok");
-  EXPECT_EQ(host.properties["DeviceInfoRevision"], "X (0.0)");
-  host.properties["DeviceInfoRevisionTranslation"] = "0x1BB77:0.0:-";
-  ASSERT_EQ(Identify(), "ok");
-  EXPECT_EQ(host.properties["DeviceInfoRevision"], "--");
 }
 
 TEST_F(IdentificationTest, TheSizeIsTheFirstRowThatMatches) {
@@ -150,26 +143,6 @@ TEST_F(IdentificationTest, AnUnknownRamSizeIsToldAndShown) {
   EXPECT_EQ(host.properties["DeviceInfoRAMSize"], "--");
   EXPECT_EQ(Joined(host.Story({"Report"})),
             Joined({"ReportInfo The SRAM size of the target could not be determined."}));
-}
-
-TEST_F(IdentificationTest, NothingIsRememberedFromTheReadBefore) {
-  ASSERT_EQ(Identify(), "ok");
-  host.registers["CFGAP_DEVICEID"] = 0x0BB77000;
-  host.properties["DeviceInfoFlashSizeTranslation"] = "*:*:*:0x40000";
-  ASSERT_EQ(Identify(), "ok");
-  EXPECT_EQ(host.properties["DeviceInfoRevision"], "A (1.0)");
-  EXPECT_EQ(host.properties["DeviceInfoFlashSize"], "256 KB (128 sectors)");
-}
-
-TEST_F(IdentificationTest, WithoutAConnectionEveryCoreEndsDisconnected) {
-  host.connectedCores = {"CS_DAP_0"};
-  ASSERT_EQ(Identify(), "ok");
-  const Lines story = host.Story();
-  ASSERT_GE(story.size(), 9U);
-  EXPECT_EQ(Joined({story.end() - 7, story.end()}),
-            Joined({"SetProperty DeviceInfoRevision B (2.0)", "SetCore Cortex", "Disconnect true",
-                    "SetCoreById SEC_AP", "Disconnect true", "SetCoreById CS_DAP_0", "Disconnect true"}));
-  EXPECT_TRUE(host.connectedCores.empty());
 }
 
 TEST_F(IdentificationTest, AnyHostFailureReachesTheCaller) {

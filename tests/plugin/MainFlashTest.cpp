@@ -2,17 +2,11 @@
 // and verified in its own call.
 
 #include "DeviceTest.h"
+#include "ExposedDevice.h"
 
 namespace {
 
 struct MainFlashTest : DeviceTest {
-  std::string WriteFirst(std::uint32_t address, const Bytes& data) {
-    Device();
-    EXPECT_EQ(Start(), "ok");
-    host.ForgetCalls();
-    return Write(address, data);
-  }
-
   // All that one pipelined command streamed.
   static Bytes Streamed(const SaciCommand& command) {
     Bytes bytes;
@@ -44,12 +38,6 @@ TEST_F(MainFlashTest, TheFirstBlockResetsErasesAndProgramsInThisOrder) {
   EXPECT_EQ(WriteFirst(0x1800, data), "ok");  // the next load starts anew
   EXPECT_EQ(CallCount("ResetTarget 0"), 1U);
   EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{1, 9, 15, 16}));
-}
-
-TEST_F(MainFlashTest, SequenceNumbersRestartWithTheRom) {
-  EXPECT_EQ(WriteFirst(0, Pattern(4)), "ok");
-  EXPECT_EQ(Command(1).Sequence(), 0U);
-  EXPECT_EQ(Command(16).Sequence(), 3U);
 }
 
 TEST_F(MainFlashTest, APieceBecomesWholeSectors) {
@@ -105,10 +93,45 @@ TEST_F(MainFlashTest, TheEraseSettingChoosesTheErase) {
 }
 
 TEST_F(MainFlashTest, AnUnknownEraseSettingIsToldAndErasesNothing) {
-  host.properties["FlashEraseSetting"] = "Chip erase";
-  EXPECT_EQ(WriteFirst(0, Pattern(4)), "ok");
-  EXPECT_EQ(Messages(), "Error Unknown erase option. Using \"Do not erase sectors (program load only)\"");
-  EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{1, 15, 16}));
+  for (const char* setting : {"Chip erase", "Chip Erase ", "", "1"}) {
+    host.properties["FlashEraseSetting"] = setting;
+    EXPECT_EQ(WriteFirst(0, Pattern(4)), "ok");
+    EXPECT_EQ(Messages(), "Error Unknown erase option. Using \"Do not erase sectors (program load only)\"");
+    EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{1, 15, 16}));
+  }
+}
+
+TEST(EraseType, IsMadeFromThreeSettingsOnCorvelParts) {
+  FakeHost host;
+  ExposedDevice device(host);
+  device.Initialize();
+  host.properties["DeviceInfoRevisionTranslation"] =
+      "0x1BB98:1.9:A:0x2BB98:2.0:B:0x1BBC5:1.0:A:0x1BBCC:1.0:A";
+  host.properties.erase("FlashEraseSetting");
+  const struct {
+    std::uint32_t deviceId;
+    bool keepsConfiguration;
+  } parts[] = {{0x1BB98000, false}, {0x2BB98000, true}, {0x1BBC5000, true}, {0x1BBCC000, true}};
+  for (const auto& part : parts) {
+    host.registers["CFGAP_DEVICEID"] = part.deviceId;
+    for (unsigned settings = 0; settings < 8; ++settings) {
+      const bool noErase = (settings & 1) != 0;
+      const bool retainMain = (settings & 2) != 0;
+      const bool retainConfiguration = (settings & 4) != 0;
+      // A setting that is off is now absent, now 0.
+      const auto set = [&](const char* name, bool on) {
+        host.properties.erase(name);
+        if (on || settings % 3 == 0) host.properties[name] = on ? "1" : "0";
+      };
+      set("NoFlashErase", noErase);
+      set("RetainMainSectors", retainMain);
+      set("RetainCcfgScfg", retainConfiguration);
+      int expected = retainMain ? 2 : 1;
+      if (retainConfiguration && part.keepsConfiguration) expected = retainMain ? 3 : 4;
+      if (noErase) expected = 0;
+      EXPECT_EQ(device.GetEraseType(), expected) << std::hex << part.deviceId << " " << settings;
+    }
+  }
 }
 
 TEST_F(MainFlashTest, AFailedStartIsTriedAgain) {
@@ -167,11 +190,6 @@ TEST_F(MainFlashTest, VerboseIsReadOncePerLoad) {
   EXPECT_EQ(WriteFirst(0, Pattern(4)), "ok");
   EXPECT_EQ(Write(0x800, Pattern(4)), "ok");
   EXPECT_EQ(CallCount("GetProperty FlashVerboseMode"), 1U);
-  EXPECT_EQ(End(), "ok");
-  host.properties["FlashVerboseMode"] = "1";
-  host.ForgetCalls();
-  EXPECT_EQ(Device().Perform("Erase"), "ok");
-  EXPECT_EQ(Messages(), "Info Performing Chip Erase");
 }
 
 TEST_F(MainFlashTest, FailuresNameWhatWasRefused) {

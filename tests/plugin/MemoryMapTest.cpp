@@ -69,29 +69,6 @@ TEST_F(MemoryMapTest, MainFlashReachesToItsSizeOrToSixteenMegabytes) {
     EXPECT_EQ(device.AnyRangeWithinMainFlash(row.address, row.length), row.size512K) << row.address;
 }
 
-TEST_F(MemoryMapTest, ScfgAndOtpHoldWholeRanges) {
-  device.Initialize();
-  const struct {
-    unsigned base, size;
-    bool (FlashDeviceTovik::*within)(unsigned, int);
-  } regions[] = {{0x4E040000, 0x400, &FlashDeviceTovik::AnyRangeWithinScfg},
-                 {0x4E020800, 0x100, &FlashDeviceTovik::AnyRangeWithinOtp}};
-  for (const auto& region : regions) {
-    const auto within = [&](unsigned address, unsigned length) {
-      return (device.*region.within)(address, static_cast<int>(length));
-    };
-    EXPECT_TRUE(within(region.base, region.size));
-    EXPECT_TRUE(within(region.base, 0));
-    EXPECT_TRUE(within(region.base + region.size - 1, 1));
-    EXPECT_TRUE(within(region.base + region.size, 0));
-    EXPECT_FALSE(within(region.base, region.size + 1));
-    EXPECT_FALSE(within(region.base - 1, 2)) << "overlap is not containment";
-    EXPECT_FALSE(within(region.base + region.size, 1));
-    EXPECT_FALSE(within(0, 16));
-    EXPECT_TRUE(within(region.base + 4, 0xFFFFFFFF)) << "the sum has 32 bits";
-  }
-}
-
 TEST_F(MemoryMapTest, ARegionOfNoSizeHoldsNothing) {
   for (const char* name : {"ScfgSize", "OtpSize", "CcfgSize"}) host.properties[name] = "0";
   device.Initialize();
@@ -140,14 +117,6 @@ TEST_F(MemoryMapTest, ACcfgAndOtpBlockIsNoUserRecord) {
   EXPECT_FALSE(device.load.userRecordOnly);
   EXPECT_TRUE(device.AnyRangeWithinCcfg(0x4E020000, 0x80));
   EXPECT_TRUE(device.load.userRecordOnly);
-}
-
-TEST_F(MemoryMapTest, SectorsAreCountedFromZero) {
-  device.Initialize();
-  for (const unsigned address : {0U, 0x7FFU, 0x800U, 0x12345U, 0xFFFFFFFFU}) {
-    EXPECT_EQ(device.GetOffsetInSector(address), address % 0x800);
-    EXPECT_EQ(device.GetSectorBaseAddress(address), address - address % 0x800);
-  }
 }
 
 TEST_F(MemoryMapTest, AMessageIsCutAt511Characters) {

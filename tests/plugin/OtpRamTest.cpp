@@ -13,26 +13,6 @@ struct OtpRamTest : DeviceTest {
   }
 };
 
-TEST_F(OtpRamTest, OtpPiecesFillOneStore) {
-  EXPECT_EQ(Start(), "ok");
-  EXPECT_EQ(Write(kOtp + 0x10, {1, 2, 3}), "ok");
-  EXPECT_EQ(Write(kOtp + kOtpSize - 2, {8, 9}), "ok");
-  EXPECT_EQ(Write(kOtp + 0x11, {7}), "ok");
-  host.ForgetCalls();
-  EXPECT_EQ(End(), "ok");
-  Bytes expected(kOtpSize);
-  expected[0x10] = 1;
-  expected[0x11] = 7;
-  expected[0x12] = 3;
-  expected[kOtpSize - 2] = 8;
-  expected[kOtpSize - 1] = 9;
-  EXPECT_EQ(Command(25).Specific(), kOtpSize);
-  Bytes sent = Payload(25);
-  EXPECT_EQ(sent.size(), 2048U);  // the command has one size
-  sent.resize(kOtpSize);
-  EXPECT_EQ(sent, expected);
-}
-
 // A store of four bytes 0 that stands for address 0x100.
 TEST(ConfigurationStore, TakesWhatFits) {
   const struct {
@@ -140,17 +120,6 @@ TEST_F(OtpRamTest, RamIsWrittenOnceDebuggingIsAuthenticated) {
   EXPECT_EQ(End(), "ok");
   EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{1, 5, 6, 7}));
   EXPECT_EQ(host.memory.size(), 1U);
-}
-
-TEST_F(OtpRamTest, AVerificationWritesNeither) {
-  host.properties["ImageVerificationSetting"] = "1";
-  EXPECT_EQ(Start(), "ok");
-  EXPECT_EQ(Write(0, Pattern(4)), "ok");
-  EXPECT_EQ(Write(kOtp, Pattern(4)), "ok");
-  EXPECT_EQ(Write(kRam, Pattern(4)), "ok");
-  EXPECT_EQ(End(), "ok");
-  EXPECT_EQ(host.memory.size(), 0U);
-  EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{1, 16, 17, 27}));
 }
 
 }  // namespace

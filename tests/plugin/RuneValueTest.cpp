@@ -70,15 +70,4 @@ TEST(RuneValueDeathTest, ATextReadAsANumberStopsTheProcess) {
   EXPECT_DEATH((void)value.ToLongLong(), "include/RuneValue.*IsInteger\\(\\)");
 }
 
-TEST(RuneParameters, WrongOnesAreNamedFromOne) {
-  const std::vector<RuneValue> params = {RuneValue(1), RuneValue(TextRecord("x"))};
-  EXPECT_EQ(ErrorOf([&] { ConfirmMinNumberParameters(params, 2); }), "ok");
-  EXPECT_EQ(ErrorOf([&] { ConfirmMinNumberParameters(params, 3); }),
-            "Expected at least 3 parameters, but got 2");
-  EXPECT_EQ(ErrorOf([&] { ConfirmMinNumberParameters({}, 0); }), "ok");
-  EXPECT_EQ(ErrorOf([&] { ConfirmParameterIsIntegral(params, 0); }), "ok");
-  EXPECT_EQ(ErrorOf([&] { ConfirmParameterIsIntegral(params, 1); }),
-            "Expected an integral value for parameter 2");
-}
-
 }  // namespace

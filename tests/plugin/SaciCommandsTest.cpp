@@ -192,12 +192,4 @@ TEST_F(SaciCommandsTest, RetainedWordsReplaceWhatTheCallerHad) {
   EXPECT_EQ(retained, Words{});
 }
 
-TEST_F(SaciCommandsTest, AnUnacknowledgedResetReadsNothing) {
-  host.ForgetCalls();
-  EXPECT_EQ(saci.ResetDevice(false), 0);
-  EXPECT_EQ(host.commands.back().words, Words{0x00000014});
-  EXPECT_EQ(host.calls.back(), "SetCoreById CS_DAP_0");
-  EXPECT_EQ(std::count(host.calls.begin(), host.calls.end(), "ReadReg SECAP_RXCTL"), 0);
-}
-
 }  // namespace

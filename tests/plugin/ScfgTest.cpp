@@ -30,19 +30,7 @@ struct ScfgTest : DeviceTest {
     host.ForgetCalls();
     return End();
   }
-
-  static std::uint32_t Crc(const Bytes& bytes, std::size_t offset, std::size_t length) {
-    return ReferenceCrc32(std::span(bytes).subspan(offset, length));
-  }
 };
-
-TEST_F(ScfgTest, BytesThatTheImageLeavesOutAreZero) {
-  host.properties["PermissionsSetting"] = "0";
-  EXPECT_EQ(LoadScfg(Pattern(4)), "ok");
-  Bytes expected = Pattern(4);
-  expected.resize(kScfgSize);
-  EXPECT_EQ(Payload(26), expected);
-}
 
 TEST_F(ScfgTest, UnusedKeysAreCutOff) {
   const std::string all(kEntries, 'k');
@@ -138,20 +126,6 @@ TEST_F(ScfgTest, TheCrcFieldIsRenewedBeforeTheRingIsCut) {
             "Offset and length defined in flash property \"scfg.crc32Info\" does not fit in SCFG");
   EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{12, 17, 26}));
   EXPECT_EQ(Command(26).Specific(), 276U);
-}
-
-TEST_F(ScfgTest, VerificationSendsNoProgramCommand) {
-  host.properties["ImageVerificationSetting"] = "1";
-  Device();
-  EXPECT_EQ(Start(), "ok");
-  EXPECT_EQ(Write(0, Pattern(4)), "ok");
-  const Bytes scfg = ScfgWith("kkk");
-  EXPECT_EQ(Write(kScfg, scfg), "ok");
-  host.ForgetCalls();
-  EXPECT_EQ(End(), "ok");
-  EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{17, 27}));
-  EXPECT_EQ(Command(27).Specific(), 1U);
-  EXPECT_EQ(Command(27).words.at(1), Crc(scfg, 0, 0xE4));
 }
 
 TEST_F(ScfgTest, ASmallScfgIsProgrammedWhole) {

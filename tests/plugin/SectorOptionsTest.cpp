@@ -33,13 +33,6 @@ struct SectorOptionsTest : DeviceTest {
     }
     return text;
   }
-
-  std::string LoadBlock(std::uint32_t address, const Bytes& block) {
-    Device();
-    EXPECT_EQ(Start(), "ok");
-    host.ForgetCalls();
-    return Write(address, block);
-  }
 };
 
 TEST_F(SectorOptionsTest, ListedSectorsAreSkipped) {
@@ -61,7 +54,7 @@ TEST_F(SectorOptionsTest, ListedSectorsAreSkipped) {
   host.properties["FlashPageToggle"] = "1";
   for (const auto& c : cases) {
     host.properties["FlashPages"] = c.pages;
-    const std::string outcome = LoadBlock(0, Pattern(kSectorCount * kSector));
+    const std::string outcome = WriteFirst(0, Pattern(kSectorCount * kSector));
     if (c.programmed == nullptr) {
       EXPECT_EQ(outcome,  // white space goes first, so the digits join
                 "Given page is out of range: \"10\"\nNote that the number of available pages is 8\n");
@@ -74,7 +67,7 @@ TEST_F(SectorOptionsTest, ListedSectorsAreSkipped) {
 
 TEST_F(SectorOptionsTest, TheListCountsOnlyWhenSwitchedOn) {
   host.properties["FlashPages"] = "nonsense";
-  EXPECT_EQ(LoadBlock(0, Pattern(kSector)), "ok");
+  EXPECT_EQ(WriteFirst(0, Pattern(kSector)), "ok");
   EXPECT_EQ(Programmed(), "0+800");
   EXPECT_EQ(CallCount("GetProperty FlashPages"), 0U);
 }
@@ -99,7 +92,7 @@ TEST_F(SectorOptionsTest, SaysWhatIsWrongWithAList) {
   host.properties["FlashPageToggle"] = "1";
   for (const auto& c : cases) {
     host.properties["FlashPages"] = c.pages;
-    EXPECT_EQ(LoadBlock(0, Pattern(4)), c.error) << c.pages;
+    EXPECT_EQ(WriteFirst(0, Pattern(4)), c.error) << c.pages;
     EXPECT_EQ(Programmed(), "") << c.pages;
     // The load has not begun, so the next block meets the same error.
     EXPECT_EQ(Write(0, Pattern(4)), c.error) << c.pages;
@@ -116,7 +109,7 @@ TEST_F(SectorOptionsTest, FillValueIsTwoHexadecimalDigits) {
     host.properties["FlashPagesFilledWithValue"] = c.text;
     Bytes block(2 * kSector, static_cast<std::uint8_t>(c.value));
     block[kSector + 5] ^= 1;
-    EXPECT_EQ(LoadBlock(0, block), "ok") << c.text;
+    EXPECT_EQ(WriteFirst(0, block), "ok") << c.text;
     EXPECT_EQ(Programmed(), "800+800") << c.text;
   }
 }
@@ -140,7 +133,7 @@ TEST_F(SectorOptionsTest, SaysWhatIsWrongWithAFillValue) {
   host.properties["FlashPagesFilledWith"] = "1";
   for (const auto& c : cases) {
     host.properties["FlashPagesFilledWithValue"] = c.text;
-    EXPECT_EQ(LoadBlock(0, Pattern(kSector)),
+    EXPECT_EQ(WriteFirst(0, Pattern(kSector)),
               "Invalid option was given \"" + std::string(c.text) + "\"" + c.why);
     EXPECT_EQ(Programmed(), "");
   }
@@ -166,7 +159,7 @@ TEST_F(SectorOptionsTest, FilledSectorsSplitABlock) {
       if (*sector == 'x') block.back() = 0;
     }
     block.erase(block.end() - c.cut, block.end());
-    EXPECT_EQ(LoadBlock(c.address, block), "ok");
+    EXPECT_EQ(WriteFirst(c.address, block), "ok");
     EXPECT_EQ(Programmed(), c.programmed) << Hex8(c.address) << " " << c.sectors << " - " << c.cut;
   }
 }
@@ -177,7 +170,7 @@ TEST_F(SectorOptionsTest, BothOptionsTogetherLeaveWhatBothAllow) {
   host.properties.insert_or_assign("FlashPagesFilledWith", "1");
   Bytes block = Pattern(4 * kSector);
   std::fill_n(block.begin() + 2 * kSector, kSector, std::uint8_t{0xFF});
-  EXPECT_EQ(LoadBlock(0, block), "ok");
+  EXPECT_EQ(WriteFirst(0, block), "ok");
   EXPECT_EQ(Programmed(), "800+800 1800+800");
 }
 
@@ -304,15 +297,6 @@ RC_GTEST_PROP(SectorList, RangesOfAMaskListItsSectors, (std::vector<bool> mask))
   for (const std::string& range : ConvertToAllowedSectorRanges(mask, false))
     list += (list.empty() ? "" : ",") + range;
   RC_ASSERT(ParseSkippedSectors(list, static_cast<std::uint32_t>(mask.size())) == mask);
-}
-
-RC_GTEST_PROP(SectorList, SplittingLosesNothing, (std::string text)) {
-  const std::vector<std::string> pieces = GetSubStrings(text, ',');
-  RC_ASSERT(pieces.size() == 1 + static_cast<std::size_t>(std::count(text.begin(), text.end(), ',')));
-  const std::string joined =
-      std::accumulate(pieces.begin() + 1, pieces.end(), pieces.front(),
-                      [](const std::string& front, const std::string& next) { return front + "," + next; });
-  RC_ASSERT(joined == text);
 }
 
 TEST(SectorList, RangesCoverWholeSectors) {

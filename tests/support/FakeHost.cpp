@@ -43,13 +43,6 @@ bool StartsWith(const std::string& text, const std::string& prefix) {
   return text.compare(0, prefix.size(), prefix) == 0;
 }
 
-std::string CommandLine(const SaciCommand& command) {
-  std::string line = "SACI " + std::to_string(command.Id()) + " 0x" + Hex(command.Specific()) + " :";
-  if (command.words.size() > kWordsTold) return line + " " + std::to_string(command.words.size()) + " words";
-  for (std::size_t i = 1; i < command.words.size(); ++i) line += " " + Hex(command.words[i], 8);
-  return line;
-}
-
 bool IsKeyed(std::uint8_t id) {
   static const std::set<std::uint8_t> keyed = {9, 28, 12, 13, 14, 15, 25, 26};
   return keyed.count(id) != 0;
@@ -61,6 +54,15 @@ std::string Joined(const std::vector<std::string>& lines) {
   std::string text;
   for (const std::string& line : lines) text += line + "\n";
   return text;
+}
+
+std::string CommandLine(const SaciCommand& command) {
+  char text[24];
+  std::snprintf(text, sizeof text, "SACI %u/%04X", unsigned{command.Id()}, unsigned{command.Specific()});
+  std::string line = text;
+  if (command.words.size() > kWordsTold) return line + " " + std::to_string(command.words.size()) + " words";
+  for (std::size_t i = 1; i < command.words.size(); ++i) line += " " + Hex(command.words[i], 8);
+  return line;
 }
 
 template <std::size_t position>
@@ -527,7 +529,7 @@ std::vector<std::string> FakeHost::Story() const {
         if (streamCalls.count(transfer) != 0) {
           const std::string& call = calls[transfer];
           const std::size_t count = call.find(" x") + 2;
-          story.push_back("SACI stream " + call.substr(count, call.find(':') - count) + " words");
+          story.push_back("stream " + call.substr(count, call.find(':') - count));
         }
         i = beginsWith(transfer + 1, "SetCoreById CS_DAP_0") ? transfer + 1 : transfer;
         if (reads) readEnd = i + 1;

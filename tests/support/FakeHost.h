@@ -43,6 +43,9 @@ struct SaciCommand {
   [[nodiscard]] std::uint16_t Specific() const { return static_cast<std::uint16_t>(words.at(0) >> 16); }
 };
 
+// "SACI <id>/<specific> <words after the header>", or their number when there are more than five.
+std::string CommandLine(const SaciCommand& command);
+
 // A host in memory: properties, three debug cores with a connection each, registers, RAM, and behind the
 // SEC-AP a ROM that answers SACI commands from a script. It records every call of the function table as one
 // line and is strict: a register is reached only while CS_DAP_0 is current and connected, the SACI data word
@@ -104,9 +107,8 @@ class FakeHost {
   // Empties both; what the host and the chip are stays.
   void ForgetCalls();
 
-  // The calls with each SACI exchange told in one line, "SACI <id> <specific> : <words after the header>"
-  // (no words when there are more than five but their number), a streamed transfer as
-  // "SACI stream <n> words", and repeated look-ups of one property as one line.
+  // The calls with each SACI exchange told in one line by CommandLine(), a streamed transfer as "stream
+  // <words>", and repeated look-ups of one property as one line.
   [[nodiscard]] std::vector<std::string> Story() const;
   // The lines of Story() that begin with one of the prefixes.
   [[nodiscard]] std::vector<std::string> Story(const std::vector<std::string>& prefixes) const;
