@@ -61,6 +61,10 @@ std::vector<ImageSegment> ParseElf(std::string_view name, std::span<const std::u
     Refuse(name, fmt::format("is an ELF file for machine {}, not for ARM", header->e_machine));
   RequireWhole(name, content.size(), *header);
   if (header->e_phnum == 0) Refuse(name, "has no program headers; is it linked?");
+  // The library hands out the table where it lies.
+  if (header->e_phoff % alignof(Elf32_Phdr) != 0)
+    Refuse(name, fmt::format("damaged ELF: its program headers begin at byte {}, no multiple of {}",
+                             header->e_phoff, alignof(Elf32_Phdr)));
   const Elf32_Phdr* const programs = elf32_getphdr(elf.get());
   if (programs == nullptr) Refuse(name, fmt::format("damaged ELF: {}", elf_errmsg(-1)));
 

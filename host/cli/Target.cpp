@@ -10,6 +10,9 @@ namespace host::cli {
 
 namespace {
 
+// What the password command carries of a longer password.
+constexpr std::size_t kPasswordBytesSent = 64;
+
 PropertyStore Defaults(const DeviceDescription& device) {
   PropertyStore::Values values;
   for (const FlashProperty& property : device.properties) values.emplace(property.name, property.value);
@@ -58,8 +61,9 @@ Target::Target(const Options& options)
   for (const FlashProperty& property : device.properties) {
     if (property.type != PropertyType::Password) continue;
     std::string const secret = settings.Get(property.name);
-    trace->Hide(secret);
-    trace->Hide(Unhex(secret));  // as it would go over the wire
+    // As a setting, and as it would go over the wire.
+    trace->Hide(secret.substr(0, kPasswordBytesSent));
+    trace->Hide(Unhex(secret).substr(0, kPasswordBytesSent));
   }
   services.TraceTo(&*trace);
 }

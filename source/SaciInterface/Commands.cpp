@@ -33,7 +33,7 @@ std::uint8_t SaciInterface::Nop() {
 }
 
 std::uint8_t SaciInterface::ReqPasswordId(bool& hasId, std::uint64_t& passwordId) {
-  SACI_RESP_T response;
+  SACI_RESP_T response{};
   std::uint8_t const result = SendOneWordCmdAndReadResp(SACI_CMD_REQ_PASSWORD_ID, 0, &response);
   hasId = response.dataWordCount == 2;
   if (hasId) passwordId = std::uint64_t{response.data[1]} << 32 | response.data[0];
@@ -68,7 +68,7 @@ std::uint8_t SaciInterface::EraseChip(bool retainMainSectors, bool retainCcfgScf
   ConstructCommonParam(&cmd.common, retainCcfgScfg ? SACI_CMD_ERASE_CHIP_KEEP_CFG : SACI_CMD_ERASE_CHIP,
                        FlagIf(retainMainSectors, kHeaderBit16));
   cmd.words[0] = kSaciCommandKey;
-  SACI_RESP_T response;
+  SACI_RESP_T response{};
   std::uint8_t const result = SendCmdAndReadResp(cmd, &response);
   if (retainMainSectors)
     retainedWords->assign(response.data.begin(), response.data.begin() + response.dataWordCount);

@@ -104,7 +104,7 @@ void SaciInterface::CheckForHsmFwError() {
 }
 
 void SaciInterface::ParseHsmCommandResponse() {
-  SACI_RESP_T response;
+  SACI_RESP_T response{};
   ReadResponse(response);
   if (response.cmdId != SACI_CMD_PROG_HSM_FW)
     throw std::runtime_error("Received response from SACI with unexpected command id");
@@ -151,7 +151,7 @@ SACI_RESP_T SaciInterface::RequestHsmWords(SACI_CMD_ID_T id) {
   ConstructCommonParam(&cmd.common, id, 0);
   SendCmd(cmd);
   WaitForRxDataReady(1000, 100);
-  SACI_RESP_T response;
+  SACI_RESP_T response{};
   ReadResponse(response);
   if (response.cmdId != id)
     throw std::runtime_error("Received response from SACI with unexpected command id");

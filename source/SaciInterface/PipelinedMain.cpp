@@ -44,7 +44,7 @@ std::uint8_t SaciInterface::ProgMainPipelined(std::uint32_t address, std::vector
 // Accepts the acknowledgement numbered `newest` or the one before it, and moves `lastAck` there.
 void SaciInterface::ReadPipelinedAck(std::uint64_t newest, std::uint32_t& lastAck) {
   WaitForRxDataReady(1000, 100);
-  SACI_RESP_T response;
+  SACI_RESP_T response{};
   ReadResponse(response);
   if (response.cmdId != SACI_CMD_PROG_MAIN_PIPELINED)
     throw std::runtime_error("Received response from SACI with unexpected command id");
