@@ -59,19 +59,14 @@ void RequirePassword(const host::DeviceDescription& device, TestImage& image) {
   std::copy(std::begin(kHash), std::end(kHash), image.ccfg.begin() + device.chip.authorizationHashOffset);
 }
 
-std::uint32_t PlainCrc32(const std::uint8_t* bytes, std::size_t size) {
+void PutCrcRight(Bytes& sector, host::CoveredRange range) {
   std::uint32_t crc = 0xFFFF'FFFF;
-  for (std::size_t i = 0; i < size; ++i) {
-    crc ^= bytes[i];
+  for (std::uint32_t i = range.offset; i < range.offset + range.length; ++i) {
+    crc ^= sector[i];
     for (int bit = 0; bit < 8; ++bit) crc = crc >> 1 ^ ((crc & 1) != 0 ? 0xEDB8'8320 : 0);
   }
-  return ~crc;
-}
-
-void PutCrcRight(Bytes& sector, host::CoveredRange range) {
-  const std::uint32_t crc = PlainCrc32(&sector[range.offset], range.length);
   for (unsigned i = 0; i < 4; ++i)
-    sector[range.offset + range.length + i] = static_cast<std::uint8_t>(crc >> 8 * i);
+    sector[range.offset + range.length + i] = static_cast<std::uint8_t>(~crc >> 8 * i);
 }
 
 std::vector<host::ImageSegment> TestImage::Segments(const host::DeviceDescription& device) const {

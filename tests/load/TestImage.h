@@ -8,10 +8,7 @@
 // Bytes that compress badly, the same for the same seed.
 Bytes Noise(std::size_t size, std::uint32_t seed);
 
-// The CRC-32 of IEEE 802.3, bit by bit: slow, and short enough to be seen right.
-std::uint32_t PlainCrc32(const std::uint8_t* bytes, std::size_t size);
-
-// Puts the CRC word behind a covered range right.
+// Puts the CRC word behind a covered range right: CRC-32 of IEEE 802.3, computed bit by bit.
 void PutCrcRight(Bytes& sector, host::CoveredRange range);
 
 // An image for a device, region by region. CRC words are wrong until somebody puts them right.

@@ -9,6 +9,17 @@
 
 namespace {
 
+std::string_view EraseName(Erase erase) {
+  switch (erase) {
+    case Erase::None: return "Do not erase sectors (program load only)";
+    case Erase::Chip: return "Chip Erase";
+    case Erase::RetainMain: return "Chip Erase (retain sectors specified in CCFG)";
+    case Erase::RetainMainAndConfiguration: return "Retain MAIN sectors and CCFG and SCFG";
+    case Erase::RetainConfiguration: return "Retain CCFG and SCFG sectors";
+  }
+  return "";
+}
+
 host::PropertyStore DefaultsOf(const host::DeviceDescription& device) {
   host::PropertyStore settings;
   for (const host::FlashProperty& property : device.properties) settings.Set(property.name, property.value);
@@ -39,17 +50,6 @@ std::string TestName(std::string text) {
   for (char& character : text)
     if (std::isalnum(static_cast<unsigned char>(character)) == 0) character = '_';
   return text;
-}
-
-std::string_view EraseName(Erase erase) {
-  switch (erase) {
-    case Erase::None: return "Do not erase sectors (program load only)";
-    case Erase::Chip: return "Chip Erase";
-    case Erase::RetainMain: return "Chip Erase (retain sectors specified in CCFG)";
-    case Erase::RetainMainAndConfiguration: return "Retain MAIN sectors and CCFG and SCFG";
-    case Erase::RetainConfiguration: return "Retain CCFG and SCFG sectors";
-  }
-  return "";
 }
 
 Workbench::Workbench(const std::string& deviceName)

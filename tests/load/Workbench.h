@@ -30,7 +30,6 @@ constexpr auto DeviceCaseName = [](const auto& info) { return TestName(info.para
 
 // What is erased before a load; each device offers its own way to say so.
 enum class Erase { None, Chip, RetainMain, RetainMainAndConfiguration, RetainConfiguration };
-std::string_view EraseName(Erase erase);
 
 // A device description, a simulated chip that is made like it, and a host with the library under test: a
 // whole bench without the wood. The chip lives as long as the bench.
