@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "host/FlashMap.h"
 #include "host/LoadSession.h"
 #include "host/ProgressBar.h"
@@ -41,121 +43,81 @@ TEST(DescribeRegionsTest, GathersTheBlocksOfEachRegion) {
   EXPECT_EQ(regions[1].crc, 0xCBF43926U);
 }
 
-struct JudgeByContentsTest : testing::Test {
-  MemoryMap map = SmallMap();
-  ChipPicture blank{Bytes(0x2000, 0xFF), Bytes(0x10, 0xFF), {}, {}, Bytes(0x100, 0), {}, {}};
-
-  RegionOutcome Judge(const Bytes& wanted, const Bytes& held, RegionOutcome reported, std::uint32_t writes,
-                      std::size_t* adapted = nullptr) {
+TEST(JudgeByContentsTest, TellsWhatBecameOfARegion) {
+  MemoryMap const map = SmallMap();
+  ChipPicture const before{Bytes(0x2000, 0xFF), Bytes(0x10, 0xFF), {}, {}, Bytes(0x100, 0), {}, {}};
+  Bytes const wanted(0x10, 0x55);
+  Bytes adapted = wanted;
+  adapted[3] = adapted[9] = 0;
+  const struct {
+    const Bytes& held;
+    RegionOutcome reported;
+    std::uint32_t writes;
+    RegionOutcome outcome;
+    std::size_t adaptedBytes = 0;
+  } cases[] = {
+      {wanted, RegionOutcome::Delivered, 1, RegionOutcome::Programmed},
+      {adapted, RegionOutcome::Delivered, 1, RegionOutcome::Adapted, 2},
+      {wanted, RegionOutcome::Delivered, 0, RegionOutcome::NotWritten},
+      {adapted, RegionOutcome::Failed, 1, RegionOutcome::Failed},
+      {wanted, RegionOutcome::Failed, 0, RegionOutcome::Failed},
+      {before.ccfg, RegionOutcome::NotReached, 0, RegionOutcome::NotReached},
+  };
+  for (const auto& c : cases) {
     LoadPlan plan;
     plan.blocks = {Block(Region::Ccfg, map.ccfg.base, wanted)};
     LoadReport report;
     report.regions = DescribeRegions(plan, map);
-    report.regions[0].outcome = reported;
-    ChipPicture after = blank;
-    after.ccfg = held;
-    after.writes.ccfg = writes;
-    JudgeByContents(report, plan, map, blank, after);
-    if (adapted != nullptr) *adapted = report.regions[0].adaptedBytes;
-    return report.regions[0].outcome;
+    report.regions[0].outcome = c.reported;
+    ChipPicture after = before;
+    after.ccfg = c.held;
+    after.writes.ccfg = c.writes;
+    JudgeByContents(report, plan, map, before, after);
+    EXPECT_EQ(report.regions[0].outcome, c.outcome);
+    EXPECT_EQ(report.regions[0].adaptedBytes, c.adaptedBytes);
   }
-};
-
-TEST_F(JudgeByContentsTest, TellsWhatBecameOfARegion) {
-  Bytes const wanted(0x10, 0x55);
-  Bytes adaptedBytes = wanted;
-  adaptedBytes[3] = 0;
-  adaptedBytes[9] = 0;
-  std::size_t adapted = 0;
-  EXPECT_EQ(Judge(wanted, wanted, RegionOutcome::Delivered, 1), RegionOutcome::Programmed);
-  EXPECT_EQ(Judge(wanted, adaptedBytes, RegionOutcome::Delivered, 1, &adapted), RegionOutcome::Adapted);
-  EXPECT_EQ(adapted, 2U);
-  EXPECT_EQ(Judge(wanted, wanted, RegionOutcome::Delivered, 0), RegionOutcome::NotWritten);
-  EXPECT_EQ(Judge(wanted, adaptedBytes, RegionOutcome::Failed, 1), RegionOutcome::Failed);
-  EXPECT_EQ(Judge(wanted, wanted, RegionOutcome::Failed, 0), RegionOutcome::Failed);
-  EXPECT_EQ(Judge(wanted, blank.ccfg, RegionOutcome::NotReached, 0), RegionOutcome::NotReached);
 }
 
-struct VerificationCase {
-  const char* name;
-  std::vector<Region> held;  // by the images
-  const char* line;          // of the plug-in; an error text when it begins with "Error"
-  std::vector<RegionOutcome> outcomes;
-  const char* error;  // null for a success
-  const char* note;
-};
-
 TEST(JudgeVerificationTest, FollowsThePluginsOutcomeLine) {
-  using enum RegionOutcome;
-  const VerificationCase cases[] = {
-      {"all equal",
-       {Region::Main, Region::Ccfg, Region::Scfg, Region::Otp},
-       "Image Verification Succeeded!",
-       {Verified, Verified, Verified, NotCompared},
-       nullptr,
-       ""},
-      {"MAIN alone",
-       {Region::Main},
-       "CCFG Verification Failed!",
-       {Verified},
-       nullptr,
-       "the images hold no ccfg; it was not compared"},
-      {"no SCFG",
-       {Region::Main, Region::Ccfg},
+  const std::map<RegionOutcome, char> letters{
+      {RegionOutcome::Verified, 'v'}, {RegionOutcome::NotCompared, '-'}, {RegionOutcome::Failed, 'F'}};
+  constexpr auto kMain = Region::Main, kCcfg = Region::Ccfg, kScfg = Region::Scfg, kOtp = Region::Otp;
+  const struct {
+    std::vector<Region> held;  // by the images
+    const char* line;          // of the plug-in; an error text when it begins with "Error"
+    const char* outcomes;      // of the regions: verified, not compared (-), Failed
+    const char* error;
+    const char* note;
+  } cases[] = {
+      {{kMain, kCcfg, kScfg, kOtp}, "Image Verification Succeeded!", "vvv-", "ok", ""},
+      {{kMain}, "CCFG Verification Failed!", "v", "ok", "the images hold no ccfg; it was not compared"},
+      {{kMain, kCcfg},
        "SCFG Verification Failed!",
-       {Verified, Verified},
-       nullptr,
+       "vv",
+       "ok",
        "the images hold no scfg; it was not compared"},
-      {"CCFG differs",
-       {Region::Main, Region::Ccfg},
-       "CCFG Verification Failed!",
-       {Verified, Failed},
-       "ccfg differs from the image",
-       ""},
-      {"CCFG alone",
-       {Region::Ccfg},
+      {{kMain, kCcfg}, "CCFG Verification Failed!", "vF", "ccfg differs from the image", ""},
+      {{kCcfg},
        "Main flash Verification Failed!",
-       {NotCompared},
+       "-",
        "ccfg was not compared: the images hold no main, where the plug-in stops",
        ""},
-      {"SCFG behind a missing CCFG",
-       {Region::Main, Region::Scfg},
+      {{kMain, kScfg},
        "CCFG Verification Failed!",
-       {Verified, NotCompared},
+       "v-",
        "scfg was not compared: the images hold no ccfg, where the plug-in stops",
        ""},
-      {"MAIN alone, CCFG refused",
-       {Region::Main},
-       "Error when verifying CCFG - any",
-       {Verified},
-       nullptr,
-       "the images hold no ccfg; it was not compared"},
-      {"MAIN refused",
-       {Region::Main, Region::Ccfg},
-       "Error when verifying flash - any",
-       {Failed, NotCompared},
-       "Error when verifying flash - any",
-       ""},
-      {"SCFG refused",
-       {Region::Main, Region::Ccfg, Region::Scfg},
+      {{kMain}, "Error when verifying CCFG - any", "v", "ok", "the images hold no ccfg; it was not compared"},
+      {{kMain, kCcfg}, "Error when verifying flash - any", "F-", "Error when verifying flash - any", ""},
+      {{kMain, kCcfg, kScfg},
        "Error when verifying SCFG - any",
-       {Verified, Verified, Failed},
+       "vvF",
        "Error when verifying SCFG - any",
        ""},
-      {"another error",
-       {Region::Main},
-       "Error: probe unplugged",
-       {NotCompared},
-       "Error: probe unplugged",
-       ""},
-      {"no outcome",
-       {Region::Main},
-       "something else",
-       {NotCompared},
-       "the plug-in ended the verification without an outcome",
-       ""},
+      {{kMain}, "Error: probe unplugged", "-", "Error: probe unplugged", ""},
+      {{kMain}, "something else", "-", "the plug-in ended the verification without an outcome", ""},
   };
-  for (const VerificationCase& c : cases) {
+  for (const auto& c : cases) {
     LoadReport report;
     for (Region const region : c.held) report.regions.push_back({.region = region});
     if (std::string_view(c.line).starts_with("Error")) {
@@ -164,11 +126,11 @@ TEST(JudgeVerificationTest, FollowsThePluginsOutcomeLine) {
       report.messages = {{false, c.line}};
     }
     JudgeVerification(report);
-    std::vector<RegionOutcome> outcomes;
-    for (const RegionReport& region : report.regions) outcomes.push_back(region.outcome);
-    EXPECT_EQ(outcomes, c.outcomes) << c.name;
-    EXPECT_EQ(report.error.value_or("success"), c.error == nullptr ? "success" : c.error) << c.name;
-    EXPECT_EQ(report.note, c.note) << c.name;
+    std::string outcomes;
+    for (const RegionReport& region : report.regions) outcomes += letters.at(region.outcome);
+    EXPECT_EQ(outcomes, c.outcomes) << c.line;
+    EXPECT_EQ(report.error.value_or("ok"), c.error) << c.line;
+    EXPECT_EQ(report.note, c.note) << c.line;
   }
 }
 

@@ -52,11 +52,7 @@ constexpr const char* kClosed =
 constexpr const char* kNoPassword =
     "the CCFG asks for a debug password and none is set (DebugPassword or DebugPasswordHex)";
 
-TEST(PreflightTest, HasNothingToSayOfASoundImage) {
-  EXPECT_THAT(WarnBeforeLoad(Plan({Main(), Ccfg(0x5A)}), SmallDevice(), Settings()), IsEmpty());
-}
-
-TEST(PreflightTest, WarnsOfAnEraseThatLeavesNoConfiguration) {
+TEST(PreflightTest, WarnsOfWhatTheEraseLeavesBehind) {
   DeviceDescription device = SmallDevice();
   EXPECT_THAT(WarnBeforeLoad(Plan({Main()}), device, Settings()), ElementsAre(kNoCcfg));
   device.map.scfg = {0x4C001000, 0x400};
@@ -65,16 +61,13 @@ TEST(PreflightTest, WarnsOfAnEraseThatLeavesNoConfiguration) {
   EXPECT_THAT(WarnBeforeLoad(Plan({Main()}), device,
                              Settings({{"FlashEraseSetting", "Retain CCFG and SCFG sectors"}})),
               IsEmpty());
+  EXPECT_THAT(
+      WarnBeforeLoad(Plan({Main()}), device,
+                     Settings({{"FlashEraseSetting", "Do not erase sectors (program load only)"}})),
+      ElementsAre("nothing is erased before programming: sectors that are not blank will fail to verify"));
   // A user record alone is programmed without an erase.
   EXPECT_THAT(WarnBeforeLoad(Plan({{Region::UserRecord, kCcfgBase, Bytes(4, 0), {}}}), device, Settings()),
               IsEmpty());
-}
-
-TEST(PreflightTest, WarnsOfProgrammingWithoutErase) {
-  EXPECT_THAT(
-      WarnBeforeLoad(Plan({Main()}), SmallDevice(),
-                     Settings({{"FlashEraseSetting", "Do not erase sectors (program load only)"}})),
-      ElementsAre("nothing is erased before programming: sectors that are not blank will fail to verify"));
 }
 
 TEST(PreflightTest, WarnsOfDebuggingThatTheLoadWillClose) {
@@ -90,6 +83,7 @@ TEST(PreflightTest, WarnsOfDebuggingThatTheLoadWillClose) {
       {"erased", 0xFF, {}, {kClosed}},
       {"password missing", 0xA5, {}, {kNoPassword}},
       {"password of the other format", 0xA5, {{"DebugPasswordHex", "00"}}, {kNoPassword}},
+      {"open", 0x5A, {}, {}},
       {"password", 0xA5, {{"DebugPassword", "x"}}, {}},
       {"hex password", 0xA5, {{"DebugPasswordFormatList", "Hex"}, {"DebugPasswordHex", "00"}}, {}},
       {"opened by a setting", 0x00, {{kToggle, "1"}, {kType, "Debug always allowed"}}, {}},
@@ -117,30 +111,28 @@ TEST(PreflightTest, ReadsTheEraseChoiceOfBothKindsOfParts) {
   const struct {
     PropertyStore::Values settings;
     const char* text;
-    bool erases, erasesConfiguration, keepsMarkedSectors;
+    const char* meaning;
   } cases[] = {
-      {{{"FlashEraseSetting", "Chip Erase"}}, "Chip Erase", true, true, false},
-      {{{"FlashEraseSetting", "nonsense"}}, "nonsense", false, false, false},
-      {{}, "Chip Erase", true, true, false},
-      {{{"NoFlashErase", "1"}, {"RetainMainSectors", "1"}},
-       "Do not erase sectors (program load only)",
-       false,
-       false,
-       false},
-      {{{"RetainMainSectors", "1"}}, "Chip Erase (retain sectors specified in CCFG)", true, true, true},
-      {{{"RetainCcfgScfg", "1"}}, "Retain CCFG and SCFG sectors", true, false, false},
+      {{}, "Chip Erase", "erases, configuration too"},
+      {{{"FlashEraseSetting", "Chip Erase"}}, "Chip Erase", "erases, configuration too"},
+      {{{"FlashEraseSetting", "nonsense"}}, "nonsense", ""},
+      {{{"NoFlashErase", "1"}, {"RetainMainSectors", "1"}}, "Do not erase sectors (program load only)", ""},
+      {{{"RetainMainSectors", "1"}},
+       "Chip Erase (retain sectors specified in CCFG)",
+       "erases, configuration too, but marked sectors"},
+      {{{"RetainCcfgScfg", "1"}}, "Retain CCFG and SCFG sectors", "erases"},
       {{{"RetainCcfgScfg", "1"}, {"RetainMainSectors", "1"}},
        "Retain MAIN sectors and CCFG and SCFG",
-       true,
-       false,
-       true},
+       "erases, but marked sectors"},
   };
   for (const auto& c : cases) {
     EraseChoice const choice = ChosenErase(PropertyStore(c.settings));
     EXPECT_EQ(choice.text, c.text);
-    EXPECT_EQ(choice.erases, c.erases) << c.text;
-    EXPECT_EQ(choice.erasesConfiguration, c.erasesConfiguration) << c.text;
-    EXPECT_EQ(choice.keepsMarkedSectors, c.keepsMarkedSectors) << c.text;
+    EXPECT_EQ(std::string(choice.erases ? "erases" : "") +
+                  (choice.erasesConfiguration ? ", configuration too" : "") +
+                  (choice.keepsMarkedSectors ? ", but marked sectors" : ""),
+              c.meaning)
+        << c.text;
   }
 }
 
