@@ -242,27 +242,20 @@ TEST_F(ResetSettingsTest, AStartForgetsRetainedSectors) {
   }
 }
 
-TEST_F(ResetSettingsTest, AnEraseThatRetainsDoesNotUndoTheOneBefore) {
+TEST_F(ResetSettingsTest, AFullEraseUndoesTheRetainingOneButNotTheOtherWayRound) {
   host.properties["FlashEraseSetting"] = "Retain CCFG and SCFG sectors";
-  EXPECT_EQ(Start(), "ok");
-  EXPECT_EQ(Device().Perform("Erase"), "ok");
-  host.connectedCores.insert("CS_DAP_0");
-  EXPECT_EQ(Write(0, Pattern(kSector)), "ok");
-  host.ForgetCalls();
-  EXPECT_EQ(End(), "ok");
-  EXPECT_EQ(Messages(), std::string(kNoCcfg) + "\n" + kNoScfg);
-}
-
-TEST_F(ResetSettingsTest, AFullEraseUndoesTheRetainingOneBefore) {
-  host.properties["FlashEraseSetting"] = "Retain CCFG and SCFG sectors";
-  EXPECT_EQ(Start(), "ok");
-  EXPECT_EQ(Write(kCcfg, ccfg), "ok");
-  EXPECT_EQ(Device().Perform("Erase"), "ok");
-  host.connectedCores.insert("CS_DAP_0");
-  host.ForgetCalls();
-  EXPECT_EQ(End(), "ok");
-  EXPECT_EQ(Messages(), kNoScfg);
-  EXPECT_EQ(Command(12).Id(), 12);
+  for (const bool fullEraseFirst : {true, false}) {
+    host.connectedCores = {"CS_DAP_0"};
+    EXPECT_EQ(Start(), "ok");
+    EXPECT_EQ(fullEraseFirst ? "ok" : Write(kCcfg, ccfg), "ok");
+    EXPECT_EQ(Device().Perform("Erase"), "ok");
+    host.connectedCores.insert("CS_DAP_0");
+    EXPECT_EQ(fullEraseFirst ? Write(0, Pattern(kSector)) : "ok", "ok");
+    host.ForgetCalls();
+    EXPECT_EQ(End(), "ok");
+    EXPECT_EQ(Messages(), fullEraseFirst ? std::string(kNoCcfg) + "\n" + kNoScfg : kNoScfg);
+    EXPECT_EQ(Programmed(), fullEraseFirst ? Bytes{} : (Bytes{12, 17}));
+  }
 }
 
 TEST_F(ResetSettingsTest, AnEraseThatFailedIsNone) {
