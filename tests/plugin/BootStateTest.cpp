@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <deque>
 #include <set>
 #include <string>
@@ -22,6 +23,11 @@ Lines Concat(const std::vector<Lines>& parts) {
   Lines all;
   for (const Lines& part : parts) all.insert(all.end(), part.begin(), part.end());
   return all;
+}
+
+// Up to the first command to the ROM.
+Lines CallsBeforeSaci(const FakeHost& host) {
+  return {host.calls.begin(), std::find(host.calls.begin(), host.calls.end(), "ReadReg SECAP_TXCTL")};
 }
 
 struct BootStateTest : testing::Test {
@@ -58,8 +64,9 @@ TEST_F(BootStateTest, EnteringDropsTheConnectionsBehindTheDebugPort) {
     host.bootStatus = 0x81;
     host.ForgetCalls();
     EXPECT_EQ(device.Script("EnterSaci"), "0");
-    EXPECT_EQ(Joined(host.Story()),
-              Joined(Concat({kAskConnections, row.calls, kRequestReset, kReadStatus, {"SACI 1/0000"}})));
+    EXPECT_EQ(Joined(CallsBeforeSaci(host)),
+              Joined(Concat({kAskConnections, row.calls, kRequestReset, kReadStatus})));
+    EXPECT_EQ(host.CommandIds(), Bytes{1});
     EXPECT_EQ(host.commands.back().Sequence(), 0) << "the ROM has restarted";
     EXPECT_EQ(host.currentCore, "CS_DAP_0");
   }
@@ -85,7 +92,8 @@ TEST(PinReset, EndsInSaciOneWayOrTheOther) {
   ExposedDevice device(host);
   host.ForgetCalls();
   device.IssuePinResetAndEnterSaci();
-  EXPECT_EQ(Joined(host.Story()), Joined(Concat({pinReset, kReadStatus, {"SACI 1/0000"}})));
+  EXPECT_EQ(Joined(CallsBeforeSaci(host)), Joined(Concat({pinReset, kReadStatus})));
+  EXPECT_EQ(host.CommandIds(), Bytes{1});
   device.IssuePinResetAndEnterSaci();
   EXPECT_EQ(host.commands.back().Sequence(), 0) << "the ROM has restarted again";
 
@@ -93,13 +101,10 @@ TEST(PinReset, EndsInSaciOneWayOrTheOther) {
   host.connectedCores = {"CS_DAP_0"};
   host.ForgetCalls();
   device.IssuePinResetAndEnterSaci();
-  EXPECT_EQ(Joined(host.Story()), Joined(Concat({pinReset,
-                                                 kReadStatus,
-                                                 kAskConnections,
-                                                 {"SetCoreById CS_DAP_0"},
-                                                 kRequestReset,
-                                                 kReadStatus,
-                                                 {"SACI 1/0000"}})));
+  EXPECT_EQ(
+      Joined(CallsBeforeSaci(host)),
+      Joined(Concat(
+          {pinReset, kReadStatus, kAskConnections, {"SetCoreById CS_DAP_0"}, kRequestReset, kReadStatus})));
   EXPECT_EQ(host.commands.back().Sequence(), 0);
 
   host.bootStatusAfterResetRequest = 0x1F;
@@ -141,11 +146,11 @@ struct ExitSaciTest : BootStateTest {
     host.ForgetCalls();
     return device.Script("ExitSaci");
   }
-  Lines Story() const { return host.Story({"SACI", "Report", "Sleep"}); }
+  Lines Told() const { return host.Plot({"SACI", "Info", "Error", "Sleep"}); }
 };
 
 TEST_F(ExitSaciTest, GoesByTheLifeCycle) {
-  const Lines refusal = {"ReportInfo Not exiting SACI. Life cycle state must be TESTFT, ENGRDEV or PRODDEV"};
+  const Lines refusal = {"Info Not exiting SACI. Life cycle state must be TESTFT, ENGRDEV or PRODDEV"};
   const Lines halt = {"SACI 7/0000"};
   for (unsigned state = 0; state < 256; ++state) {
     host.lifeCycle = static_cast<std::uint8_t>(state);
@@ -153,10 +158,10 @@ TEST_F(ExitSaciTest, GoesByTheLifeCycle) {
     const std::string outcome = Exit();
     if (state >= 7) {
       EXPECT_EQ(outcome, "The target is in an unexpected state") << state;
-      EXPECT_EQ(Joined(Story()), "") << state;
+      EXPECT_EQ(Joined(Told()), "") << state;
     } else {
       EXPECT_EQ(outcome, "0") << state;
-      EXPECT_EQ(Joined(Story()), Joined(state >= 3 && state <= 5 ? halt : refusal)) << state;
+      EXPECT_EQ(Joined(Told()), Joined(state >= 3 && state <= 5 ? halt : refusal)) << state;
     }
   }
 }
@@ -164,42 +169,40 @@ TEST_F(ExitSaciTest, GoesByTheLifeCycle) {
 TEST_F(ExitSaciTest, IdentifiesTheDeviceAndConnectsFirst) {
   host.connectedCores.clear();
   EXPECT_EQ(Exit(), "0");
-  const Lines story = host.Story();
-  const auto identified = std::find(story.begin(), story.end(), "SetProperty DeviceInfoRevision B (2.0)");
-  ASSERT_NE(identified, story.end());
-  EXPECT_EQ(Joined({identified + 1, story.end()}), Joined(Concat({{"SetCoreById CS_DAP_0", "IsConnected"},
-                                                                  kReadStatus,
-                                                                  kReadStatus,
-                                                                  {"SACI 7/0000"},
-                                                                  kReadStatus})));
+  const Lines calls = CallsBeforeSaci(host);
+  const auto identified = std::find(calls.begin(), calls.end(), "SetProperty DeviceInfoRevision B (2.0)");
+  ASSERT_NE(identified, calls.end());
+  EXPECT_EQ(Joined({identified + 1, calls.end()}),
+            Joined(Concat({{"SetCoreById CS_DAP_0", "IsConnected"}, kReadStatus, kReadStatus})));
+  EXPECT_EQ(Joined({host.calls.end() - 2, host.calls.end()}), Joined(kReadStatus));
 }
 
 TEST_F(ExitSaciTest, OutsideSaciItIsReportedAndNothingSent) {
   for (const std::uint8_t status : Bytes{0x1F, 0x21, 0x81}) {
     host.bootStatus = status;
     EXPECT_EQ(Exit(), "0");
-    EXPECT_EQ(Joined(Story()), Joined({"ReportError You can't exit SACI mode, when not in SACI mode."}));
+    EXPECT_EQ(Joined(Told()), Joined({"Error You can't exit SACI mode, when not in SACI mode."}));
   }
 }
 
 TEST_F(ExitSaciTest, ARefusedHaltRunsTheApplication) {
   const Lines told = {
       "SACI 7/0000",
-      "ReportError Halting at entry of application is not allowed. Are you sure debugging is allowed?",
-      "ReportInfo Running the application, without halting at the entry of the application.", "SACI 21/0000"};
+      "Error Halting at entry of application is not allowed. Are you sure debugging is allowed?",
+      "Info Running the application, without halting at the entry of the application.", "SACI 21/0000"};
   host.ReplyOnce(7, {.result = 134});
   EXPECT_EQ(Exit(), "0");
-  EXPECT_EQ(Joined(Story()), Joined(told));
+  EXPECT_EQ(Joined(Told()), Joined(told));
 
   host.bootStatus = 0x20;
   host.ReplyOnce(7, {.result = 134});
   host.ReplyOnce(21, {.result = 134});
   EXPECT_EQ(Exit(), "Error when exiting the boot code - Command is not allowed due to restrictions");
-  EXPECT_EQ(Joined(Story()), Joined(told));
+  EXPECT_EQ(Joined(Told()), Joined(told));
 
   host.ReplyOnce(7, {.result = 0x84});
   EXPECT_EQ(Exit(), "Error when exiting the boot code - Flash hardware FSM error");
-  EXPECT_EQ(Joined(Story()), Joined({"SACI 7/0000"}));
+  EXPECT_EQ(Joined(Told()), Joined({"SACI 7/0000"}));
 }
 
 TEST_F(ExitSaciTest, WaitsForTheProbeLoop) {
@@ -234,7 +237,7 @@ TEST_F(ExitSaciTest, WaitsForTheProbeLoop) {
     values.push_back(Status(0xC1));
     host.ScriptRegister("CFGAP_DEVICESTATUS", values);
     EXPECT_EQ(Exit(), row.outcome) << row.what;
-    EXPECT_EQ(Joined(Story()), Joined(Concat({{"SACI 7/0000"}, Lines(row.sleeps, "Sleep 100")}))) << row.what;
+    EXPECT_EQ(Joined(Told()), Joined(Concat({{"SACI 7/0000"}, Lines(row.sleeps, "Sleep 100")}))) << row.what;
   }
 }
 
@@ -245,7 +248,7 @@ TEST(ExitSaci, ATimeoutOfNothingFailsAfterTheHalt) {
   host.ForgetCalls();
   EXPECT_EQ(ErrorOf([&] { device.ExitSaci(true, 0, 100); }),
             "Timeout when waiting for target to exit boot code.");
-  EXPECT_EQ(Joined(host.Story({"SACI", "Sleep"})), Joined({"SACI 7/0000"}));
+  EXPECT_EQ(Joined(host.Plot({"SACI", "Sleep"})), Joined({"SACI 7/0000"}));
 }
 
 TEST(ExitSaci, WithoutHaltTheApplicationRunsAndIsNotWaitedFor) {
@@ -254,8 +257,8 @@ TEST(ExitSaci, WithoutHaltTheApplicationRunsAndIsNotWaitedFor) {
   device.Initialize();
   host.ForgetCalls();
   device.ExitSaci(false, 5000, 100);
-  EXPECT_EQ(host.Story().back(), "SACI 21/0000");
-  EXPECT_EQ(Joined(host.Story({"SACI"})), Joined({"SACI 21/0000"}));
+  EXPECT_EQ(Joined(host.Plot()), Joined({"identify", "SACI 21/0000"}));
+  EXPECT_EQ(host.calls.back(), "SetCoreById CS_DAP_0") << "the end of the exchange";
 }
 
 }  // namespace

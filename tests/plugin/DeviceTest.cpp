@@ -3,18 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <initializer_list>
 
 namespace {
-
-bool StartsWith(const std::string& text, const char* prefix) {
-  return text.rfind(prefix, 0) == 0;
-}
-
-bool StartsWithAny(const std::string& text, std::initializer_list<const char*> prefixes) {
-  return std::any_of(prefixes.begin(), prefixes.end(),
-                     [&](const char* prefix) { return StartsWith(text, prefix); });
-}
 
 std::string JoinedBy(const char* separator, const std::vector<std::string>& lines) {
   std::string text;
@@ -111,49 +101,6 @@ std::string DeviceTest::WriteFirst(std::uint32_t address, const Bytes& data) {
   return Write(address, data);
 }
 
-std::vector<std::string> DeviceTest::Plot() const {
-  std::vector<std::string> plot;
-  std::string core = "(first core)";
-  std::size_t command = 0;      // the next one
-  std::size_t wordsToCome = 0;  // of the one before
-  bool header = false;
-  for (const std::string& call : host.calls) {
-    if (StartsWith(call, "SetCore ")) core = call.substr(8);
-    if (StartsWith(call, "SetCoreById ")) core = call.substr(12);
-    if (call == "WriteReg SECAP_TXCTL 0x2") header = true;
-    if (StartsWith(call, "WriteMemory SEC_AP")) {
-      if (header) {
-        const SaciCommand& sent = host.commands.at(command++);
-        plot.push_back(CommandLine(sent));
-        wordsToCome = sent.words.size() - 1;
-      } else if (wordsToCome != 0) {
-        wordsToCome = 0;
-      } else {
-        const std::size_t count = call.find(" x") + 2;
-        plot.push_back("stream " + call.substr(count, call.find(':') - count));
-      }
-      header = false;
-      continue;
-    }
-    if (StartsWith(call, "Report")) {
-      plot.push_back(call.substr(6));
-    } else if (StartsWith(call, "SetProperty DeviceInfo")) {
-      if (StartsWith(call, "SetProperty DeviceInfoRevision")) plot.emplace_back("identify");
-    } else if (StartsWithAny(call, {"SetProperty", "Sleep", "ResetTarget", "WriteMemory", "ReadMemory"})) {
-      if (!StartsWith(call, "ReadMemory SEC_AP")) plot.push_back(call);
-    } else if (core == "SEC_AP" && !StartsWith(call, "Disconnect")) {
-      continue;  // of a transfer
-    } else if (StartsWith(call, "WriteReg SECAP_RSTCTL")) {
-      plot.push_back(core);
-      plot.back().append(" reset request").append(call, 21);
-    } else if (StartsWithAny(call, {"Connect", "Disconnect", "ReConnect"})) {
-      plot.push_back(core);
-      plot.back().append(" ").append(call);
-    }
-  }
-  return plot;
-}
-
 std::string DeviceTest::Deeds() const {
   std::vector<std::string> plot = Plot();
   std::erase(plot, "identify");
@@ -161,19 +108,11 @@ std::string DeviceTest::Deeds() const {
 }
 
 std::string DeviceTest::Messages() const {
-  std::vector<std::string> plot = Plot();
-  std::erase_if(plot, [](const std::string& line) {
-    return !StartsWith(line, "Info ") && !StartsWith(line, "Error ");
-  });
-  return JoinedBy("\n", plot);
+  return JoinedBy("\n", host.Plot({"Info ", "Error "}));
 }
 
 std::string DeviceTest::Saci() const {
-  std::vector<std::string> plot = Plot();
-  std::erase_if(plot, [](const std::string& line) {
-    return !StartsWith(line, "SACI ") && !StartsWith(line, "stream ");
-  });
-  return JoinedBy(", ", plot);
+  return JoinedBy(", ", host.Plot({"SACI ", "stream "}));
 }
 
 SaciCommand DeviceTest::Command(std::uint8_t id) const {

@@ -62,13 +62,7 @@ class DeviceTest : public testing::Test {
   // Writes as the first block of a load; the calls before the write are forgotten.
   std::string WriteFirst(std::uint32_t address, const Bytes& data);
 
-  // What the device did since the calls were forgotten, one line an event with the core that it went to:
-  //   "SACI <id>/<specific> <words after the header, or their number when many>", "stream <words>",
-  //   "identify" (device information was read and published), "Info ...", "Error ...",
-  //   "SetProperty ...", "Sleep ...", "ResetTarget 0", "CS_DAP_0 Connect false", "CS_DAP_0 reset request",
-  //   "WriteMemory <core> ..." and "ReadMemory <core> ...".
-  // What a word transfer does by itself (its flags, its polls, its core) is left out.
-  [[nodiscard]] std::vector<std::string> Plot() const;
+  [[nodiscard]] std::vector<std::string> Plot() const { return host.Plot(); }
   // The same without "identify", joined by line breaks.
   [[nodiscard]] std::string Deeds() const;
   // Only messages, joined by line breaks.

@@ -118,22 +118,22 @@ TEST_F(FlashUtilTest, AddressAndLengthAreHexadecimal) {
     util.ReadAddressLengthPropertyFromXml("Pair", address, length);
     EXPECT_EQ(std::make_tuple(address, length), std::make_tuple(row.address, row.length)) << row.value;
   }
-  EXPECT_TRUE(host.Story({"Report"}).empty());
+  EXPECT_TRUE(host.Plot({"Error"}).empty());
 }
 
 TEST_F(FlashUtilTest, AnotherNumberOfEntriesIsReportedAndReadAsFarAsItGoes) {
   const Texts report = {
-      "ReportError Property 'Pair' in Flash Properties XML does not contain 2 values delimited by ':'.\n"};
+      "Error Property 'Pair' in Flash Properties XML does not contain 2 values delimited by ':'.\n"};
   std::uint32_t address = 0, length = 0;
   host.properties["Pair"] = "10:20:30";
   util.ReadAddressLengthPropertyFromXml("Pair", address, length);
   EXPECT_EQ(std::make_tuple(address, length), std::make_tuple(0x10U, 0x20U));
-  EXPECT_EQ(host.Story({"Report"}), report);
+  EXPECT_EQ(host.Plot({"Error"}), report);
   for (const char* value : {"0x10", "0x10:", ""}) {
     host.properties["Pair"] = value;
     host.ForgetCalls();
     EXPECT_THROW(util.ReadAddressLengthPropertyFromXml("Pair", address, length), std::out_of_range) << value;
-    EXPECT_EQ(host.Story({"Report"}), report) << value;
+    EXPECT_EQ(host.Plot({"Error"}), report) << value;
   }
 }
 

@@ -18,7 +18,7 @@ struct PropertyTest : testing::Test {
 };
 
 TEST_F(PropertyTest, ABooleanIsTrueForOneAndNothingElse) {
-  const std::string announced = "ReportInfo Flashloader: Verbose output enabled.";
+  const std::string announced = "Info Flashloader: Verbose output enabled.";
   const struct {
     const char* text;
     bool value;
@@ -29,7 +29,7 @@ TEST_F(PropertyTest, ABooleanIsTrueForOneAndNothingElse) {
     host.ForgetCalls();
     ASSERT_EQ(device.Load(ProgramState::LoadStart), "ok");  // the setting is read anew
     ASSERT_EQ(device.Initialize(), "ok");
-    EXPECT_EQ(!host.Story({announced}).empty(), row.value) << '"' << row.text << '"';
+    EXPECT_EQ(!host.Plot({announced}).empty(), row.value) << '"' << row.text << '"';
   }
 }
 

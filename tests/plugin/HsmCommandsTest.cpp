@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -11,8 +10,8 @@
 namespace {
 
 constexpr std::uint8_t kFirmware = 33;
-const std::string kStarted = "ReportInfo Programming of HSM FW image started...";
-const std::string kCompleted = "ReportInfo Programming of the HSM FW image was completed successfully";
+const std::string kStarted = "Info Programming of HSM FW image started...";
+const std::string kCompleted = "Info Programming of the HSM FW image was completed successfully";
 const std::string kUnexpectedId = "Received response from SACI with unexpected command id";
 
 // Little-endian bytes of words, all below 256.
@@ -41,9 +40,10 @@ struct HsmCommandsTest : testing::Test {
 };
 
 TEST_F(HsmCommandsTest, TheImageIsOneTransfer) {
-  host.workingPolls = 3;
+  host.workingPolls = 1;
   EXPECT_EQ(Program(Image({1, 2, 3})), "ok");
-  EXPECT_EQ(Joined(host.Story()), Joined({kStarted, "SACI 33/0000 00000003", "stream 3", kCompleted}));
+  EXPECT_EQ(Joined(host.Plot()),
+            Joined({kStarted, "SACI 33/0000 00000003", "Sleep 100", "stream 3", kCompleted}));
   EXPECT_EQ(host.commands[0].words, (Words{0x00000021, 3}));
   EXPECT_EQ(host.commands[0].streamed, (std::vector<Words>{{1, 2, 3}}));
 }
@@ -96,12 +96,12 @@ TEST_F(HsmCommandsTest, ResultsOfTheUpdateHaveTheirOwnTexts) {
 }
 
 TEST_F(HsmCommandsTest, RecordsAreSentOneByOne) {
-  host.workingPolls = 2;
+  host.workingPolls = 1;
   EXPECT_EQ(ProgramRecords(kChain), "ok");
   // After the command and after each of the four records the flag is waited for.
-  EXPECT_EQ(std::count(host.calls.begin(), host.calls.end(), "Sleep 100"), 5 * 2);
-  EXPECT_EQ(Joined(host.Story()), Joined({kStarted, "SACI 33/0000 00000009", "stream 4", "stream 2",
-                                          "stream 1", "stream 2", kCompleted}));
+  EXPECT_EQ(Joined(host.Plot()),
+            Joined({kStarted, "SACI 33/0000 00000009", "Sleep 100", "stream 4", "Sleep 100", "stream 2",
+                    "Sleep 100", "stream 1", "Sleep 100", "stream 2", "Sleep 100", kCompleted}));
   EXPECT_EQ(host.commands[0].streamed,
             (std::vector<Words>{{0xA0, 5, 0xA1, 0xA2}, {4, 0xB1}, {0}, {1, 0xD1}}));
 }
@@ -163,8 +163,7 @@ TEST_F(HsmInfoTest, TheVersionIsInTheEighthDataWord) {
   std::string text = "before";
   EXPECT_EQ(SystemInformation({.data = {1, 2, 3, 4, 5, 6, 7, 0xFF0A0B0C, 9}}, text), "ok");
   EXPECT_EQ(text, "FW Version: 10.11.12");
-  EXPECT_EQ(Joined(host.Story()),
-            Joined({"SACI 34/0000", "ReportInfo HSM Information: FW Version: 10.11.12"}));
+  EXPECT_EQ(Joined(host.Plot()), Joined({"SACI 34/0000", "Info HSM Information: FW Version: 10.11.12"}));
 }
 
 TEST_F(HsmInfoTest, SystemInformationIsCheckedInThisOrder) {
@@ -210,8 +209,7 @@ TEST_F(HsmInfoTest, EveryUpdateStatusIsAppendedAsText) {
     host.ForgetCalls();
     EXPECT_EQ(UpdateStatus({.data = {row.status}}, text), "ok");
     EXPECT_EQ(text, "Earlier. " + row.text);
-    EXPECT_EQ(Joined(host.Story()),
-              Joined({"SACI 35/0000", "ReportInfo Update status: Earlier. " + row.text}));
+    EXPECT_EQ(Joined(host.Plot()), Joined({"SACI 35/0000", "Info Update status: Earlier. " + row.text}));
   }
 }
 

@@ -43,6 +43,20 @@ bool StartsWith(const std::string& text, const std::string& prefix) {
   return text.compare(0, prefix.size(), prefix) == 0;
 }
 
+bool StartsWithAny(const std::string& text, const std::vector<std::string>& prefixes) {
+  return std::any_of(prefixes.begin(), prefixes.end(),
+                     [&](const std::string& prefix) { return StartsWith(text, prefix); });
+}
+
+std::string CommandLine(const SaciCommand& command) {
+  char text[24];
+  std::snprintf(text, sizeof text, "SACI %u/%04X", unsigned{command.Id()}, unsigned{command.Specific()});
+  std::string line = text;
+  if (command.words.size() > kWordsTold) return line + " " + std::to_string(command.words.size()) + " words";
+  for (std::size_t i = 1; i < command.words.size(); ++i) line += " " + Hex(command.words[i], 8);
+  return line;
+}
+
 bool IsKeyed(std::uint8_t id) {
   static const std::set<std::uint8_t> keyed = {9, 28, 12, 13, 14, 15, 25, 26};
   return keyed.count(id) != 0;
@@ -54,15 +68,6 @@ std::string Joined(const std::vector<std::string>& lines) {
   std::string text;
   for (const std::string& line : lines) text += line + "\n";
   return text;
-}
-
-std::string CommandLine(const SaciCommand& command) {
-  char text[24];
-  std::snprintf(text, sizeof text, "SACI %u/%04X", unsigned{command.Id()}, unsigned{command.Specific()});
-  std::string line = text;
-  if (command.words.size() > kWordsTold) return line + " " + std::to_string(command.words.size()) + " words";
-  for (std::size_t i = 1; i < command.words.size(); ++i) line += " " + Hex(command.words[i], 8);
-  return line;
 }
 
 template <std::size_t position>
@@ -216,8 +221,6 @@ void FakeHost::FailNext(std::string prefix, std::string text) {
 
 void FakeHost::ForgetCalls() {
   calls.clear();
-  commandOfCall.clear();
-  streamCalls.clear();
   // A command that is still under way stays, so that the rest of it finds its place.
   if (commandOpen || streaming)
     commands.erase(commands.begin(), commands.end() - 1);
@@ -411,7 +414,6 @@ void FakeHost::ReceiveWords(const Words& words) {
     if (commandOpen && !faultInjected) ADD_FAILURE() << "the command before was cut short";
     EXPECT_EQ(words.size(), 1U) << "the start flag belongs to the header alone";
     if (!responses.empty() && !faultInjected) ADD_FAILURE() << "a response was left unread";
-    commandOfCall[calls.size() - 1] = commands.size();
     commands.push_back({words, {}});
     commandOpen = true;
     streaming = false;
@@ -419,7 +421,6 @@ void FakeHost::ReceiveWords(const Words& words) {
     Words& sent = commands.back().words;
     sent.insert(sent.end(), words.begin(), words.end());
   } else if (streaming) {
-    streamCalls.insert(calls.size() - 1);
     ReceiveStream(words);
     return;
   } else {
@@ -507,53 +508,53 @@ void FakeHost::RestartRom(std::uint8_t newBootStatus) {
   responses.clear();
 }
 
-std::vector<std::string> FakeHost::Story() const {
-  const auto beginsWith = [&](std::size_t i, const char* prefix) {
-    return i < calls.size() && StartsWith(calls[i], prefix);
-  };
-  std::vector<std::string> story;
-  std::size_t readEnd = calls.size();  // one past the core switch that ended a response's transfer
-  for (std::size_t i = 0; i < calls.size(); ++i) {
-    const std::string& line = calls[i];
-    if (beginsWith(i, "ReadReg SECAP_TXCTL") || beginsWith(i, "ReadReg SECAP_RXCTL")) {
-      while (beginsWith(i + 1, "Sleep ")) ++i;
+std::vector<std::string> FakeHost::Plot() const {
+  std::vector<std::string> plot;
+  std::string core = "(first core)";
+  std::size_t command = 0;      // the next one
+  std::size_t wordsToCome = 0;  // of the one before
+  bool header = false;
+  for (const std::string& call : calls) {
+    if (StartsWith(call, "SetCore ")) core = call.substr(8);
+    if (StartsWith(call, "SetCoreById ")) core = call.substr(12);
+    if (call == "WriteReg SECAP_TXCTL 0x2") header = true;
+    if (StartsWith(call, "WriteMemory SEC_AP")) {
+      if (header) {
+        const SaciCommand& sent = commands.at(command++);
+        plot.push_back(CommandLine(sent));
+        wordsToCome = sent.words.size() - 1;
+      } else if (wordsToCome != 0) {
+        wordsToCome = 0;
+      } else {
+        const std::size_t count = call.find(" x") + 2;
+        plot.push_back("stream " + call.substr(count, call.find(':') - count));
+      }
+      header = false;
       continue;
     }
-    if (beginsWith(i, "WriteReg SECAP_TXCTL")) continue;
-    if (beginsWith(i, "SetCoreById SEC_AP") && beginsWith(i + 1, "IsConnected")) {
-      const std::size_t transfer = beginsWith(i + 2, "Connect false") ? i + 3 : i + 2;
-      const bool reads = beginsWith(transfer, "ReadMemory SEC_AP");
-      if (reads || beginsWith(transfer, "WriteMemory SEC_AP")) {
-        const auto command = commandOfCall.find(transfer);
-        if (command != commandOfCall.end()) story.push_back(CommandLine(commands[command->second]));
-        if (streamCalls.count(transfer) != 0) {
-          const std::string& call = calls[transfer];
-          const std::size_t count = call.find(" x") + 2;
-          story.push_back("stream " + call.substr(count, call.find(':') - count));
-        }
-        i = beginsWith(transfer + 1, "SetCoreById CS_DAP_0") ? transfer + 1 : transfer;
-        if (reads) readEnd = i + 1;
-        continue;
-      }
-      // A response without data words ends with an empty transfer: SEC_AP is selected and left again.
-      if (i == readEnd && beginsWith(transfer, "SetCoreById CS_DAP_0")) {
-        i = transfer;
-        continue;
-      }
+    if (StartsWith(call, "Report")) {
+      plot.push_back(call.substr(6));
+    } else if (StartsWith(call, "SetProperty DeviceInfo")) {
+      if (StartsWith(call, "SetProperty DeviceInfoRevision")) plot.emplace_back("identify");
+    } else if (StartsWithAny(call, {"SetProperty", "Sleep", "ResetTarget", "WriteMemory", "ReadMemory"})) {
+      if (!StartsWith(call, "ReadMemory SEC_AP")) plot.push_back(call);
+    } else if (core == "SEC_AP" && !StartsWith(call, "Disconnect")) {
+      continue;  // of a transfer
+    } else if (StartsWith(call, "WriteReg SECAP_RSTCTL")) {
+      plot.push_back(core);
+      plot.back().append(" reset request").append(call, 21);
+    } else if (StartsWithAny(call, {"Connect", "Disconnect", "ReConnect"})) {
+      plot.push_back(core);
+      plot.back().append(" ").append(call);
     }
-    if (StartsWith(line, "GetProperty ") && !story.empty() && story.back() == line) continue;
-    story.push_back(line);
   }
-  return story;
+  return plot;
 }
 
-std::vector<std::string> FakeHost::Story(const std::vector<std::string>& prefixes) const {
-  std::vector<std::string> story = Story();
-  std::erase_if(story, [&](const std::string& line) {
-    return std::none_of(prefixes.begin(), prefixes.end(),
-                        [&](const std::string& prefix) { return StartsWith(line, prefix); });
-  });
-  return story;
+std::vector<std::string> FakeHost::Plot(const std::vector<std::string>& prefixes) const {
+  std::vector<std::string> plot = Plot();
+  std::erase_if(plot, [&](const std::string& line) { return !StartsWithAny(line, prefixes); });
+  return plot;
 }
 
 std::vector<std::uint8_t> FakeHost::CommandIds() const {

@@ -43,9 +43,6 @@ struct SaciCommand {
   [[nodiscard]] std::uint16_t Specific() const { return static_cast<std::uint16_t>(words.at(0) >> 16); }
 };
 
-// "SACI <id>/<specific> <words after the header>", or their number when there are more than five.
-std::string CommandLine(const SaciCommand& command);
-
 // A host in memory: properties, three debug cores with a connection each, registers, RAM, and behind the
 // SEC-AP a ROM that answers SACI commands from a script. It records every call of the function table as one
 // line and is strict: a register is reached only while CS_DAP_0 is current and connected, the SACI data word
@@ -107,11 +104,15 @@ class FakeHost {
   // Empties both; what the host and the chip are stays.
   void ForgetCalls();
 
-  // The calls with each SACI exchange told in one line by CommandLine(), a streamed transfer as "stream
-  // <words>", and repeated look-ups of one property as one line.
-  [[nodiscard]] std::vector<std::string> Story() const;
-  // The lines of Story() that begin with one of the prefixes.
-  [[nodiscard]] std::vector<std::string> Story(const std::vector<std::string>& prefixes) const;
+  // What the device did since the calls were forgotten, one line an event with the core that it went to:
+  //   "SACI <id>/<specific> <words after the header, or their number when more than five>", "stream <words>",
+  //   "identify" (device information was read and published), "Info ...", "Error ...",
+  //   "SetProperty ...", "Sleep ...", "ResetTarget 0", "CS_DAP_0 Connect false", "CS_DAP_0 reset request",
+  //   "WriteMemory <core> ..." and "ReadMemory <core> ...".
+  // What a word transfer does by itself (its flags, its polls, its core) is left out.
+  [[nodiscard]] std::vector<std::string> Plot() const;
+  // The lines of Plot() that begin with one of the prefixes.
+  [[nodiscard]] std::vector<std::string> Plot(const std::vector<std::string>& prefixes) const;
   [[nodiscard]] std::vector<std::uint8_t> CommandIds() const;
 
  private:
@@ -155,8 +156,6 @@ class FakeHost {
   std::map<std::string, std::deque<std::uint64_t>> registerScripts;
   std::map<std::uint8_t, std::deque<SaciReply>> queuedReplies;
   std::map<std::uint8_t, SaciReply> standingReplies;
-  std::map<std::size_t, std::size_t> commandOfCall;
-  std::set<std::size_t> streamCalls;
 
   unsigned failAfter = 0;
   std::string failText;
