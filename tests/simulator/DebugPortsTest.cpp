@@ -54,18 +54,15 @@ TEST(ChipDescriptionTest, SaysWhatCannotBe) {
   } cases[] = {
       {[](ChipDescription& c) { c.sectorSize = 0; }, "the sector size is no whole number of words"},
       {[](ChipDescription& c) { c.sectorSize = 62; }, "the sector size is no whole number of words"},
-      {[](ChipDescription& c) { c.mainSize = 0; }, "MAIN is no whole number of sectors"},
       {[](ChipDescription& c) { c.mainSize += 4; }, "MAIN is no whole number of sectors"},
       {[](ChipDescription& c) { c.ramSize = 0x101; }, "RAM is no whole number of words"},
       {[](ChipDescription& c) { c.otpBase = 0x4C00'00FC; }, "OTP overlaps CCFG"},
-      {[](ChipDescription& c) { c.ccfgBase = 0x4AFC; }, "CCFG overlaps MAIN"},
       {[](ChipDescription& c) { c.ramBase = 0xFFFF'FF04; }, "RAM does not fit 32-bit addresses"},
       {[](ChipDescription& c) { c.otpSize = 2052, c.scfgBase += 0x1000; }, "OTP is larger than 2048 bytes"},
       {[](ChipDescription& c) {
          c.userRecord = {0xF0, 0x14};
        },
        "the user record does not fit the CCFG"},
-      {[](ChipDescription& c) { c.userRecord.length = 0; }, "the user record does not fit the CCFG"},
       {[](ChipDescription& c) { c.debugCfgCrc.length = 0x7D; },
        "the range of the debug configuration CRC and its word do not fit the sector"},
       {[](ChipDescription& c) { c.bootCfgCrc.length = 0; },

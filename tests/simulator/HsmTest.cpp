@@ -98,26 +98,13 @@ TEST_P(HsmTest, RefusesEveryChangedWordButTheVersion) {
 
 TEST_P(HsmTest, TellsABadHeaderFromABadPayload) {
   Words image = Image(Version(3, 0, 0));
-  image[0] ^= 1;
-  EXPECT_EQ(Update(image), (Words{0x008F'0121}));
-  EXPECT_EQ(Status(), (Words{0x0100'0323, 3}));
-  image = Image(Version(3, 0, 0));
   image[GetParam() == HsmKind::Whole ? 2 : 3] += 4;  // a payload of one word more than there is
   EXPECT_EQ(Update(image), (Words{0x008F'0121}));
+  EXPECT_EQ(Status(), (Words{0x0100'0323, 3}));
   image = Image(Version(3, 0, 0));
   image.back() ^= 1;
   EXPECT_EQ(Update(image), (Words{0x0091'0121}));
   EXPECT_EQ(Status(), (Words{0x0100'0323, 4}));
-}
-
-TEST_P(HsmTest, FirmwareThatDoesNotStartIsReported) {
-  HsmFirmware firmware = Version(1, 5, 0);
-  firmware.boots = false;
-  EXPECT_EQ(Update(Image(firmware)), (Words{0x008E'0121}));
-  EXPECT_EQ(Status(), (Words{0x0100'0323, 7}));
-  EXPECT_EQ(target.Command({0x0000'0222}), (Words{0x008E'0222}));
-  EXPECT_EQ(Update(Image(Version(1, 6, 0))), (Words{0x0000'0121})) << "a later image mends it";
-  EXPECT_EQ(InstalledVersion(), 0x01'06'00u);
 }
 
 TEST_P(HsmTest, AnImageThatBreaksOffIsAFailedUpdate) {

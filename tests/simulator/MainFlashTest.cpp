@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "TestChip.h"
-#include "simulator/Crc32.h"
 #include "tests/support/ErrorOf.h"
 
 namespace simulator {
@@ -13,12 +12,6 @@ struct MainFlashTest : testing::Test {
   }
   TestChip target;
 };
-
-TEST(Crc32Test, MatchesThePublishedCheckValue) {
-  const Bytes digits = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
-  EXPECT_EQ(Crc32(digits), 0xCBF4'3926u);
-  EXPECT_EQ(Crc32({}), 0u);
-}
 
 TEST_F(MainFlashTest, ProgramsTheStatedBytesAtTheAddress) {
   const Bytes before = target.Contents().main;
@@ -61,7 +54,7 @@ TEST_F(MainFlashTest, CountsWhatHappensToEachSector) {
   EXPECT_EQ(wear[299].erases, 1u);
 }
 
-TEST_F(MainFlashTest, AnUnprogrammableCellShowsInTheCrc) {
+TEST_F(MainFlashTest, AnUnprogrammableCellStaysErased) {
   target.chip.AskedFaults().Add("cell:0x41");
   target.Command({0x0004'010E, kKey, 0x40, 0x0000'0000});
   EXPECT_EQ(MainWord(0x10), 0x0000'FF00u);

@@ -5,8 +5,6 @@
 namespace simulator {
 namespace {
 
-constexpr Nanoseconds kWordTime = 4'600;  // 46 clocks at 10 MHz
-
 struct PipelinedTest : testing::Test {
   static Words Sector(std::uint32_t fill) { return Words(16, fill); }
   static CostModel SlowFlash(Nanoseconds programSector) {
@@ -60,23 +58,15 @@ TEST_F(PipelinedTest, AThirdSectorBeforeTheFirstIsProgrammedOverruns) {
   EXPECT_EQ(target.Command({0x0000'0601}), (Words{0x0000'0601}));
 }
 
-TEST_F(PipelinedTest, WaitingForTheFirstAcknowledgementIsEnoughNeverToOverrun) {
-  TestChip target(SmallChip(), SlowFlash(10 * kMillisecond));
-  target.Send({0x0000'000F, kKey, 0});
-  target.ports.WriteTxWords(Sector(0));
-  for (std::uint32_t i = 1; i < 20; ++i) {
-    target.ports.WriteTxWords(Sector(i));
-    EXPECT_EQ(target.Answer(), (Words{0x0F | (i - 1) << 8}));
-  }
-  EXPECT_EQ(target.Answer(), (Words{0x0000'130F}));
-  EXPECT_EQ(AsWords(target.Contents().main)[19 * 16], 19u);
-}
-
 TEST_F(PipelinedTest, EndsAtTheNextHeaderAndDropsAHalfSector) {
   TestChip target;
   target.Send({0x0000'010F, kKey, 0});
   target.ports.WriteTxWords(Words(8, 0));
-  EXPECT_EQ(target.Command({0x8000'0210, 0, 64, 0}), (Words{0x0000'0210}));
+  target.Send({0x0000'020F, kKey, 64});
+  target.ports.WriteTxWords(Sector(9));
+  EXPECT_EQ(target.Answer(), (Words{0x0000'020F}));
+  EXPECT_EQ(target.Command({0x8000'0310, 0, 64, 0}), (Words{0x0000'0310}));
+  EXPECT_EQ(AsWords(target.Contents().main)[16 + 15], 9u);
   target.Write("SECAP_TXCTL", 0);
   target.ports.WriteTxWords(Words{0x0000'0801});  // no longer part of a stream
   EXPECT_EQ(target.Answer(), (Words{0x0080'0801}));
@@ -114,18 +104,6 @@ TEST_F(PipelinedTest, ParametersReceivedWhileTheFlashIsBusyAreKept) {
   EXPECT_EQ(AsWords(target.Contents().main)[16], 0x1234'5678u);
 }
 
-TEST_F(PipelinedTest, ANewTransferBeginsWithAnEmptyBuffer) {
-  TestChip target;
-  target.Send({0x0000'010F, kKey, 0});
-  target.ports.WriteTxWords(Words(8, 0));
-  target.Send({0x0000'020F, kKey, 64});
-  target.ports.WriteTxWords(Sector(9));
-  EXPECT_EQ(target.Answer(), (Words{0x0000'020F}));
-  Bytes main = target.Contents().main;
-  main.resize(128);
-  EXPECT_EQ(AsWords(main), Joined(Sector(0xFFFF'FFFF), Sector(9)));
-}
-
 TEST_F(PipelinedTest, TheSectorBehindMainIsRefused) {
   TestChip target;
   target.Send({0x0000'010F, kKey, 299 * 64});
@@ -133,18 +111,6 @@ TEST_F(PipelinedTest, TheSectorBehindMainIsRefused) {
   EXPECT_EQ(target.Answer(), (Words{0x0000'010F}));
   target.ports.WriteTxWords(Sector(7));
   EXPECT_EQ(target.Answer(), (Words{0x0081'020F}));
-}
-
-TEST_F(PipelinedTest, ProgrammingHidesBehindTheWire) {
-  // A sector takes 16 words on the wire; flash that is faster than that costs nothing but the last sector.
-  TestChip target(SmallChip(), SlowFlash(10 * kWordTime));
-  target.Send({0x0000'000F, kKey, 0});
-  const Nanoseconds start = target.Now();
-  Words stream(100 * 16, 0x55AA'55AA);
-  target.ports.WriteTxWords(stream);
-  EXPECT_EQ(target.Now() - start, 150 * kMicrosecond + 1600 * kWordTime);
-  for (std::uint32_t i = 0; i < 100; ++i) EXPECT_EQ(target.Answer(), (Words{0x0F | i << 8}));
-  EXPECT_EQ(AsWords(target.Contents().main)[100 * 16 - 1], 0x55AA'55AAu);
 }
 
 }  // namespace
