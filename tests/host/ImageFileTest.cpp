@@ -12,7 +12,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "host/InputError.h"
+#include "InputErrorOf.h"
 
 namespace {
 
@@ -26,18 +26,8 @@ Bytes BytesOf(std::string_view text) {
   return {text.begin(), text.end()};
 }
 
-template <typename Call>
-std::string ErrorOf(Call&& call) {
-  try {
-    call();
-  } catch (const host::InputError& error) {
-    return error.what();
-  }
-  return "no error";
-}
-
 std::string ErrorOfText(std::string_view name, std::string_view text) {
-  return ErrorOf([&] { host::ParseImage(name, BytesOf(text)); });
+  return InputErrorOf([&] { host::ParseImage(name, BytesOf(text)); });
 }
 
 // --- ELF -------------------------------------------------------------------------------------------------
@@ -97,7 +87,8 @@ TEST(ElfImage, GivesLoadedSegmentsAtTheirPhysicalAddresses) {
 TEST(ElfImage, EveryTruncationIsRefused) {
   const Bytes whole = SmallElf().Whole();
   for (std::size_t size = 0; size < whole.size(); ++size) {
-    const std::string error = ErrorOf([&] { host::ParseImage("cut.elf", std::span(whole).first(size)); });
+    const std::string error =
+        InputErrorOf([&] { host::ParseImage("cut.elf", std::span(whole).first(size)); });
     EXPECT_THAT(error, testing::StartsWith("cut.elf: ")) << size;
     EXPECT_THAT(error, HasSubstr(size < 4 ? "" : "truncated ELF: ")) << size;
   }
@@ -133,7 +124,7 @@ TEST(ElfImage, BadOnesAreRefused) {
   for (const auto& c : cases) {
     ElfFile elf = SmallElf();
     c.spoil(elf);
-    EXPECT_EQ(ErrorOf([&] { host::ParseImage("bad.elf", elf.Whole()); }), "bad.elf: " + c.error);
+    EXPECT_EQ(InputErrorOf([&] { host::ParseImage("bad.elf", elf.Whole()); }), "bad.elf: " + c.error);
   }
 }
 
@@ -291,11 +282,11 @@ TEST(RawImage, GoesToItsAddressUpToTheTopOfAll) {
   const ImageFile image = host::ParseImage("a.bin", Bytes{1, 2}, 0xFFFF'FFFD);
   EXPECT_EQ(image.format, ImageFormat::Raw);
   EXPECT_EQ(image.segments, (std::vector<ImageSegment>{{0xFFFF'FFFD, {1, 2}}}));
-  EXPECT_EQ(ErrorOf([] {
+  EXPECT_EQ(InputErrorOf([] {
               host::ParseImage("a.bin", Bytes{1, 2}, 0xFFFF'FFFE);
             }),
             "a.bin: 2 bytes at 0xFFFFFFFE do not fit in 32-bit addresses");
-  EXPECT_EQ(ErrorOf([] { host::ParseImage("a.bin", Bytes{1}, 0xFFFF'FFFF'FFFF'FFFF); }),
+  EXPECT_EQ(InputErrorOf([] { host::ParseImage("a.bin", Bytes{1}, 0xFFFF'FFFF'FFFF'FFFF); }),
             "a.bin: 1 bytes at 0xFFFFFFFFFFFFFFFF do not fit in 32-bit addresses");
 }
 
@@ -318,9 +309,9 @@ TEST(ImageFormats, WhatFitsNoFormatIsRefused) {
 }
 
 TEST(ImageFormats, OnlyARawBinaryTakesAnAddress) {
-  EXPECT_EQ(ErrorOf([] { host::ParseImage("a.hex", BytesOf(kHex), 0x1000); }),
+  EXPECT_EQ(InputErrorOf([] { host::ParseImage("a.hex", BytesOf(kHex), 0x1000); }),
             "a.hex: is Intel HEX, which holds its own addresses; leave out \"@0x1000\"");
-  EXPECT_EQ(ErrorOf([] { host::ParseImage("a.elf", SmallElf().Whole(), 0); }),
+  EXPECT_EQ(InputErrorOf([] { host::ParseImage("a.elf", SmallElf().Whole(), 0); }),
             "a.elf: is ELF, which holds its own addresses; leave out \"@0x0\"");
 }
 
@@ -337,7 +328,7 @@ struct ImageArgument : testing::Test {
   void TearDown() override { std::filesystem::remove_all(folder); }
   std::string Path(const char* name) const { return (folder / name).string(); }
   std::string Error(const std::string& argument) const {
-    return ErrorOf([&] { host::ReadImage(argument); });
+    return InputErrorOf([&] { host::ReadImage(argument); });
   }
 };
 

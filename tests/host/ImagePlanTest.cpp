@@ -9,7 +9,7 @@
 #include <map>
 #include <set>
 
-#include "host/InputError.h"
+#include "InputErrorOf.h"
 
 namespace {
 
@@ -52,12 +52,7 @@ std::vector<std::tuple<Region, std::uint32_t, std::size_t>> Shape(const LoadPlan
 using Expected = std::vector<std::tuple<Region, std::uint32_t, std::size_t>>;
 
 std::string ErrorOf(const std::vector<ImageFile>& images) {
-  try {
-    Plan(images);
-  } catch (const host::InputError& error) {
-    return error.what();
-  }
-  return "no error";
+  return InputErrorOf([&] { Plan(images); });
 }
 
 TEST(ImagePlan, MakesBlocksOfPieces) {

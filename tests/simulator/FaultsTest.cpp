@@ -74,35 +74,6 @@ TEST_F(FaultsTest, ARefusedCommandIsNotCarriedOutALostOneIs) {
   EXPECT_EQ(AsWords(target.Contents().main)[0], 0x1234'5678u);
 }
 
-TEST_F(FaultsTest, ALateAnswerComesLaterByTheMilliseconds) {
-  Ask("saci:1:late=300");
-  target.Send({0x0000'0101});
-  target.ports.Sleep(299);
-  EXPECT_EQ(target.Read("SECAP_RXCTL") & 1, 0u);
-  target.ports.Sleep(1);
-  EXPECT_EQ(target.Read("SECAP_RXCTL") & 1, 1u);
-}
-
-TEST_F(FaultsTest, AHungRomTakesNoWordUntilAReset) {
-  Ask("saci:1:nth=1:hang");
-  target.Send({0x0000'0101});
-  target.Send({0x0000'0201});
-  target.ports.Sleep(10'000);
-  EXPECT_EQ(target.Read("SECAP_TXCTL"), 3u);
-  target.EnterSaci();
-  EXPECT_EQ(target.Command({0x0000'0101}), (Words{0x0000'0101}));
-}
-
-TEST_F(FaultsTest, APipelinedTransferIsStruckSectorBySector) {
-  Ask("saci:15:nth=2:result=0x84");
-  target.Send({0x0000'010F, kKey, 0});
-  target.ports.WriteTxWords(Words(16, 0));
-  EXPECT_EQ(target.Answer(), (Words{0x0000'010F}));
-  target.ports.WriteTxWords(Words(16, 0));
-  EXPECT_EQ(target.Answer(), (Words{0x0084'020F}));
-  EXPECT_EQ(AsWords(target.Contents().main)[16], 0xFFFF'FFFFu);
-}
-
 TEST_F(FaultsTest, AResetRequestMissesSaci) {
   Ask("reset-misses-saci:nth=2");
   target.EnterSaci();
@@ -111,12 +82,6 @@ TEST_F(FaultsTest, AResetRequestMissesSaci) {
   EXPECT_EQ(target.BootStatus(), 0xC0u);
   target.EnterSaci();
   EXPECT_EQ(target.BootStatus(), 0x20u);
-}
-
-TEST_F(FaultsTest, ALostAcknowledgementDoesNotKeepTheChipFromItsReset) {
-  Ask("saci:20:lost");
-  target.Send({0x0001'0114});
-  EXPECT_EQ(target.BootStatus(), 0x01u);
 }
 
 TEST_F(FaultsTest, ARamByteReadsBackWrong) {
