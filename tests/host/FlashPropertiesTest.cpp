@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <map>
@@ -237,7 +238,8 @@ TEST(FlashProperties, EveryTruncationIsRefused) {
 }
 
 TEST(FlashProperties, AnIncludedFileIsNamedInItsErrors) {
-  const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "tovik-include";
+  const std::filesystem::path folder =
+      std::filesystem::path(testing::TempDir()) / ("tovik-include-" + std::to_string(getpid()));
   std::filesystem::create_directories(folder);
   std::ofstream(folder / "more.xml")
       << "<settings>\n<group name=\"G\">\n"

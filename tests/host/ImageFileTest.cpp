@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
@@ -318,7 +319,8 @@ TEST(ImageFormats, OnlyARawBinaryTakesAnAddress) {
 // --- arguments -------------------------------------------------------------------------------------------
 
 struct ImageArgument : testing::Test {
-  const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "tovik-image-argument";
+  const std::filesystem::path folder =
+      std::filesystem::path(testing::TempDir()) / ("tovik-image-" + std::to_string(getpid()));
   void SetUp() override {
     std::filesystem::create_directories(folder);
     std::ofstream(folder / "a.bin") << "abc";

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -16,8 +17,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 struct TraceTest : testing::Test {
-  std::string path = testing::TempDir() + "trace-" +
-                     testing::UnitTest::GetInstance()->current_test_info()->name() + ".jsonl";
+  std::string path = testing::TempDir() + "tovik-trace-" + std::to_string(getpid()) + ".jsonl";
   FakeProbe probe;
   PropertyStore settings{PropertyStore::Values{{"SectorSize", "800"}, {"DebugPassword", "open-sesame"}}};
   HostServices services{probe, settings};

@@ -1,5 +1,7 @@
 // The HSM operations as a user starts them: the image file, the streaming form, the published properties.
 
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
 
@@ -26,8 +28,7 @@ struct HsmOperationsTest : DeviceTest {
     return Device().Perform(operation);
   }
 
-  const std::string path = testing::TempDir() + "tovik-hsm-" +
-                           testing::UnitTest::GetInstance()->current_test_info()->name() + ".bin";
+  const std::string path = testing::TempDir() + "tovik-hsm-" + std::to_string(getpid()) + ".bin";
 };
 
 TEST_F(HsmOperationsTest, AnImageIsStreamedAndItsVersionShown) {
