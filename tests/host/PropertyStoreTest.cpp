@@ -9,24 +9,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(EditDistanceTest, CountsInsertionsDeletionsAndSubstitutions) {
-  const struct {
-    const char* left;
-    const char* right;
-    std::size_t distance;
-  } cases[] = {{"", "", 0},
-               {"abc", "", 3},
-               {"", "ab", 2},
-               {"kitten", "sitting", 3},
-               {"flaw", "lawn", 2},
-               {"Abc", "aBC", 0},
-               {"intention", "execution", 5}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(EditDistance(c.left, c.right), c.distance) << c.left << " " << c.right;
-    EXPECT_EQ(EditDistance(c.right, c.left), c.distance) << c.right << " " << c.left;
-  }
-}
-
 struct NearestTest : testing::Test {
   PropertyStore store{PropertyStore::Values{{"DebugPassword", ""},
                                             {"DebugPasswordHex", ""},

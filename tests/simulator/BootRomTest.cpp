@@ -98,14 +98,6 @@ TEST_F(BootRomTest, ResetsAfterItsAcknowledgementWasRead) {
   EXPECT_EQ(target.Answer(), Words{});
 }
 
-TEST_F(BootRomTest, OpenDebuggingNeedsNoPasswordAndOpensWithTheBoot) {
-  for (const Bytes& ccfg : {Bytes(0x100, 0xFF), ValidCcfg(kOpen)}) {
-    Hold(ccfg);
-    EXPECT_TRUE(target.AhbEnabled());
-    EXPECT_EQ(target.Command({0x0000'0105}), (Words{0x0000'0105}));
-  }
-}
-
 TEST_F(BootRomTest, ClosedDebuggingStaysClosed) {
   for (const std::uint8_t type : {kClosed, std::uint8_t{0xFF}, std::uint8_t{0x5B}}) {
     Hold(ValidCcfg(type));

@@ -22,35 +22,6 @@ std::vector<unsigned> RetainedSectors(const ChipState& state) {
   return retained;
 }
 
-bool IsErased(const Bytes& memory) {
-  return memory == Bytes(memory.size(), 0xFF);
-}
-
-TEST(ChipEraseTest, ErasesWhatTheCommandNames) {
-  const Bytes ccfg = ValidCcfg(kOpen, {1, 0, 0});
-  const struct {
-    std::uint32_t header;
-    Words answer;
-    std::vector<unsigned> retained;
-    bool configurationKept;
-  } cases[] = {
-      {0x0000'0109, {0x0000'0109}, {}, false},
-      {0x0001'0109, {0x0300'0109, 1, 0, 0}, {0}, false},
-      {0x0000'011C, {0x0000'011C}, {}, true},
-      {0x0001'011C, {0x0300'011C, 1, 0, 0}, {0}, true},
-  };
-  for (const auto& c : cases) {
-    TestChip target;
-    target.Become(Used(ccfg));
-    EXPECT_EQ(target.Command({c.header, kKey}), c.answer) << std::hex << c.header;
-    const ChipState after = target.Contents();
-    EXPECT_EQ(RetainedSectors(after), c.retained) << std::hex << c.header;
-    EXPECT_EQ(IsErased(after.ccfg), !c.configurationKept) << std::hex << c.header;
-    EXPECT_EQ(IsErased(after.scfg), !c.configurationKept) << std::hex << c.header;
-    EXPECT_EQ(after.otp, Bytes(0x20, 0)) << "OTP is never erased";
-  }
-}
-
 TEST(ChipEraseTest, RetainsTheSectorsThatTheFieldMarks) {
   const auto range = [](unsigned first, unsigned last) {
     std::vector<unsigned> sectors;

@@ -15,24 +15,6 @@ struct ConfigurationTest : testing::Test {
   TestChip target;
 };
 
-TEST_F(ConfigurationTest, ProgramsTheWholeCcfgOrAllButTheUserRecord) {
-  const Bytes ccfg = ValidCcfg(kOpen);
-  EXPECT_EQ(ProgramCcfg(ccfg, 0x0001'010C), (Words{0x0000'010C}));
-  Bytes without = ccfg;
-  std::fill_n(without.begin() + 0x60, 0x20, std::uint8_t{0xFF});
-  EXPECT_EQ(target.Contents().ccfg, without);
-  EXPECT_EQ(ProgramCcfg(ccfg), (Words{0x0000'010C}));
-  EXPECT_EQ(target.Contents().ccfg, ccfg);
-}
-
-TEST_F(ConfigurationTest, ProgramsTheUserRecordAlone) {
-  const Words record = {1, 2, 3, 4, 5, 6, 7, 8};
-  EXPECT_EQ(target.Command(Joined({0x0000'010D, kKey}, record)), (Words{0x0000'010D}));
-  Words expected(0x40, 0xFFFF'FFFF);
-  std::ranges::copy(record, expected.begin() + 0x60 / 4);
-  EXPECT_EQ(AsWords(target.Contents().ccfg), expected);
-}
-
 TEST_F(ConfigurationTest, ComparesEachGivenCrcWithTheFlash) {
   const Bytes ccfg = ValidCcfg(kOpen);
   ProgramCcfg(ccfg);
