@@ -224,6 +224,8 @@ TEST(FlashProperties, BadFilesAreRefusedWithFileAndLine) {
       {"covers=\"boot\"", "covers=\"boots\"", "small.xml:18: <ccfg> lacks the <crc covers=\"boot\">"},
       {"<group name", "<include file=\"../x.xml\"/><group name",
        "small.xml:11: file=\"../x.xml\" must lie in"},
+      {"<group name", "<include file=\"/etc/x.xml\"/><group name",
+       "small.xml:11: file=\"/etc/x.xml\" must lie in"},
       {"<group name", "<include file=\"absent.xml\"/><group name",
        "small.xml:11: there is no file \"absent.xml\""}};
   for (const auto& c : cases) {

@@ -54,6 +54,7 @@ TEST(ChipDescriptionTest, SaysWhatCannotBe) {
   } cases[] = {
       {[](ChipDescription& c) { c.sectorSize = 0; }, "the sector size is no whole number of words"},
       {[](ChipDescription& c) { c.sectorSize = 62; }, "the sector size is no whole number of words"},
+      {[](ChipDescription& c) { c.mainSize = 0; }, "MAIN is no whole number of sectors"},
       {[](ChipDescription& c) { c.mainSize += 4; }, "MAIN is no whole number of sectors"},
       {[](ChipDescription& c) { c.ramSize = 0x101; }, "RAM is no whole number of words"},
       {[](ChipDescription& c) { c.otpBase = 0x4C00'00FC; }, "OTP overlaps CCFG"},
@@ -63,6 +64,7 @@ TEST(ChipDescriptionTest, SaysWhatCannotBe) {
          c.userRecord = {0xF0, 0x14};
        },
        "the user record does not fit the CCFG"},
+      {[](ChipDescription& c) { c.userRecord.length = 0; }, "the user record does not fit the CCFG"},
       {[](ChipDescription& c) { c.debugCfgCrc.length = 0x7D; },
        "the range of the debug configuration CRC and its word do not fit the sector"},
       {[](ChipDescription& c) { c.bootCfgCrc.length = 0; },

@@ -24,6 +24,7 @@ TEST_F(FaultsTest, SaysWhichPieceIsNotUnderstood) {
       {"saci:14:count=-1", "Fault \"count=-1\": \"-1\" is not a number"},
       {"saci:14:nth=0:lost", "Fault \"nth=0\": the first is number 1"},
       {"saci:14:each:lost", "Fault \"each\": is not nth=N"},
+      {"cell:0x1G", "Fault \"cell:0x1G\": \"0x1G\" is not a number"},
       {"cell:4294967296", "Fault \"cell:4294967296\": \"4294967296\" is not a number"},
       {"power:after=0", "Fault \"power:after=0\": the first word is number 1"},
       {"reset-misses-saci:nth", "Fault \"reset-misses-saci:nth\": no such fault"},
