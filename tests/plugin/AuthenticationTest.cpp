@@ -1,7 +1,5 @@
 // Debug authentication: who is asked for a password, what is submitted, what is told, who is left in SACI.
 
-#include <gmock/gmock.h>
-
 #include "DeviceTest.h"
 #include "ErrorOf.h"
 #include "ExposedDevice.h"

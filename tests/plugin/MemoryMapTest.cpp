@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <string>
-#include <vector>
 
 #include "ErrorOf.h"
 #include "ExposedDevice.h"

@@ -13,6 +13,21 @@ struct OtpRamTest : DeviceTest {
   }
 };
 
+TEST_F(OtpRamTest, BytesThatTheImageLeavesOutAreZero) {
+  EXPECT_EQ(Start(), "ok");
+  EXPECT_EQ(Write(kScfg, {1, 2}), "ok");
+  EXPECT_EQ(Write(kOtp + kOtpSize - 2, {8, 9}), "ok");
+  host.ForgetCalls();
+  EXPECT_EQ(End(), "ok");
+  Bytes scfg(kScfgSize), otp(2048);  // the OTP command has one size
+  scfg[0] = 1;
+  scfg[1] = 2;
+  otp[kOtpSize - 2] = 8;
+  otp[kOtpSize - 1] = 9;
+  EXPECT_EQ(Payload(26), scfg);
+  EXPECT_EQ(Payload(25), otp);
+}
+
 // A store of four bytes 0 that stands for address 0x100.
 TEST(ConfigurationStore, TakesWhatFits) {
   const struct {

@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "ErrorOf.h"
-
 namespace {
 
 C_RuneValue TextRecord(const char* text) {

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <numeric>
 
 #include "DataSection.h"
 #include "DeviceTest.h"

@@ -98,7 +98,6 @@ HostFunctionTable FakeHost::MakeTable() {
     FakeHost& host = Self{}(caller);
     if (const char* error = host.Begin("ResetTarget " + std::to_string(kind))) return error;
     host.RestartRom(host.bootStatusAfterPinReset);
-    host.onPinReset();
     return nullptr;
   };
   table.readMemory = [](HostObject* caller, void* elements, std::size_t count, Debugger::Address address,
@@ -281,7 +280,6 @@ const char* FakeHost::WriteRegister(Debugger::Address address, unsigned long lon
     txFlags = static_cast<std::uint32_t>(value);
   } else if (name == "SECAP_RSTCTL" && value == 0x5C) {
     RestartRom(bootStatusAfterResetRequest);
-    onResetRequest();
   } else {
     ADD_FAILURE() << "WriteReg " << name << " 0x" << Hex(value) << " does nothing";
   }

@@ -73,8 +73,6 @@ class FakeHost {
   std::uint8_t bootStatusAfterResetRequest = 0x20;
   std::uint8_t bootStatusAfterHalt = 0x81;
   std::uint8_t bootStatusAfterRun = 0x90;
-  std::function<void()> onPinReset = [] {};
-  std::function<void()> onResetRequest = [] {};
   std::function<void(const SaciCommand&)> onCommand = [](const SaciCommand&) {};  // whole, not yet answered
 
   // The sizes the ROM expects fixed-size commands to have, bytes.
