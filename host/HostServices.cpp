@@ -99,7 +99,6 @@ const char* HostServices::Property(const char* name) {
 }
 
 void HostServices::Report(bool isError, const char* message) {
-  if (isError) ++errorMessages;
   if (onMessage) onMessage(isError, std::string(View(message)));
 }
 

@@ -44,7 +44,6 @@ class HostServices : public HostObject {
   void ConnectDebugPort();
 
   [[nodiscard]] std::uint64_t CallCount() const { return callCount; }
-  [[nodiscard]] std::uint64_t ErrorMessageCount() const { return errorMessages; }
   [[nodiscard]] std::uint64_t BytesWritten() const { return bytesWritten; }
   [[nodiscard]] bool IsConnected(Core core) const { return connected[static_cast<std::size_t>(core)]; }
   [[nodiscard]] Core CurrentCore() const { return current; }
@@ -75,7 +74,6 @@ class HostServices : public HostObject {
   std::array<bool, 3> connected{};
   std::string lastError;
   std::uint64_t callCount = 0;
-  std::uint64_t errorMessages = 0;
   std::uint64_t bytesWritten = 0;
 };
 
