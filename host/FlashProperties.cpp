@@ -104,7 +104,7 @@ std::vector<std::filesystem::path> ListDeviceFiles(const std::filesystem::path& 
 
 std::filesystem::path FindDeviceFile(std::string_view nameOrFile, const std::filesystem::path& folder) {
   // A path first, so that a broken installation does not keep anyone from his own file.
-  const std::filesystem::path asFile(nameOrFile);
+  std::filesystem::path asFile(nameOrFile);  // not const, so that it can be moved out
   std::error_code ignored;
   if (asFile.extension() == ".xml" && std::filesystem::is_regular_file(asFile, ignored)) return asFile;
   std::vector<std::string> names;
