@@ -22,7 +22,7 @@ std::string Upper(std::string_view text) {
 
 std::string OutcomeOf(const RegionReport& region) {
   if (region.outcome != RegionOutcome::Adapted) return std::string(OutcomeText(region.outcome));
-  return fmt::format("programmed; {} differ from the image", Bytes(region.adaptedBytes));
+  return fmt::format("programmed; {} set or left out by the load", Bytes(region.adaptedBytes));
 }
 
 struct RegionChange {
