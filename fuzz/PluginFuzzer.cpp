@@ -186,12 +186,20 @@ class Session {
     Perform([&] { return plugin->WriteDataToFlash(data.data(), address, count, page); });
   }
 
+  // A text that the plug-in may show: without the mark of the passwords.
+  [[nodiscard]] std::string PublicText() {
+    std::string text = operations.Text();
+    for (char& character : text)
+      if (character == HostileHost::kSecretMark) character = '?';
+    return text;
+  }
+
   void PerformOperation() {
     constexpr std::array<const char*, 7> kNames = {
         "Erase",           "ChipEraseRetain", "BlankCheck",         "ReadDeviceInfo",
         "ProgramHsmImage", "ReadHsmSysInfo",  "ReadHsmUpdateStatus"};
     const std::uint8_t choice = operations.Byte() % 8;
-    const std::string name = choice < kNames.size() ? kNames[choice] : operations.Text();
+    const std::string name = choice < kNames.size() ? kNames[choice] : PublicText();
     Perform([&] { return plugin->PerformOperation(name.c_str()); });
   }
 
@@ -222,9 +230,7 @@ class Session {
     const std::string name = std::next(all.begin(), operations.Byte() % static_cast<int>(all.size()))->first;
     const std::uint8_t choice = operations.Byte();
     if (name == "HsmImagePath") return;  // ProvideHsmImage
-    std::string value = choice < 2 ? std::to_string(choice) : operations.Text();
-    for (char& character : value)
-      if (character == HostileHost::kSecretMark) character = '?';
+    const std::string value = choice < 2 ? std::to_string(choice) : PublicText();
     settings.Set(name, value.c_str());
   }
 
