@@ -25,9 +25,8 @@ void ApplyWord(std::uint32_t word, unsigned firstBit, std::uint32_t groups, std:
 void RequireRetainFieldSize(std::vector<std::uint32_t> const& words) {
   if (words.size() == 2 || words.size() == 3 || words.size() == 5) return;
   throw std::runtime_error(
-      "Unexpected size of 'ccfg.flashProt.chipEraseRetain' returned from device. Expected 2 or 3 32-bit "
-      "words "
-      "(32-bit), but received " +
+      "Unexpected size of 'ccfg.flashProt.chipEraseRetain' returned from device. Expected 2 or 3 "
+      "32-bit words (32-bit), but received " +
       std::to_string(words.size()) + " 32-bit words.");
 }
 

@@ -14,9 +14,8 @@ constexpr char const* s_debuggingNotAllowedHelp[] = {
     "chip):\n",
     "     - Quillon:\n",
     "       - End the current debug session (if any is active).\n",
-    "       - View -> Target Configurations -> Right click on .qtcfg file for your project -> Launch "
-    "Selected "
-    "Configuration.\n",
+    "       - View -> Target Configurations -> Right click on .qtcfg file for your project -> "
+    "Launch Selected Configuration.\n",
     "       - Right click on the 'Debug Probe/Cortex_M0P' and select 'Show all cores'.\n",
     "       - Select the 'Debug Probe/CS_DAP0' item after expanding the 'Non Debuggable Devices' item.\n",
     "       - Scripts -> Serin -> ChipErase  to start Chip erase.\n",

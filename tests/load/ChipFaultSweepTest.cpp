@@ -227,8 +227,7 @@ class Expectation {
                      : GoesOn();
         return Fails(
             "Unexpected size of 'ccfg.flashProt.chipEraseRetain' returned from device. Expected 2 or 3 "
-            "32-bit "
-            "words (32-bit), but received " +
+            "32-bit words (32-bit), but received " +
             std::to_string(count) + " 32-bit words.");
       default: return GoesOn();
     }

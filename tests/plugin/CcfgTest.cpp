@@ -254,8 +254,7 @@ TEST_F(AuthorizationTest, FieldsAreWrittenAndTheirCrcIsRenewed) {
 TEST_F(AuthorizationTest, ABadValueIsToldAndTheImageStays) {
   const std::string badId =
       "Error Password ID property must be 64-bit hex-formatted value. Skipping overwriting Debug "
-      "Authorization "
-      "Configuration.";
+      "Authorization Configuration.";
   const std::string badHash =
       "Error Password Hash property must be valid hex-formatted SHA256 hash.\nSkipping overwriting Debug "
       "Authorization Configuration.";

@@ -43,8 +43,7 @@ TEST_F(FlashUtilTest, RevisionRows) {
   using Rows = std::vector<FlashUtil::RevisionRow>;
   const std::string wrongCount =
       "Property \"DeviceInfoRevisionTranslation\" in Flash Properties XML does not contain the expected "
-      "number "
-      "of entries (N * 3 entries expected)";
+      "number of entries (N * 3 entries expected)";
   const struct {
     const char* value;
     Rows rows;
@@ -74,8 +73,7 @@ TEST_F(FlashUtilTest, SizeRows) {
   // Names the other property on purpose: that is what users know.
   const std::string wrongCount =
       "Property \"DeviceInfoRevisionTranslation\" in Flash Properties XML does not contain the expected "
-      "number "
-      "of entries (N * 4 entries expected)";
+      "number of entries (N * 4 entries expected)";
   const struct {
     const char* value;
     Rows rows;
@@ -162,9 +160,7 @@ TEST(FlashUtilText, OfBytes) {
   const auto text = FlashUtil::ConvertByteVectorToString;
   EXPECT_EQ(text({0x0A, 0xFF}, '-', 16), "0A-FF");
   EXPECT_EQ(text({7, 10, 255}, '-', 10), "07-10-255");
-  EXPECT_EQ(text({1, 2}, '\0', 16), std::string("01\0"
-                                                "02",
-                                                5));
+  EXPECT_EQ(text({1, 2}, '\0', 16), std::string("01") + '\0' + "02");
   EXPECT_EQ(text({}, '-', 8), "");
   EXPECT_EQ(ErrorOf([&] { text({1}, '-', 8); }), "ConvertByteVectorToString() does not support base 8");
 }

@@ -9,12 +9,10 @@ namespace {
 
 const std::string kCcfgLock =
     "The Custom Configuration (CCFG) contain permission settings that can lock the device for further "
-    "debugging "
-    "and flash updates. ";
+    "debugging and flash updates. ";
 const std::string kHint =
     " If current permission settings was intended, the \"Permission check\" option must be disabled to "
-    "program "
-    "current settings.";
+    "program current settings.";
 
 std::string Setting(const std::string& name, const char* reading, const char* expecting) {
   return " Permission setting name: " + name + ", reading 0x" + reading + ", expecting 0x" + expecting + ".";
