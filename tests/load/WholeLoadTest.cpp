@@ -53,10 +53,15 @@ std::vector<Case> Cases() {
   return cases;
 }
 
-std::string CaseName(const testing::TestParamInfo<Case>& info) {
+std::string NameOf(const Case& loadCase) {
   static const char* const s_eraseNames[] = {"NoErase", "ChipErase", "RetainMain", "RetainAll",
                                              "RetainConfiguration"};
-  return TestName(info.param.device + "_" + s_eraseNames[static_cast<int>(info.param.erase)]);
+  return TestName(loadCase.device + "_" + s_eraseNames[static_cast<int>(loadCase.erase)]);
+}
+
+// Without it, a case is printed byte by byte, padding included.
+void PrintTo(const Case& loadCase, std::ostream* out) {
+  *out << NameOf(loadCase);
 }
 
 // One load in preparation, on a chip that already holds something everywhere.
@@ -172,7 +177,8 @@ TEST_P(WholeLoadTest, PutsEveryByteWhereItBelongsAndTellsWhatItLeaves) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllDevices, WholeLoadTest, testing::ValuesIn(Cases()), CaseName);
+INSTANTIATE_TEST_SUITE_P(AllDevices, WholeLoadTest, testing::ValuesIn(Cases()),
+                         [](const auto& test) { return NameOf(test.param); });
 
 class IncompleteLoadTest : public testing::TestWithParam<std::string> {
  protected:

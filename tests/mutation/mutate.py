@@ -147,14 +147,14 @@ def run(command, **options):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("files", nargs="*", type=pathlib.Path, help="default: every .cpp file of source/")
+    parser.add_argument("files", nargs="*", type=pathlib.Path, help="default: every file of source/")
     parser.add_argument("--jobs", type=int, default=2)
     parser.add_argument("--sample", type=int, default=0, metavar="N", help="try only N mutants, drawn at random")
     parser.add_argument("--seed", type=int, default=1, help="of the draw")
     parser.add_argument("--list", action="store_true", help="print the mutants and stop")
     arguments = parser.parse_args()
 
-    files = [file.resolve() for file in arguments.files] or sorted((ROOT / "source").rglob("*.cpp"))
+    files = [file.resolve() for file in arguments.files] or sorted((ROOT / "source").rglob("*.[ch]*"))
     mutants = [mutant for file in files for mutant in mutants_of(file)]
     if arguments.sample and arguments.sample < len(mutants):
         mutants = random.Random(arguments.seed).sample(mutants, arguments.sample)
