@@ -148,6 +148,10 @@ class FlashDeviceTovik {
 
   // --- Boot state and SACI session (BootState.cpp) ---
 
+  // What every caller of ExitSaci grants the boot code; ms.
+  static constexpr std::uint32_t kExitTimeout = 5000;
+  static constexpr std::uint32_t kExitPollInterval = 100;
+
   std::uint32_t ReadReg(std::uint32_t address);
   std::uint32_t ReadBootsta();
   std::uint32_t ReadLifecycle();

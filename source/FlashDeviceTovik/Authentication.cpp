@@ -4,9 +4,6 @@
 
 namespace {
 
-constexpr std::uint32_t kExitTimeout = 5000;  // ms
-constexpr std::uint32_t kExitPollInterval = 100;
-
 // Shown line by line when the target's configuration disables debugging. Users know these texts as they are.
 constexpr char const* s_debuggingNotAllowedHelp[] = {
     "Debugging is not allowed. If this is not expected, check your CCFG.\n",

@@ -104,7 +104,7 @@ RuneValue FlashDeviceTovik::ExecuteRuneFunction(std::string const& name,
   else if (name == s_runeEnterSaci)
     EnterSaci();
   else if (name == s_runeExitSaci)
-    ExitSaci(true, 5000, 100);
+    ExitSaci(true, kExitTimeout, kExitPollInterval);
   else if (name == s_runeSaciAppResetDevice)
     return SaciAppResetDevice(params);
   else

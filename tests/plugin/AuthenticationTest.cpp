@@ -23,6 +23,21 @@ TEST_F(AuthenticationTest, NeedsAConnectedPort) {
   EXPECT_EQ(Deeds(), "");
 }
 
+// Whatever core is current, and each step on its own.
+TEST_F(AuthenticationTest, AsksTheDebugPort) {
+  Device();
+  host.currentCore = "Cortex";
+  EXPECT_EQ(Ensure(0), "0");
+  const std::vector<std::string> port = {"SetCoreById CS_DAP_0", "IsConnected"};
+  const std::vector<std::string> status = {"LookupReg CFGAP_DEVICESTATUS", "ReadReg CFGAP_DEVICESTATUS"};
+  std::vector<std::string> expected;
+  for (const auto& calls : {port, status, status, port, status})
+    expected.insert(expected.end(), calls.begin(), calls.end());
+  ASSERT_GE(host.calls.size(), expected.size());
+  host.calls.resize(expected.size());
+  EXPECT_EQ(Joined(host.calls), Joined(expected));
+}
+
 TEST_F(AuthenticationTest, AnOpenPortIsLeftAlone) {
   host.bootStatus = 0x81;
   EXPECT_EQ(Ensure(1), "0");

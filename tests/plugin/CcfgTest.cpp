@@ -154,12 +154,15 @@ TEST_F(CcfgTest, AUserRecordIsSentAtOncePaddedWithZeros) {
     const char* verifyToggle;
     const char* verification;
   } cases[] = {
-      {kUserRecordSize, "1", "SACI 17/0000 00000000 00000000 00000000 00000000"},
+      {kUserRecordSize, nullptr, "SACI 17/0000 00000000 00000000 00000000 00000000"},
       {5, "1", "SACI 17/0000 00000000 00000000 00000000 00000000"},
       {5, "0", "SACI 17/0002 00000000 00000000 00000000 00000000"},
   };
   for (const auto& c : cases) {
-    host.properties["CcfgVerifyUserRecordCrcToggle"] = c.verifyToggle;
+    if (c.verifyToggle == nullptr)
+      host.properties.erase("CcfgVerifyUserRecordCrcToggle");
+    else
+      host.properties["CcfgVerifyUserRecordCrcToggle"] = c.verifyToggle;
     Device();
     EXPECT_EQ(Start(), "ok");
     host.ForgetCalls();

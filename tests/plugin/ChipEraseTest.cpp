@@ -54,6 +54,7 @@ TEST_F(ChipEraseTest, AnEmptyFieldIsToldWhetherVerboseOrNot) {
   for (const char* verbose : {"0", "1"}) {
     host.properties["FlashVerboseMode"] = verbose;
     EXPECT_EQ(Start(), "ok");
+    EXPECT_EQ(EraseRetaining({1, 0}), "ok");  // forgotten by the next erase
     EXPECT_EQ(EraseRetaining({}), "ok");
     const std::string told =
         "Info No sectors were retained during Chip Erase - only allowed if CCFG is valid";
@@ -70,6 +71,7 @@ TEST_F(ChipEraseTest, AFieldOfAnotherSizeIsRefused) {
         "Unexpected size of 'ccfg.flashProt.chipEraseRetain' returned from device. Expected 2 or 3 32-bit "
         "words (32-bit), but received " +
             std::to_string(count) + " 32-bit words.");
+    EXPECT_EQ(Plot().back(), "SACI 9/0001 5C17E94B");
   }
 }
 

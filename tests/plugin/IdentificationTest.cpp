@@ -100,6 +100,7 @@ TEST_F(IdentificationTest, TheSizeIsTheFirstRowThatMatches) {
       {"any negative number is a wildcard", "-5:-1:*:524288", "512 KB (256 sectors)", {}},
       {"other device", "0xBB78:*:*:1:*:*:*:0x800", "2 KB (1 sectors)", {}},
       {"other part number", "*:0x0204:*:1:*:*:*:0x800", "2 KB (1 sectors)", {}},
+      {"zero is a number", "0xBB77:0x0203:0:1:*:*:*:0x800", "2 KB (1 sectors)", {}},
       {"other variant", "*:*:0x80:1:*:*:*:0x800", "2 KB (1 sectors)", {}},
       {"part of a sector", "*:*:*:0xFFF", "3 KB (1 sectors)", {}},
       {"cut to 32 bits", "*:*:*:0x100000800", "2 KB (1 sectors)", {}},
@@ -145,6 +146,11 @@ TEST_F(IdentificationTest, AnUnknownRamSizeIsToldAndShown) {
   EXPECT_EQ(host.properties["DeviceInfoRAMSize"], "--");
   EXPECT_EQ(Joined(host.Plot({"Info"})),
             Joined({"Info The SRAM size of the target could not be determined."}));
+}
+
+TEST_F(IdentificationTest, ComesAfterInitialization) {
+  EXPECT_EQ(PluginDevice(host).Perform("ReadDeviceInfo"),
+            "Internal error in Flash Loader: The sector size of MAIN flash is not known.");
 }
 
 TEST_F(IdentificationTest, AnyHostFailureReachesTheCaller) {

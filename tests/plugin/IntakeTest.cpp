@@ -125,6 +125,22 @@ TEST_F(IntakeTest, CcfgFollowedByOtpIsSplit) {
   EXPECT_EQ(otp, Bytes(block.begin() + kCcfgSize, block.end()));
 }
 
+// The second half of such a block takes the address behind the first for granted.
+TEST_F(IntakeTest, OtpElsewhereGetsOnlyWhatLiesInIt) {
+  const Bytes block = Pattern(kCcfgSize + kOtpSize);
+  host.properties["OtpBase"] = "0x4E020780";
+  EXPECT_EQ(WriteFirst(kCcfg, block), "ok");
+  EXPECT_EQ(End(), "ok");
+  Bytes otp(0x80);
+  otp.insert(otp.end(), block.begin() + kCcfgSize, block.begin() + kCcfgSize + 0x80);
+  otp.resize(Payload(25).size());
+  EXPECT_EQ(Payload(25), otp);
+
+  host.properties["OtpBase"] = "0x4E020801";
+  EXPECT_EQ(Device().Initialize(), "ok");
+  EXPECT_EQ(WriteFirst(kCcfg, block), "Image data at 0x4E020800 lies below its region");
+}
+
 TEST_F(IntakeTest, AUserRecordTurnsOffEraseAndSectorFilters) {
   host.properties["FlashPagesFilledWith"] = "1";
   host.properties["FlashPagesFilledWithValue"] = "nonsense";
