@@ -101,7 +101,8 @@ class Worker:
     def __init__(self, number):
         self.tree = WORK / str(number) / "tree"
         self.build = WORK / str(number) / "build"
-        shutil.rmtree(self.tree, ignore_errors=True)
+        # With the build: a copy keeps the old dates, so the objects of the last mutant would pass for new.
+        shutil.rmtree(WORK / str(number), ignore_errors=True)
         shutil.copytree(ROOT, self.tree, ignore=shutil.ignore_patterns("build", ".git"))
         run(["cmake", "-S", self.tree, "-B", self.build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
              "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O0",
