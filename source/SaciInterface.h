@@ -105,6 +105,8 @@ class SaciInterface {
   std::uint8_t ReadHsmUpdateStatus(std::string* statusText);
 
  private:
+  static constexpr std::uint32_t kPollInterval = 100;  // ms, in every wait
+
   template <typename Transfer>
   void WithSecApCurrent(Transfer transfer);
 

@@ -69,7 +69,7 @@ std::uint8_t SaciInterface::ProgHsmFw(std::vector<std::uint8_t> const& image) {
   std::vector<std::uint32_t> const words = AsWords(image);
   StartHsmFwStream(words.size());
   WriteTxWords(words.begin(), words.end());
-  WaitForRxDataReady(5000, 100);
+  WaitForRxDataReady(5000, kPollInterval);
   ParseHsmCommandResponse();
   utility->ReportInfo(kCompleted);
   return SACI_RESULT_SUCCESS;
@@ -81,10 +81,10 @@ std::uint8_t SaciInterface::ProgHsmFwBleMid(std::vector<std::uint8_t> const& ima
   StartHsmFwStream(words.size());
   for (std::span<std::uint32_t const> record : records) {
     WriteTxWords(record.begin(), record.end());
-    WaitForSaciToClearCmdWorkingFlag(1000, 100);
+    WaitForSaciToClearCmdWorkingFlag(1000, kPollInterval);
     CheckForHsmFwError();
   }
-  WaitForRxDataReady(5000, 100);
+  WaitForRxDataReady(5000, kPollInterval);
   ParseHsmCommandResponse();
   utility->ReportInfo(kCompleted);
   return SACI_RESULT_SUCCESS;
@@ -96,7 +96,7 @@ void SaciInterface::StartHsmFwStream(std::size_t imageWords) {
   ConstructCommonParam(&cmd.common, SACI_CMD_PROG_HSM_FW, 0);
   cmd.words[0] = static_cast<std::uint32_t>(imageWords);
   SendCmd(cmd);
-  WaitForSaciToClearCmdWorkingFlag(1000, 100);
+  WaitForSaciToClearCmdWorkingFlag(1000, kPollInterval);
 }
 
 void SaciInterface::CheckForHsmFwError() {
@@ -150,7 +150,7 @@ SACI_RESP_T SaciInterface::RequestHsmWords(SACI_CMD_ID_T id) {
   SACI_PARAM_T cmd;
   ConstructCommonParam(&cmd.common, id, 0);
   SendCmd(cmd);
-  WaitForRxDataReady(1000, 100);
+  WaitForRxDataReady(1000, kPollInterval);
   SACI_RESP_T response{};
   ReadResponse(response);
   if (response.cmdId != id)

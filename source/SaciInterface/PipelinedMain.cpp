@@ -43,7 +43,7 @@ std::uint8_t SaciInterface::ProgMainPipelined(std::uint32_t address, std::vector
 
 // Accepts the acknowledgement numbered `newest` or the one before it, and moves `lastAck` there.
 void SaciInterface::ReadPipelinedAck(std::uint64_t newest, std::uint32_t& lastAck) {
-  WaitForRxDataReady(1000, 100);
+  WaitForRxDataReady(1000, kPollInterval);
   SACI_RESP_T response{};
   ReadResponse(response);
   if (response.cmdId != SACI_CMD_PROG_MAIN_PIPELINED)

@@ -148,7 +148,7 @@ void SaciInterface::ConstructCommonParam(SACI_PARAM_COMMON_T* common, SACI_CMD_I
 void SaciInterface::WriteCmdWords(std::vector<std::uint32_t> const& words) {
   if (words.empty())
     throw std::runtime_error("Internal error in Flash Loader: Size of SACI command cannot be zero.");
-  WaitForTxDataEmpty(1000, 100);
+  WaitForTxDataEmpty(1000, kPollInterval);
   WriteTxFlags(kTxCmdStart);
   WriteTxWords(words.begin(), words.begin() + 1);
   if (words.size() == 1) return;
@@ -175,7 +175,7 @@ std::uint8_t SaciInterface::SendCmdAndReadResp(SACI_PARAM_T const& cmd, SACI_RES
   static SACI_RESP_T shared;
   SACI_RESP_T& record = response != nullptr ? *response : shared;
   SendCmd(cmd);
-  WaitForRxDataReady(5000, 100);
+  WaitForRxDataReady(5000, kPollInterval);
   ReadResponse(record);
   if (record.cmdId != cmd.common.cmdId) throw std::runtime_error("Received incorrect command ID from SACI.");
   if (record.respSeqNumber != cmd.common.respSeqNumber)

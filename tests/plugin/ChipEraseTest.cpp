@@ -29,9 +29,9 @@ TEST_F(ChipEraseTest, TheRetainFieldNamesSectors) {
       {Part::CorvelMid, "0x20000", {0x00000000, 0x00000010}, "32-39, "},
       {Part::CorvelHighPg2, "0x80000", {0x80000000, 0x80000000}, "31, 248-255, "},
       {Part::Serin, "0x80000", {0x80000001, 0x08000000}, "0, 31, 248-255, "},
-      {Part::Serin, "0x80000", {0x00000000, 0xF0000000}, nullptr},
+      {Part::Serin, "0x100000", {0x00000000, 0xF0000000}, nullptr},
       {Part::Serin, "0x80000", {0xFFFFFFFF, 0x0FFFFFFF}, "0-255, "},
-      {Part::Serin, "0x100000", {0x00000001, 0x00000000, 0x80000001}, "0, 256-263, 504-511, "},
+      {Part::Serin, "0x110000", {0x00000001, 0x00000000, 0x80000001}, "0, 256-263, 504-511, "},
       {Part::Serin, "0x100000", {0x00000001, 0x00000002, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF}, "0, 40-47, "},
       {Part::Serin, "0x80000", {0x00000002, 0x00000000, 0xFFFFFFFF}, "1, "},  // sectors that do not exist
       {Part::Serin, "0x11800", {0x00000000, 0x00000001}, "32-34, "},          // half a group exists

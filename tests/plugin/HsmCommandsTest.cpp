@@ -117,9 +117,10 @@ TEST_F(HsmCommandsTest, TheRomIsGivenASecondForEachRecord) {
 }
 
 TEST_F(HsmCommandsTest, TheLastRecordIsFollowedByFiveSecondsForTheUpdate) {
-  host.ReplyOnce(kFirmware, {.latePolls = 50});
+  // Two looks at the flags belong to the last record.
+  host.ReplyOnce(kFirmware, {.latePolls = 2 + 50});
   EXPECT_EQ(ProgramRecords(kChain), "ok");
-  host.ReplyOnce(kFirmware, {.latePolls = 60});
+  host.ReplyOnce(kFirmware, {.latePolls = 2 + 51});
   EXPECT_EQ(ProgramRecords(kChain), "Timeout when waiting for SEC-AP RX data to be ready.");
 }
 
@@ -139,12 +140,21 @@ TEST_F(HsmCommandsTest, AnEarlyResponseThatIsNoErrorLetsTheRecordsGoOn) {
   EXPECT_EQ(host.commands[0].streamed.size(), 4U);
 }
 
-TEST_F(HsmCommandsTest, ARecordThatRunsPastTheImageIsNotRead) {
-  for (const Bytes& image : {Image({}), Image({1}), Image({0xA0, 5, 1}), Image({0xA0, 1, 1, 9}),
-                             Bytes{1, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 1, 0, 0, 0},
-                             Bytes{0, 0, 0, 0, 0, 0, 0, 0, 0xFD, 0xFF, 0xFF, 0xFF, 9, 0, 0, 0}}) {
-    EXPECT_NE(ProgramRecords(image), "ok") << image.size();
-    EXPECT_TRUE(host.CommandIds().empty()) << "half an update is worse than none";
+// Half an update is worse than none.
+TEST_F(HsmCommandsTest, ARecordThatRunsPastTheImageIsRefusedBeforeAnythingIsSent) {
+  const struct {
+    Bytes image;
+    const char* offset;  // of the record
+  } rows[] = {{Image({}), "0"},
+              {Image({1}), "0"},
+              {Image({0xA0, 5, 1}), "0"},
+              {Image({0xA0, 1, 1, 9}), "12"},
+              {{1, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 1, 0, 0, 0}, "0"},
+              {{0, 0, 0, 0, 0, 0, 0, 0, 0xFD, 0xFF, 0xFF, 0xFF, 9, 0, 0, 0}, "8"}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(ProgramRecords(row.image), std::string("The record at offset ") + row.offset +
+                                             " of the HSM image runs past the end of the image");
+    EXPECT_TRUE(host.CommandIds().empty());
   }
 }
 

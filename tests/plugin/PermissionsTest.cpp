@@ -69,6 +69,8 @@ TEST_F(PermissionsTest, AnEntryWithoutItsFieldsFails) {
     host.properties["CcfgPermissions"] = list;
     EXPECT_NE(Write(kCcfg, Pattern(0x20)), "ok") << list;
   }
+  EXPECT_EQ(Write(kCcfg, Pattern(0x20)),
+            "Invalid format of the Permissions property: \"seven\" is not a number");
 }
 
 TEST_F(PermissionsTest, ARefusedPieceIsNotStored) {
