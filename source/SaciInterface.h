@@ -110,6 +110,9 @@ class SaciInterface {
   template <typename Transfer>
   void WithSecApCurrent(Transfer transfer);
 
+  // The key and at most `room` bytes of `data`.
+  std::uint8_t SendKeyedData(SACI_CMD_ID_T id, std::uint16_t cmdSpecific,
+                             std::vector<std::uint8_t> const& data, std::size_t room);
   void ReadPipelinedAck(std::uint64_t newest, std::uint32_t& lastAck);
   void StartHsmFwStream(std::size_t imageWords);
   SACI_RESP_T RequestHsmWords(SACI_CMD_ID_T id);

@@ -76,34 +76,27 @@ std::uint8_t SaciInterface::EraseChip(bool retainMainSectors, bool retainCcfgScf
 }
 
 std::uint8_t SaciInterface::ProgCcfgSector(std::vector<std::uint8_t> const& image, bool skipUserRecord) {
-  SACI_PARAM_T cmd;
-  ConstructCommonParam(&cmd.common, SACI_CMD_PROG_CCFG_SECTOR, FlagIf(skipUserRecord, kHeaderBit16));
-  cmd.words[0] = kSaciCommandKey;
-  PutBytes(cmd, 1, image, 2048);
-  return SendCmdAndReadResp(cmd, nullptr);
+  return SendKeyedData(SACI_CMD_PROG_CCFG_SECTOR, FlagIf(skipUserRecord, kHeaderBit16), image, 2048);
 }
 
 std::uint8_t SaciInterface::ProgCcfgUserRecord(std::vector<std::uint8_t> const& record) {
-  SACI_PARAM_T cmd;
-  ConstructCommonParam(&cmd.common, SACI_CMD_PROG_CCFG_USER_RECORD, 0);
-  cmd.words[0] = kSaciCommandKey;
-  PutBytes(cmd, 1, record, 128);
-  return SendCmdAndReadResp(cmd, nullptr);
+  return SendKeyedData(SACI_CMD_PROG_CCFG_USER_RECORD, 0, record, 128);
 }
 
 std::uint8_t SaciInterface::ProgScfgSector(std::vector<std::uint8_t> const& image) {
-  SACI_PARAM_T cmd;
-  ConstructCommonParam(&cmd.common, SACI_CMD_PROG_SCFG_SECTOR, static_cast<std::uint16_t>(image.size()));
-  cmd.words[0] = kSaciCommandKey;
-  PutBytes(cmd, 1, image, 1024);
-  return SendCmdAndReadResp(cmd, nullptr);
+  return SendKeyedData(SACI_CMD_PROG_SCFG_SECTOR, static_cast<std::uint16_t>(image.size()), image, 1024);
 }
 
 std::uint8_t SaciInterface::ProgOtpSector(std::vector<std::uint8_t> const& data) {
+  return SendKeyedData(SACI_CMD_PROG_OTP_SECTOR, static_cast<std::uint16_t>(data.size()), data, 2048);
+}
+
+std::uint8_t SaciInterface::SendKeyedData(SACI_CMD_ID_T id, std::uint16_t cmdSpecific,
+                                          std::vector<std::uint8_t> const& data, std::size_t room) {
   SACI_PARAM_T cmd;
-  ConstructCommonParam(&cmd.common, SACI_CMD_PROG_OTP_SECTOR, static_cast<std::uint16_t>(data.size()));
+  ConstructCommonParam(&cmd.common, id, cmdSpecific);
   cmd.words[0] = kSaciCommandKey;
-  PutBytes(cmd, 1, data, 2048);
+  PutBytes(cmd, 1, data, room);
   return SendCmdAndReadResp(cmd, nullptr);
 }
 
