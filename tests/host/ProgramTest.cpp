@@ -220,10 +220,24 @@ TEST_F(ProgramTest, UnlockNeedsTheRightPassword) {
             0);
   EXPECT_EQ(folder.Run({"unlock", "--chip", chip, "--password", "open sesame!"}).exitCode, 0);
   EXPECT_EQ(folder.Run({"unlock", "--chip", chip, "--password-hex", "6f70656e20736573616d6521"}).exitCode, 0);
-  ProgramRun const wrong = folder.Run({"unlock", "--chip", chip, "--password", "open barley!"});
+  ProgramRun const wrong =
+      folder.Run({"unlock", "--chip", chip, "--password", "open barley!", "--trace", folder.Path("trace")});
   EXPECT_EQ(wrong.exitCode, 1);
   EXPECT_THAT(wrong.err, HasSubstr("Debug authentication failed. Error: Invalid password parameter"));
   EXPECT_THAT(wrong.err, EndsWith("tovik-flash: debugging stays closed\n"));
+
+  // The command carries the first 64 bytes of a longer one; neither they nor the rest may be written down.
+  std::string const longPassword(96, 'q');
+  EXPECT_EQ(folder.Run({"unlock", "--chip", chip, "--password", longPassword, "--trace", folder.Path("long")})
+                .exitCode,
+            1);
+  for (const char* name : {"trace", "long"}) {
+    Bytes const bytes = folder.Read(name);
+    std::string const trace(bytes.begin(), bytes.end());
+    EXPECT_THAT(trace, HasSubstr("(hidden)"));
+    for (const char* secret : {"open barley!", "6f70656e206261726c657921", "qqqq", "71717171"})
+      EXPECT_THAT(trace, Not(HasSubstr(secret)));
+  }
 }
 
 TEST_F(ProgramTest, ListsAndRunsOperationsAndScriptFunctions) {
