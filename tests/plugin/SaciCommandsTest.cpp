@@ -82,6 +82,8 @@ TEST_F(SaciCommandsTest, EachCommandIsTheseWords) {
        Framed({0x0404001A, kKey}, Pattern(1024), 258)},
       {"ProgOtpSector, 8 bytes", [&] { return saci.ProgOtpSector(Pattern(8)); },
        Framed({0x00080019, kKey}, Pattern(8), 514)},
+      {"ProgOtpSector, 1 byte", [&] { return saci.ProgOtpSector(Pattern(1)); },
+       Framed({0x00010019, kKey}, Pattern(1), 514)},
       {"ProgOtpSector, long", [&] { return saci.ProgOtpSector(Pattern(2049)); },
        Framed({0x08010019, kKey}, Pattern(2048), 514)},
       {"ProgMainSector, 16 bytes", [&] { return saci.ProgMainSector(0x12345678, Pattern(16)); },
