@@ -69,13 +69,6 @@ TEST_F(PropertyTest, AMissingPropertyWithoutADefaultIsNamed) {
   }
 }
 
-TEST_F(PropertyTest, AnEmptyErrorTextIsAFailureToo) {
-  host.properties["FlashVerboseMode"] = "1";
-  host.FailNext("ReportInfo", "");
-  EXPECT_EQ(device.Initialize(), "");
-  EXPECT_EQ(Reads("SectorSize"), 0) << "nothing may follow a failed call";
-}
-
 struct HostMemoryTest : testing::Test {
   HostMemoryTest() { host.currentCore = "CS_DAP_0"; }
 

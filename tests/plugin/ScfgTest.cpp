@@ -71,16 +71,6 @@ TEST(ScfgKeyRing, ACopyTooShortForTheRingSurvives) {
   }
 }
 
-TEST_F(ScfgTest, EndingALoadTwiceProgramsTheSame) {
-  EXPECT_EQ(LoadScfg(ScfgWith("kkk")), "ok");
-  const Bytes first = Payload(26);
-  host.ForgetCalls();
-  host.currentCore = "CS_DAP_0";
-  EXPECT_EQ(End(), "ok");
-  EXPECT_EQ(Payload(26), first);
-  EXPECT_EQ(Command(26).Specific(), 364U);
-}
-
 TEST_F(ScfgTest, TheCrcFieldIsRenewedOnRequestByThePartsOwnRange) {
   host.properties["ScfgOverwriteCrcsToggle"] = "1";
   const struct {

@@ -10,17 +10,12 @@
 
 namespace {
 
-constexpr std::uint32_t kKey = 0x5C17E94B;
-constexpr std::uint8_t kIdPipelined = 15;
-constexpr std::uint8_t kIdHsmFirmware = 33;
-
 // Positions stand for addresses, 4 bytes apart from kFirstRegister on.
 constexpr std::array<const char*, 6> s_registerNames = {
     "SECAP_TXCTL", "SECAP_RXCTL", "SECAP_RSTCTL", "CFGAP_DEVICESTATUS", "CFGAP_DEVICEID", "CFGAP_PARTID"};
 constexpr unsigned long long kFirstRegister = 0x0F000000;
 
 constexpr std::size_t kElementsShown = 8;
-constexpr std::size_t kWordsTold = 6;  // header included
 
 std::string Hex(std::uint64_t value, int digits = 0) {
   char text[24];
@@ -39,36 +34,7 @@ std::string MemoryLine(const char* call, const std::string& core, std::uint64_t 
          std::to_string(size) + " x" + std::to_string(count);
 }
 
-bool StartsWith(const std::string& text, const std::string& prefix) {
-  return text.compare(0, prefix.size(), prefix) == 0;
-}
-
-bool StartsWithAny(const std::string& text, const std::vector<std::string>& prefixes) {
-  return std::any_of(prefixes.begin(), prefixes.end(),
-                     [&](const std::string& prefix) { return StartsWith(text, prefix); });
-}
-
-std::string CommandLine(const SaciCommand& command) {
-  char text[24];
-  std::snprintf(text, sizeof text, "SACI %u/%04X", unsigned{command.Id()}, unsigned{command.Specific()});
-  std::string line = text;
-  if (command.words.size() > kWordsTold) return line + " " + std::to_string(command.words.size()) + " words";
-  for (std::size_t i = 1; i < command.words.size(); ++i) line += " " + Hex(command.words[i], 8);
-  return line;
-}
-
-bool IsKeyed(std::uint8_t id) {
-  static const std::set<std::uint8_t> keyed = {9, 28, 12, 13, 14, 15, 25, 26};
-  return keyed.count(id) != 0;
-}
-
 }  // namespace
-
-std::string Joined(const std::vector<std::string>& lines) {
-  std::string text;
-  for (const std::string& line : lines) text += line + "\n";
-  return text;
-}
 
 template <std::size_t position>
 void FakeHost::Reserved() {
@@ -238,7 +204,7 @@ const char* FakeHost::Begin(const std::string& line) {
     return Refuse(failText);
   }
   const auto prefix = std::find_if(failPrefixes.begin(), failPrefixes.end(),
-                                   [&](const auto& entry) { return StartsWith(line, entry.first); });
+                                   [&](const auto& entry) { return line.starts_with(entry.first); });
   if (prefix == failPrefixes.end()) return nullptr;
   faultInjected = true;
   const char* error = Refuse(prefix->second);
@@ -305,22 +271,6 @@ std::uint64_t FakeHost::RegisterValue(const std::string& name) {
   return constant == registers.end() ? 0 : constant->second;
 }
 
-std::uint32_t FakeHost::RxFlags() {
-  std::uint32_t flags = 0;
-  if (workingLeft != 0) {
-    --workingLeft;
-    flags |= 4;
-  }
-  if (responses.empty()) return flags;
-  Response& response = responses.front();
-  if (response.latePolls != 0) {
-    --response.latePolls;
-    return flags;
-  }
-  response.seenReady = true;
-  return flags | 1 | (response.early ? 8U : 0U);
-}
-
 const char* FakeHost::ReadMemory(void* elements, std::size_t count, std::uint64_t address, int page,
                                  std::size_t size) {
   const std::string line = MemoryLine("ReadMemory", currentCore, address, page, size, count);
@@ -383,180 +333,4 @@ const char* FakeHost::WriteMemory(const void* elements, std::size_t count, std::
   if (count != 0) std::memcpy(words.data(), bytes, 4 * count);
   ReceiveWords(words);
   return nullptr;
-}
-
-std::size_t FakeHost::ExpectedWords(const SaciCommand& command) const {
-  const std::size_t specific = command.Specific();
-  switch (command.Id()) {
-    case 6: return std::min<std::size_t>(specific + 1, 17);
-    case 9:
-    case 27:
-    case 28:
-    case 33: return 2;
-    case 12: return 2 + ccfgSize / 4;
-    case 13: return 2 + ccfgUserRecordSize / 4;
-    case 14: return std::min<std::size_t>((specific + 15) / 4, 3 + mainSectorSize / 4);
-    case 15: return 3;
-    case 16: return 4;
-    case 17: return 5;
-    case 25: return 514;
-    case 26: return 2 + scfgSize / 4;
-    default: return 1;
-  }
-}
-
-void FakeHost::ReceiveWords(const Words& words) {
-  const bool scripted = registerScripts.count("CFGAP_DEVICESTATUS") != 0;
-  if (bootStatus != 0x20 && !scripted) ADD_FAILURE() << "SACI words while the ROM is not in SACI";
-  if ((txFlags & 2) != 0) {
-    if (commandOpen && !faultInjected) ADD_FAILURE() << "the command before was cut short";
-    EXPECT_EQ(words.size(), 1U) << "the start flag belongs to the header alone";
-    if (!responses.empty() && !faultInjected) ADD_FAILURE() << "a response was left unread";
-    commands.push_back({words, {}});
-    commandOpen = true;
-    streaming = false;
-  } else if (commandOpen) {
-    Words& sent = commands.back().words;
-    sent.insert(sent.end(), words.begin(), words.end());
-  } else if (streaming) {
-    ReceiveStream(words);
-    return;
-  } else {
-    ADD_FAILURE() << "words without a command";
-    return;
-  }
-  const std::size_t expected = ExpectedWords(commands.back());
-  EXPECT_LE(commands.back().words.size(), expected) << CommandLine(commands.back());
-  if (commands.back().words.size() == expected) CompleteCommand();
-}
-
-void FakeHost::CompleteCommand() {
-  commandOpen = false;
-  const SaciCommand command = commands.back();
-  onCommand(command);
-  const std::uint8_t id = command.Id();
-  streaming = id == kIdPipelined || id == kIdHsmFirmware;
-  wordsStreamed = 0;
-  if (streaming) {
-    workingLeft = id == kIdHsmFirmware ? workingPolls : 0;
-    if (id == kIdHsmFirmware) ReceiveStream({});
-    return;
-  }
-  if (id == 20 && (command.Specific() & 1) == 0) return RestartRom(bootStatusAfterResetRequest);
-
-  SaciReply reply = TakeReply(id);
-  if (IsKeyed(id) && command.words[1] != kKey) reply = {.result = 131};
-  QueueResponse(reply, id, command.Sequence());
-  if (reply.result != 0) return;
-  if (id == 7) bootStatus = bootStatusAfterHalt;
-  if (id == 21) bootStatus = bootStatusAfterRun;
-}
-
-void FakeHost::ReceiveStream(const Words& words) {
-  SaciCommand& command = commands.back();
-  const std::uint8_t id = command.Id();
-  if (!words.empty()) command.streamed.push_back(words);
-  wordsStreamed += words.size();
-  if (id == kIdPipelined) {
-    const std::size_t chunk = command.streamed.size() - 1;
-    SaciReply reply = TakeReply(id);
-    if (command.words[1] != kKey) reply = {.result = 131};
-    return QueueResponse(reply, id, static_cast<std::uint8_t>(command.Sequence() + chunk));
-  }
-
-  workingLeft = workingPolls;
-  std::deque<SaciReply>& queued = queuedReplies[id];
-  if (!queued.empty() && queued.front().earlyAfterPieces == command.streamed.size()) {
-    QueueResponse(TakeReply(id), id, command.Sequence());
-  }
-  if (wordsStreamed >= command.words[1]) QueueResponse(TakeReply(id), id, command.Sequence());
-}
-
-SaciReply FakeHost::TakeReply(std::uint8_t id) {
-  std::deque<SaciReply>& queued = queuedReplies[id];
-  if (!queued.empty()) {
-    SaciReply reply = std::move(queued.front());
-    queued.pop_front();
-    return reply;
-  }
-  const auto standing = standingReplies.find(id);
-  return standing == standingReplies.end() ? SaciReply{} : standing->second;
-}
-
-void FakeHost::QueueResponse(const SaciReply& reply, std::uint8_t id, std::uint8_t sequence) {
-  if (reply.silent) return;
-  Response response;
-  response.latePolls = reply.latePolls;
-  response.early = reply.earlyAfterPieces.has_value();
-  const auto count = reply.count.value_or(static_cast<std::uint8_t>(reply.data.size()));
-  response.words.push_back(static_cast<std::uint32_t>(reply.id.value_or(id)) |
-                           static_cast<std::uint32_t>(reply.sequence.value_or(sequence)) << 8 |
-                           static_cast<std::uint32_t>(reply.result) << 16 |
-                           static_cast<std::uint32_t>(count) << 24);
-  response.words.insert(response.words.end(), reply.data.begin(), reply.data.end());
-  responses.push_back(std::move(response));
-}
-
-void FakeHost::RestartRom(std::uint8_t newBootStatus) {
-  bootStatus = newBootStatus;
-  txFlags = 0;
-  commandOpen = false;
-  streaming = false;
-  workingLeft = 0;
-  responses.clear();
-}
-
-std::vector<std::string> FakeHost::Plot() const {
-  std::vector<std::string> plot;
-  std::string core = "(first core)";
-  std::size_t command = 0;      // the next one
-  std::size_t wordsToCome = 0;  // of the one before
-  bool header = false;
-  for (const std::string& call : calls) {
-    if (StartsWith(call, "SetCore ")) core = call.substr(8);
-    if (StartsWith(call, "SetCoreById ")) core = call.substr(12);
-    if (call == "WriteReg SECAP_TXCTL 0x2") header = true;
-    if (StartsWith(call, "WriteMemory SEC_AP")) {
-      if (header) {
-        const SaciCommand& sent = commands.at(command++);
-        plot.push_back(CommandLine(sent));
-        wordsToCome = sent.words.size() - 1;
-      } else if (wordsToCome != 0) {
-        wordsToCome = 0;
-      } else {
-        const std::size_t count = call.find(" x") + 2;
-        plot.push_back("stream " + call.substr(count, call.find(':') - count));
-      }
-      header = false;
-      continue;
-    }
-    if (StartsWith(call, "Report")) {
-      plot.push_back(call.substr(6));
-    } else if (StartsWith(call, "SetProperty DeviceInfo")) {
-      if (StartsWith(call, "SetProperty DeviceInfoRevision")) plot.emplace_back("identify");
-    } else if (StartsWithAny(call, {"SetProperty", "Sleep", "ResetTarget", "WriteMemory", "ReadMemory"})) {
-      if (!StartsWith(call, "ReadMemory SEC_AP")) plot.push_back(call);
-    } else if (core == "SEC_AP" && !StartsWith(call, "Disconnect")) {
-      continue;  // of a transfer
-    } else if (StartsWith(call, "WriteReg SECAP_RSTCTL")) {
-      plot.push_back(core);
-      plot.back().append(" reset request").append(call, 21);
-    } else if (StartsWithAny(call, {"Connect", "Disconnect", "ReConnect"})) {
-      plot.push_back(core);
-      plot.back().append(" ").append(call);
-    }
-  }
-  return plot;
-}
-
-std::vector<std::string> FakeHost::Plot(const std::vector<std::string>& prefixes) const {
-  std::vector<std::string> plot = Plot();
-  std::erase_if(plot, [&](const std::string& line) { return !StartsWithAny(line, prefixes); });
-  return plot;
-}
-
-std::vector<std::uint8_t> FakeHost::CommandIds() const {
-  std::vector<std::uint8_t> ids;
-  for (const SaciCommand& command : commands) ids.push_back(command.Id());
-  return ids;
 }

@@ -82,8 +82,8 @@ class FakeHost {
   std::uint32_t scfgSize = 1024;
 
   unsigned txFullPolls = 0;  // reads of SECAP_TXCTL that still show the data word full
-  unsigned workingPolls =
-      0;  // after each transfer of an id 33 exchange: reads of SECAP_RXCTL with CMD_WORKING
+  // Reads of SECAP_RXCTL with CMD_WORKING after each transfer of an id 33 exchange.
+  unsigned workingPolls = 0;
 
   // Values for the next reads of a register; the last one stays.
   void ScriptRegister(const std::string& name, std::deque<std::uint64_t> values);
