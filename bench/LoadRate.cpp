@@ -2,12 +2,12 @@
 
 #include <stdexcept>
 
-#include "FlashProperties.h"
-#include "HostServices.h"
-#include "ImagePlan.h"
-#include "LoadSession.h"
-#include "PropertyStore.h"
-#include "SimulatedProbe.h"
+#include "host/device/FlashProperties.h"
+#include "host/device/PropertyStore.h"
+#include "host/load/LoadSession.h"
+#include "host/plan/ImagePlan.h"
+#include "host/plugin/HostServices.h"
+#include "host/probe/simulated/SimulatedProbe.h"
 #include "simulator/ProbeTiming.h"
 
 namespace bench {

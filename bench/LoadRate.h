@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "PluginLibrary.h"
+#include "host/plugin/PluginLibrary.h"
 
 namespace bench {
 

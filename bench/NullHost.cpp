@@ -47,23 +47,23 @@ constexpr std::uint32_t kPipelinedId = 15;
 struct NullHost::Entries {
   static NullHost& Self(HostObject* object) { return static_cast<NullHost&>(*object); }
 
-  static const char* Count(HostObject* object) {
+  const static char* Count(HostObject* object) {
     ++Self(object).calls;
     return nullptr;
   }
-  static const char* CountRoundTrip(HostObject* object) {
+  const static char* CountRoundTrip(HostObject* object) {
     ++Self(object).roundTrips;
     return Count(object);
   }
 
-  static const char* GetValueOfProperty(HostObject* object, const char* name) {
+  const static char* GetValueOfProperty(HostObject* object, const char* name) {
     ++Self(object).calls;
     for (const auto& property : s_properties)
       if (property.name == name) return property.value;
     return nullptr;
   }
 
-  static const char* LookupReg(HostObject* object, const char* name, Debugger::Address* address) {
+  const static char* LookupReg(HostObject* object, const char* name, Debugger::Address* address) {
     for (unsigned int i = 0; i < std::size(s_registers); ++i) {
       if (s_registers[i].name != name) continue;
       *address = Debugger::Address(i);
@@ -71,16 +71,16 @@ struct NullHost::Entries {
     }
     return "no such register";
   }
-  static const char* ReadReg(HostObject* object, Debugger::Address address, unsigned long long* value) {
+  const static char* ReadReg(HostObject* object, Debugger::Address address, unsigned long long* value) {
     *value = s_registers[Extract(address)].value;
     return CountRoundTrip(object);
   }
-  static const char* WriteReg(HostObject* object, Debugger::Address address, unsigned long long value) {
+  const static char* WriteReg(HostObject* object, Debugger::Address address, unsigned long long value) {
     if (Extract(address) == kTxCtl) Self(object).startFlag = value == 2;
     return CountRoundTrip(object);
   }
 
-  static const char* WriteMemory(HostObject* object, const void* elements, std::size_t, Debugger::Address,
+  const static char* WriteMemory(HostObject* object, const void* elements, std::size_t, Debugger::Address,
                                  int, std::size_t) {
     NullHost& self = Self(object);
     if (self.startFlag) {
@@ -92,7 +92,7 @@ struct NullHost::Entries {
     return CountRoundTrip(object);
   }
   // Every answer is one header word: success without data. A pipelined transfer counts on by itself.
-  static const char* ReadMemory(HostObject* object, void* elements, std::size_t, Debugger::Address, int,
+  const static char* ReadMemory(HostObject* object, void* elements, std::size_t, Debugger::Address, int,
                                 std::size_t) {
     NullHost& self = Self(object);
     const std::uint32_t header = self.command | (self.sequence & 0xFF) << 8;
@@ -101,7 +101,7 @@ struct NullHost::Entries {
     return CountRoundTrip(object);
   }
 
-  static const char* IsConnected(HostObject* object, bool* connected) {
+  const static char* IsConnected(HostObject* object, bool* connected) {
     *connected = true;
     return Count(object);
   }
@@ -130,7 +130,7 @@ struct NullHost::Entries {
 };
 
 NullHost::NullHost() : HostObject{nullptr} {
-  static const HostFunctionTable s_table = Entries::Table();
+  const static HostFunctionTable s_table = Entries::Table();
   table = &s_table;
 }
 

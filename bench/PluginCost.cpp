@@ -6,8 +6,8 @@
 #include <stdexcept>
 
 #include "CountedHeap.h"
-#include "ImagePlan.h"
 #include "NullHost.h"
+#include "host/plan/ImagePlan.h"
 #include "source/Crc32.h"
 
 namespace bench {

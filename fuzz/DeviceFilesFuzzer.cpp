@@ -3,10 +3,10 @@
 #include <string>
 #include <string_view>
 
-#include "FlashProperties.h"
-#include "InputError.h"
 #include "Require.h"
-#include "SimulatedProbe.h"
+#include "host/device/FlashProperties.h"
+#include "host/device/InputError.h"
+#include "host/probe/simulated/SimulatedProbe.h"
 
 // Arbitrary text as a Flash Properties XML file beside the real ones, whose settings it can include. It is
 // refused with one line that names the file, or it describes a device that can be relied upon.

@@ -110,7 +110,7 @@ struct HostileHost::Entries {
   static HostileHost& Self(HostObject* object) { return static_cast<HostileHost&>(*object); }
   static bool IsDebugPort(const char* core) { return std::string_view(core) == "CS_DAP_0"; }
 
-  static const char* GetValueOfProperty(HostObject* object, const char* name) {
+  const static char* GetValueOfProperty(HostObject* object, const char* name) {
     HostileHost& self = Self(object);
     const Lie lie = self.Begin(false);
     if (lie == Lie::None) return self.honest.table->getValueOfProperty(&self.honest, name);
@@ -121,19 +121,19 @@ struct HostileHost::Entries {
     return self.text.c_str();
   }
 
-  static const char* SetValueOfProperty(HostObject* object, const char* name, const char* value) {
+  const static char* SetValueOfProperty(HostObject* object, const char* name, const char* value) {
     HostileHost& self = Self(object);
     RequireNoSecret(value);
     return self.Answer(false,
                        [&] { return self.honest.table->setValueOfProperty(&self.honest, name, value); });
   }
 
-  static const char* ResetTarget(HostObject* object, int kind) {
+  const static char* ResetTarget(HostObject* object, int kind) {
     HostileHost& self = Self(object);
     return self.Answer(false, [&] { return self.honest.table->resetTarget(&self.honest, kind); });
   }
 
-  static const char* ReadMemory(HostObject* object, void* elements, std::size_t count,
+  const static char* ReadMemory(HostObject* object, void* elements, std::size_t count,
                                 Debugger::Address address, int page, std::size_t elementSize) {
     HostileHost& self = Self(object);
     std::memset(elements, 0, count * elementSize);
@@ -151,7 +151,7 @@ struct HostileHost::Entries {
     return error;
   }
 
-  static const char* WriteMemory(HostObject* object, const void* elements, std::size_t count,
+  const static char* WriteMemory(HostObject* object, const void* elements, std::size_t count,
                                  Debugger::Address address, int page, std::size_t elementSize) {
     HostileHost& self = Self(object);
     const char* error = self.Answer(false, [&] {
@@ -161,75 +161,75 @@ struct HostileHost::Entries {
     return error;
   }
 
-  static const char* LookupReg(HostObject* object, const char* name, Debugger::Address* address) {
+  const static char* LookupReg(HostObject* object, const char* name, Debugger::Address* address) {
     HostileHost& self = Self(object);
     return self.Answer(
         false, [&] { return self.honest.table->lookupReg(&self.honest, name, address); },
         [&] { *address = Debugger::Address(self.answers.Word()); });
   }
 
-  static const char* ReadReg(HostObject* object, Debugger::Address address, unsigned long long* value) {
+  const static char* ReadReg(HostObject* object, Debugger::Address address, unsigned long long* value) {
     HostileHost& self = Self(object);
     return self.Answer(
         false, [&] { return self.honest.table->readReg(&self.honest, address, value); },
         [&] { *value = self.answers.Word(); });
   }
 
-  static const char* WriteReg(HostObject* object, Debugger::Address address, unsigned long long value) {
+  const static char* WriteReg(HostObject* object, Debugger::Address address, unsigned long long value) {
     HostileHost& self = Self(object);
     return self.Answer(false, [&] { return self.honest.table->writeReg(&self.honest, address, value); });
   }
 
-  static const char* ReportError(HostObject* object, const char* message) {
+  const static char* ReportError(HostObject* object, const char* message) {
     HostileHost& self = Self(object);
     RequireNoSecret(message);
     return self.Answer(false, [&] { return self.honest.table->reportError(&self.honest, message); });
   }
 
-  static const char* ReportInfo(HostObject* object, const char* message) {
+  const static char* ReportInfo(HostObject* object, const char* message) {
     HostileHost& self = Self(object);
     RequireNoSecret(message);
     return self.Answer(false, [&] { return self.honest.table->reportInfo(&self.honest, message); });
   }
 
-  static const char* Sleep(HostObject* object, unsigned int milliseconds) {
+  const static char* Sleep(HostObject* object, unsigned int milliseconds) {
     HostileHost& self = Self(object);
     return self.Answer(false, [&] { return self.honest.table->sleep(&self.honest, milliseconds); });
   }
 
-  static const char* SetCore(HostObject* object, const char* name) {
+  const static char* SetCore(HostObject* object, const char* name) {
     HostileHost& self = Self(object);
     return self.Answer(false, [&] { return self.honest.table->setCore(&self.honest, name); });
   }
 
-  static const char* Disconnect(HostObject* object, bool option) {
+  const static char* Disconnect(HostObject* object, bool option) {
     HostileHost& self = Self(object);
     return self.Answer(false, [&] { return self.honest.table->disconnect(&self.honest, option); });
   }
 
-  static const char* IsConnected(HostObject* object, bool* connected) {
+  const static char* IsConnected(HostObject* object, bool* connected) {
     HostileHost& self = Self(object);
     return self.Answer(
         false, [&] { return self.honest.table->isConnected(&self.honest, connected); },
         [&] { *connected = !*connected; });
   }
 
-  static const char* SetCoreById(HostObject* object, const char* id) {
+  const static char* SetCoreById(HostObject* object, const char* id) {
     HostileHost& self = Self(object);
     return self.Answer(IsDebugPort(id), [&] { return self.honest.table->setCoreById(&self.honest, id); });
   }
 
-  static const char* Connect(HostObject* object, bool option) {
+  const static char* Connect(HostObject* object, bool option) {
     HostileHost& self = Self(object);
     return self.Answer(false, [&] { return self.honest.table->connect(&self.honest, option); });
   }
 
-  static const char* ReConnect(HostObject* object) {
+  const static char* ReConnect(HostObject* object) {
     HostileHost& self = Self(object);
     return self.Answer(false, [&] { return self.honest.table->reConnect(&self.honest); });
   }
 
-  static const HostFunctionTable s_table;
+  const static HostFunctionTable s_table;
 };
 
 const HostFunctionTable HostileHost::Entries::s_table = {

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "ByteSource.h"
-#include "ImageFile.h"
-#include "ImagePlan.h"
-#include "InputError.h"
 #include "Require.h"
+#include "host/device/InputError.h"
+#include "host/image/ImageFile.h"
+#include "host/plan/ImagePlan.h"
 
 // Arbitrary bytes as an image file. It is refused with one line, or its bytes have addresses: then the plan
 // of a load holds each of them once, and the same bytes written as Intel HEX are the same image.
@@ -100,7 +100,7 @@ void CheckPlan(const host::ImageFile& image, const Memory& memory, host::PluginC
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  constexpr const char* kNames[] = {"image", "image.elf", "image.hex", "image.s19", "image.bin"};
+  const constexpr char* kNames[] = {"image", "image.elf", "image.hex", "image.s19", "image.bin"};
   constexpr std::size_t kLargest = 0x4000;  // a map of single bytes is slow
   ByteSource input({data, std::min(size, kLargest)});
   const std::uint8_t choice = input.Byte();

@@ -8,13 +8,13 @@
 #include <vector>
 
 #include "ByteSource.h"
-#include "FlashProperties.h"
-#include "HostServices.h"
 #include "HostileHost.h"
 #include "IFlashDevice2.h"
-#include "PropertyStore.h"
 #include "Require.h"
-#include "SimulatedProbe.h"
+#include "host/device/FlashProperties.h"
+#include "host/device/PropertyStore.h"
+#include "host/plugin/HostServices.h"
+#include "host/probe/simulated/SimulatedProbe.h"
 
 // The whole plug-in between a hostile host and a hostile chip: what a debugger asks of it, in any order and
 // with any arguments, while the host and, through it, the chip give any answer. Whatever happened, the same
@@ -259,7 +259,7 @@ class Session {
   }
 
   void ProvideHsmImage() {
-    static const ImageInMemory image;
+    const static ImageInMemory image;
     const std::uint8_t choice = operations.Byte();
     image.Fill(operations.Take(choice >> 1));
     settings.Set("HsmImagePath", (choice & 1) != 0 ? image.Path() : "/nonexistent");
@@ -300,7 +300,7 @@ class Session {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const std::vector<host::DeviceDescription> devices = ReadDevices();
+  const static std::vector<host::DeviceDescription> devices = ReadDevices();
   ByteSource input({data, size});
   const host::DeviceDescription& device = devices[input.Byte() % devices.size()];
   const ByteSource operations(input.Take(input.Byte()));

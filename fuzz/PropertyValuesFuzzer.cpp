@@ -30,14 +30,14 @@ class OnePropertyHost : public HostObject {
 
  private:
   static OnePropertyHost& Self(HostObject* object) { return static_cast<OnePropertyHost&>(*object); }
-  static const char* GetValueOfProperty(HostObject* object, const char*) {
+  const static char* GetValueOfProperty(HostObject* object, const char*) {
     return Self(object).value.c_str();
   }
-  static const char* ReportError(HostObject* object, const char*) {
+  const static char* ReportError(HostObject* object, const char*) {
     ++Self(object).errorsReported;
     return nullptr;
   }
-  static const HostFunctionTable s_table;
+  const static HostFunctionTable s_table;
 };
 
 const HostFunctionTable OnePropertyHost::s_table = [] {

@@ -19,7 +19,7 @@ namespace {
 
 using namespace fuzz;
 
-constexpr const char* kTxControl = "SECAP_TXCTL";
+const constexpr char* kTxControl = "SECAP_TXCTL";
 constexpr std::uint8_t kPipelinedId = 15;
 constexpr std::uint8_t kFirmwareId = 33;
 
@@ -40,15 +40,15 @@ class WordPort : public HostObject {
   static constexpr unsigned kMostTransfers = 2000;
 
   static WordPort& Self(HostObject* object) { return static_cast<WordPort&>(*object); }
-  static const char* CountTransfer(WordPort& self) {
+  const static char* CountTransfer(WordPort& self) {
     Require(self.core == "SEC_AP", "words go through the security access port");
     return ++self.transfers > kMostTransfers ? "the port is worn out" : nullptr;
   }
-  static const char* LookupReg(HostObject*, const char* name, Debugger::Address* address) {
+  const static char* LookupReg(HostObject*, const char* name, Debugger::Address* address) {
     *address = Debugger::Address(std::strcmp(name, kTxControl) == 0 ? kTxControlAddress : kRxControlAddress);
     return nullptr;
   }
-  static const char* ReadReg(HostObject* object, Debugger::Address address, unsigned long long* value) {
+  const static char* ReadReg(HostObject* object, Debugger::Address address, unsigned long long* value) {
     WordPort& self = Self(object);
     Require(self.core == "CS_DAP_0", "registers are read through the debug port");
     const bool isTx = Extract(address) == kTxControlAddress;
@@ -56,8 +56,8 @@ class WordPort : public HostObject {
     *value = self.honestFlags ? (isTx ? 0U : kReady) : self.words.Byte();
     return nullptr;
   }
-  static const char* WriteReg(HostObject*, Debugger::Address, unsigned long long) { return nullptr; }
-  static const char* WriteMemory(HostObject* object, const void* elements, std::size_t count,
+  const static char* WriteReg(HostObject*, Debugger::Address, unsigned long long) { return nullptr; }
+  const static char* WriteMemory(HostObject* object, const void* elements, std::size_t count,
                                  Debugger::Address, int, std::size_t) {
     WordPort& self = Self(object);
     const std::size_t before = self.sent.size();
@@ -65,7 +65,7 @@ class WordPort : public HostObject {
     std::memcpy(&self.sent[before], elements, count * sizeof(std::uint32_t));
     return CountTransfer(self);
   }
-  static const char* ReadMemory(HostObject* object, void* elements, std::size_t count, Debugger::Address, int,
+  const static char* ReadMemory(HostObject* object, void* elements, std::size_t count, Debugger::Address, int,
                                 std::size_t) {
     WordPort& self = Self(object);
     for (std::size_t i = 0; i < count; ++i) {
@@ -75,17 +75,17 @@ class WordPort : public HostObject {
     }
     return CountTransfer(self);
   }
-  static const char* Report(HostObject*, const char*) { return nullptr; }
-  static const char* Sleep(HostObject*, unsigned) { return nullptr; }
-  static const char* SetCoreById(HostObject* object, const char* id) {
+  const static char* Report(HostObject*, const char*) { return nullptr; }
+  const static char* Sleep(HostObject*, unsigned) { return nullptr; }
+  const static char* SetCoreById(HostObject* object, const char* id) {
     Self(object).core = id;
     return nullptr;
   }
-  static const char* IsConnected(HostObject*, bool* connected) {
+  const static char* IsConnected(HostObject*, bool* connected) {
     *connected = true;
     return nullptr;
   }
-  static const HostFunctionTable s_table;
+  const static HostFunctionTable s_table;
 
   ByteSource words;
   bool honestFlags;

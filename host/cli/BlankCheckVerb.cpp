@@ -1,7 +1,7 @@
 #include <CLI/CLI.hpp>
 
-#include "PluginRun.h"
-#include "Verbs.h"
+#include "host/cli/PluginRun.h"
+#include "host/cli/Verbs.h"
 
 namespace host::cli {
 

@@ -2,11 +2,11 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include "../FlashProperties.h"
-#include "ExitCode.h"
-#include "Locations.h"
-#include "Output.h"
-#include "Verbs.h"
+#include "host/cli/ExitCode.h"
+#include "host/cli/Locations.h"
+#include "host/cli/Output.h"
+#include "host/cli/Verbs.h"
+#include "host/device/FlashProperties.h"
 
 namespace host::cli {
 
@@ -15,7 +15,7 @@ namespace {
 int Devices(const Options& options) {
   Json list = Json::array();
   for (const std::filesystem::path& file : ListDeviceFiles(DevicesFolder())) {
-    DeviceDescription const device = ReadDeviceDescription(file);
+    const DeviceDescription device = ReadDeviceDescription(file);
     if (options.json) {
       list.push_back({{"name", device.name},
                       {"family", device.family},

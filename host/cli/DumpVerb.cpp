@@ -7,12 +7,12 @@
 #include <memory>
 #include <string_view>
 
-#include "../InputError.h"
-#include "../SimulatedProbe.h"
-#include "ExitCode.h"
-#include "Output.h"
-#include "Target.h"
-#include "Verbs.h"
+#include "host/cli/ExitCode.h"
+#include "host/cli/Output.h"
+#include "host/cli/Target.h"
+#include "host/cli/Verbs.h"
+#include "host/device/InputError.h"
+#include "host/probe/simulated/SimulatedProbe.h"
 
 namespace host::cli {
 
@@ -38,10 +38,10 @@ bool WriteAll(const std::vector<std::uint8_t>& bytes, std::FILE* file) {
 int Dump(const Options& options, const DumpOptions& dump) {
   if (!std::filesystem::exists(options.target.chip))
     throw InputError(fmt::format("chip file {}: no such file", options.target.chip));
-  DeviceDescription const device = ReadDevice(options.target);
+  const DeviceDescription device = ReadDevice(options.target);
   SimulatedChipOptions chip;
   chip.file = options.target.chip;
-  ChipPicture const picture = SimulatedProbe(device, chip).Picture();
+  const ChipPicture picture = SimulatedProbe(device, chip).Picture();
   const std::vector<std::uint8_t>& bytes = BytesOf(picture, dump.region);
   if (bytes.empty()) throw InputError(fmt::format("{} has no {}", device.name, dump.region));
 
@@ -50,7 +50,7 @@ int Dump(const Options& options, const DumpOptions& dump) {
     Complain(fmt::format("standard output: {}", std::strerror(errno)));
     return kFailed;
   }
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> const file(std::fopen(dump.output.c_str(), "wb"),
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(dump.output.c_str(), "wb"),
                                                              &std::fclose);
   if (!file) throw InputError(fmt::format("{}: {}", dump.output, std::strerror(errno)));
   if (WriteAll(bytes, file.get())) return kDone;

@@ -1,8 +1,8 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
-#include "PluginRun.h"
-#include "Verbs.h"
+#include "host/cli/PluginRun.h"
+#include "host/cli/Verbs.h"
 
 namespace host::cli {
 

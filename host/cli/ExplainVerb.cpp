@@ -4,17 +4,17 @@
 
 #include <memory>
 
-#include "../Explanation.h"
-#include "ExitCode.h"
-#include "Output.h"
-#include "Verbs.h"
+#include "host/cli/ExitCode.h"
+#include "host/cli/Output.h"
+#include "host/cli/Verbs.h"
+#include "host/report/Explanation.h"
 
 namespace host::cli {
 
 namespace {
 
 int ExplainText(const Options& options, const std::string& question) {
-  std::vector<Explanation> const found = Explain(question);
+  const std::vector<Explanation> found = Explain(question);
   if (options.json) {
     Json list = Json::array();
     for (const Explanation& explanation : found)
@@ -25,7 +25,7 @@ int ExplainText(const Options& options, const std::string& question) {
     PrintJson(list);
   } else {
     for (const Explanation& explanation : found) {
-      std::string const code =
+      const std::string code =
           explanation.code < 0 ? "" : fmt::format("{} (0x{:02X}): ", explanation.code, explanation.code);
       fmt::print("{}{}\n  What it means: {}\n  What to do:    {}\n", code, explanation.text,
                  explanation.meaning, explanation.remedy);

@@ -4,9 +4,9 @@
 #include <filesystem>
 #include <memory>
 
-#include "../InputError.h"
-#include "PluginRun.h"
-#include "Verbs.h"
+#include "host/cli/PluginRun.h"
+#include "host/cli/Verbs.h"
+#include "host/device/InputError.h"
 
 namespace host::cli {
 

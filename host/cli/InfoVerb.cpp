@@ -1,8 +1,8 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
-#include "PluginRun.h"
-#include "Verbs.h"
+#include "host/cli/PluginRun.h"
+#include "host/cli/Verbs.h"
 
 namespace host::cli {
 
@@ -29,7 +29,7 @@ int Info(const Options& options) {
       TryOperation(device, answer, "ReadHsmUpdateStatus");
     }
     for (const FlashProperty& property : target.device.properties) {
-      std::string const value = target.settings.Get(property.name);
+      const std::string value = target.settings.Get(property.name);
       if (property.type == PropertyType::Display && !value.empty())
         answer.lines.emplace_back(property.name, value);
     }

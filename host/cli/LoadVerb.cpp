@@ -1,4 +1,4 @@
-#include "LoadVerb.h"
+#include "host/cli/LoadVerb.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -8,21 +8,21 @@
 #include <memory>
 #include <optional>
 
-#include "../InputError.h"
-#include "../LoadSession.h"
-#include "../Preflight.h"
-#include "../ProgressBar.h"
-#include "ExitCode.h"
-#include "LoadText.h"
-#include "Target.h"
-#include "Verbs.h"
+#include "host/cli/ExitCode.h"
+#include "host/cli/Target.h"
+#include "host/cli/Verbs.h"
+#include "host/device/InputError.h"
+#include "host/load/LoadSession.h"
+#include "host/plan/Preflight.h"
+#include "host/report/LoadText.h"
+#include "host/report/ProgressBar.h"
 
 namespace host::cli {
 
 namespace {
 
 LoadPlan MakePlan(const std::vector<ImageFile>& images, const Target& target, LoadMode mode) {
-  PluginCuts const cuts = PluginCutsUnder([&](std::string_view name) { return target.settings.Get(name); });
+  const PluginCuts cuts = PluginCutsUnder([&](std::string_view name) { return target.settings.Get(name); });
   LoadPlan plan = PlanLoad(images, target.device.map, cuts);
   // The plug-in compares MAIN flash, then CCFG, then SCFG; an image without MAIN flash gets no further.
   if (mode == LoadMode::Verify && plan.Has(Region::UserRecord))
@@ -59,7 +59,7 @@ int RunLoad(const Options& options, const LoadOptions& load) {
   if (load.mode == LoadMode::Verify) target.settings.Set("ImageVerificationSetting", "1");
   std::vector<ImageFile> images;
   for (const std::string& argument : load.images) images.push_back(ReadImage(argument));
-  LoadPlan const plan = MakePlan(images, target, load.mode);
+  const LoadPlan plan = MakePlan(images, target, load.mode);
 
   std::vector<std::string> warnings;
   if (load.mode == LoadMode::Program) warnings = WarnBeforeLoad(plan, target.device, target.settings);
@@ -70,11 +70,11 @@ int RunLoad(const Options& options, const LoadOptions& load) {
 
   std::optional<ProgressBar> bar;
   if (options.progress && !options.json && isatty(STDERR_FILENO) != 0) bar.emplace(stderr);
-  ChipPicture const before = target.probe.Picture();
+  const ChipPicture before = target.probe.Picture();
   LoadSession session(target.library, target.services, target.probe, target.device.name);
   LoadReport report =
       session.Run(plan, target.device.map, load.mode, TerminalSink(options, bar ? &*bar : nullptr));
-  ChipPicture const after = target.probe.Picture();
+  const ChipPicture after = target.probe.Picture();
   if (load.mode == LoadMode::Program) {
     JudgeByContents(report, plan, target.device.map, before, after);
     try {
@@ -85,9 +85,9 @@ int RunLoad(const Options& options, const LoadOptions& load) {
     }
   }
 
-  int const exitCode = ExitCodeOf(report);
-  std::vector<SectorState> const sectors = ClassifySectors(plan, target.device.map, before, after);
-  LoadStory const story{
+  const int exitCode = ExitCodeOf(report);
+  const std::vector<SectorState> sectors = ClassifySectors(plan, target.device.map, before, after);
+  const LoadStory story{
       target.device, target.settings,           images,       warnings, report, sectors, before,
       after,         target.probe.RoundTrips(), load.isDryRun};
   if (options.json) {

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "../LoadReport.h"
-#include "Options.h"
+#include "host/cli/Options.h"
+#include "host/load/LoadReport.h"
 
 namespace host::cli {
 

@@ -1,4 +1,4 @@
-#include "Locations.h"
+#include "host/cli/Locations.h"
 
 #include <cstdlib>
 #include <system_error>
@@ -7,7 +7,7 @@ namespace host::cli {
 
 namespace {
 
-constexpr const char* kPluginFile = "libFlashDeviceTovik.so";
+const constexpr char* kPluginFile = "libFlashDeviceTovik.so";
 
 std::filesystem::path ProgramFolder() {
   std::error_code unreadable;
@@ -24,7 +24,7 @@ std::filesystem::path DevicesFolder() {
 }
 
 std::filesystem::path DefaultPlugin() {
-  std::filesystem::path const folder = ProgramFolder();
+  const std::filesystem::path folder = ProgramFolder();
   for (const std::filesystem::path& candidate :
        {folder / kPluginFile, folder.parent_path() / kPluginFile, folder.parent_path() / "lib" / kPluginFile})
     if (std::filesystem::exists(candidate)) return candidate;

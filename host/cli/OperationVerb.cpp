@@ -4,10 +4,10 @@
 
 #include <memory>
 
-#include "../InputError.h"
-#include "ExitCode.h"
-#include "PluginRun.h"
-#include "Verbs.h"
+#include "host/cli/ExitCode.h"
+#include "host/cli/PluginRun.h"
+#include "host/cli/Verbs.h"
+#include "host/device/InputError.h"
 
 namespace host::cli {
 

@@ -1,4 +1,4 @@
-#include "Options.h"
+#include "host/cli/Options.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,11 +1,11 @@
-#include "PluginRun.h"
+#include "host/cli/PluginRun.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
 
-#include "ExitCode.h"
+#include "host/cli/ExitCode.h"
 
 namespace host::cli {
 
@@ -13,7 +13,7 @@ namespace {
 
 int ExitCodeOf(const PluginAnswer& answer) {
   if (answer.error) return kFailed;
-  bool const hasErrors = std::any_of(answer.messages.begin(), answer.messages.end(),
+  const bool hasErrors = std::any_of(answer.messages.begin(), answer.messages.end(),
                                      [](const LoadMessage& message) { return message.isError; });
   return hasErrors ? kErrorsReported : kDone;
 }
@@ -62,7 +62,7 @@ int RunPlugin(const Options& options, Target& target, ChipAfterwards afterwards,
     if (!answer.error) answer.error = error.what();
   }
 
-  int const exitCode = ExitCodeOf(answer);
+  const int exitCode = ExitCodeOf(answer);
   Show(options, target, answer, exitCode);
   return exitCode;
 }

@@ -3,11 +3,11 @@
 #include <functional>
 #include <vector>
 
-#include "../LoadReport.h"
-#include "../PluginLibrary.h"
-#include "Options.h"
-#include "Output.h"
-#include "Target.h"
+#include "host/cli/Options.h"
+#include "host/cli/Output.h"
+#include "host/cli/Target.h"
+#include "host/load/LoadReport.h"
+#include "host/plugin/PluginLibrary.h"
 
 namespace host::cli {
 

@@ -2,11 +2,11 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include "../FlashProperties.h"
-#include "ExitCode.h"
-#include "Output.h"
-#include "Target.h"
-#include "Verbs.h"
+#include "host/cli/ExitCode.h"
+#include "host/cli/Output.h"
+#include "host/cli/Target.h"
+#include "host/cli/Verbs.h"
+#include "host/device/FlashProperties.h"
 
 namespace host::cli {
 
@@ -23,7 +23,7 @@ void PrintSetting(const FlashProperty& property) {
 }
 
 int Properties(const Options& options) {
-  DeviceDescription const device = ReadDevice(options.target);
+  const DeviceDescription device = ReadDevice(options.target);
   if (options.json) {
     Json list = Json::array();
     for (const FlashProperty& property : device.properties)

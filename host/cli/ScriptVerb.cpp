@@ -5,10 +5,10 @@
 #include <charconv>
 #include <memory>
 
-#include "../InputError.h"
-#include "ExitCode.h"
-#include "PluginRun.h"
-#include "Verbs.h"
+#include "host/cli/ExitCode.h"
+#include "host/cli/PluginRun.h"
+#include "host/cli/Verbs.h"
+#include "host/device/InputError.h"
 
 namespace host::cli {
 
@@ -27,13 +27,13 @@ struct ScriptCall {
 // An integer, decimal or with 0x; anything else is text.
 ScriptValue ToValue(const std::string& word) {
   std::string_view digits = word;
-  bool const isNegative = digits.starts_with('-');
+  const bool isNegative = digits.starts_with('-');
   if (isNegative) digits.remove_prefix(1);
-  bool const isHex = digits.starts_with("0x") || digits.starts_with("0X");
+  const bool isHex = digits.starts_with("0x") || digits.starts_with("0X");
   if (isHex) digits.remove_prefix(2);
   unsigned long long magnitude = 0;
   const char* const end = digits.data() + digits.size();
-  auto const [stop, error] = std::from_chars(digits.data(), end, magnitude, isHex ? 16 : 10);
+  const auto [stop, error] = std::from_chars(digits.data(), end, magnitude, isHex ? 16 : 10);
   if (error != std::errc{} || stop != end) return word;
   return static_cast<long long>(isNegative ? 0 - magnitude : magnitude);
 }
@@ -74,7 +74,7 @@ std::string ValueText(const ScriptValue& value) {
 
 int Script(const Options& options, const ScriptOptions& script) {
   if (script.list) return ListFunctions(options);
-  std::vector<ScriptCall> const calls = Calls(script.words);
+  const std::vector<ScriptCall> calls = Calls(script.words);
   Target target(options);
   return RunPlugin(options, target, ChipAfterwards::Kept, [&](PluginDevice& device, PluginAnswer& answer) {
     target.services.ConnectDebugPort();  // a script runs in a session that is connected

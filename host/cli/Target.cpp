@@ -1,10 +1,10 @@
-#include "Target.h"
+#include "host/cli/Target.h"
 
 #include <fmt/format.h>
 
-#include "../HostFault.h"
-#include "../InputError.h"
-#include "Locations.h"
+#include "host/cli/Locations.h"
+#include "host/device/InputError.h"
+#include "host/plugin/HostFault.h"
 
 namespace host::cli {
 
@@ -60,7 +60,7 @@ Target::Target(const Options& options)
   trace.emplace(options.target.trace);
   for (const FlashProperty& property : device.properties) {
     if (property.type != PropertyType::Password) continue;
-    std::string const secret = settings.Get(property.name);
+    const std::string secret = settings.Get(property.name);
     // As a setting, and as it would go over the wire.
     trace->Hide(secret.substr(0, kPasswordBytesSent));
     trace->Hide(Unhex(secret).substr(0, kPasswordBytesSent));
@@ -70,16 +70,16 @@ Target::Target(const Options& options)
 
 void Target::ApplySettings(const TargetOptions& options) {
   for (const std::string& given : options.settings) {
-    std::size_t const equals = given.find('=');
+    const std::size_t equals = given.find('=');
     if (equals == std::string::npos || equals == 0)
       throw InputError(fmt::format("--set {}: expected NAME=VALUE", given));
-    std::string const name = given.substr(0, equals);
+    const std::string name = given.substr(0, equals);
     std::string value = given.substr(equals + 1);
 
     const FlashProperty* property = device.Find(name);
     if (property == nullptr && !options.allowUnknownSettings) {
-      std::vector<std::string> const nearest = settings.Nearest(name, 3);
-      std::string const hint = nearest.empty() ? "" : fmt::format("; nearest: {}", fmt::join(nearest, ", "));
+      const std::vector<std::string> nearest = settings.Nearest(name, 3);
+      const std::string hint = nearest.empty() ? "" : fmt::format("; nearest: {}", fmt::join(nearest, ", "));
       throw InputError(fmt::format("{} has no setting \"{}\"{}", device.name, name, hint));
     }
     if (property != nullptr) value = NormalizedValue(*property, value);

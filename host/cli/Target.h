@@ -2,13 +2,13 @@
 
 #include <optional>
 
-#include "../FlashProperties.h"
-#include "../HostServices.h"
-#include "../PluginLibrary.h"
-#include "../PropertyStore.h"
-#include "../SimulatedProbe.h"
-#include "../Trace.h"
-#include "Options.h"
+#include "host/cli/Options.h"
+#include "host/device/FlashProperties.h"
+#include "host/device/PropertyStore.h"
+#include "host/plugin/HostServices.h"
+#include "host/plugin/PluginLibrary.h"
+#include "host/plugin/Trace.h"
+#include "host/probe/simulated/SimulatedProbe.h"
 
 namespace host::cli {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Options.h"
+#include "host/cli/Options.h"
 
 namespace host::cli {
 

@@ -1,8 +1,8 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
-#include "LoadVerb.h"
-#include "Verbs.h"
+#include "host/cli/LoadVerb.h"
+#include "host/cli/Verbs.h"
 
 namespace host::cli {
 

@@ -4,18 +4,18 @@
 
 #include <exception>
 
-#include "../InputError.h"
-#include "ExitCode.h"
-#include "Options.h"
-#include "Output.h"
-#include "Verbs.h"
+#include "host/cli/ExitCode.h"
+#include "host/cli/Options.h"
+#include "host/cli/Output.h"
+#include "host/cli/Verbs.h"
+#include "host/device/InputError.h"
 
 namespace {
 
 using namespace host;
 using namespace host::cli;
 
-constexpr const char* kFooter =
+const constexpr char* kFooter =
     "Exit codes:\n"
     "  0  done\n"
     "  1  failed\n"

@@ -1,8 +1,8 @@
-#include "host/Explanation.h"
+#include "host/report/Explanation.h"
 
 #include <gtest/gtest.h>
 
-#include "host/Crc32.h"
+#include "host/plan/Crc32.h"
 
 namespace host {
 namespace {
@@ -21,7 +21,7 @@ TEST(ExplanationTest, FindsByCodeAndByTextInEitherDirection) {
       {"Unknown property \"SectorSize\"", "Unknown property"},
   };
   for (const auto& c : cases) {
-    std::vector<Explanation> const found = Explain(c.question);
+    const std::vector<Explanation> found = Explain(c.question);
     ASSERT_EQ(found.size(), 1U) << c.question;
     EXPECT_EQ(found[0].text, c.text) << c.question;
   }
@@ -40,8 +40,8 @@ TEST(ExplanationTest, NoTwoShareACode) {
 }
 
 TEST(HostCrc32Test, GivesThePublishedCheckValueWholeAndInPieces) {
-  std::uint8_t const digits[] = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
-  std::span<const std::uint8_t> const all(digits);
+  const std::uint8_t digits[] = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
+  const std::span<const std::uint8_t> all(digits);
   EXPECT_EQ(Crc32(all), 0xCBF43926U);
   EXPECT_EQ(Crc32(all.subspan(4), Crc32(all.first(4))), 0xCBF43926U);
   EXPECT_EQ(Crc32({}), 0U);

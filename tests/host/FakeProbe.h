@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/DebugProbe.h"
+#include "host/probe/DebugProbe.h"
 
 namespace host {
 

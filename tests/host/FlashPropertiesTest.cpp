@@ -1,4 +1,4 @@
-#include "host/FlashProperties.h"
+#include "host/device/FlashProperties.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@
 #include <optional>
 
 #include "InputErrorOf.h"
-#include "host/Number.h"
+#include "host/device/Number.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "host/HostFault.h"
+#include "host/plugin/HostFault.h"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ TEST(HostFaultTest, ReadsTheCallAndTheText) {
   };
   for (const auto& c : cases) {
     ASSERT_TRUE(IsHostFault(c.text)) << c.text;
-    HostFault const fault = ParseHostFault(c.text);
+    const HostFault fault = ParseHostFault(c.text);
     EXPECT_EQ(fault.call, c.call) << c.text;
     EXPECT_EQ(fault.text, c.failure) << c.text;
   }

@@ -1,4 +1,4 @@
-#include "host/HostServices.h"
+#include "host/plugin/HostServices.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -58,7 +58,7 @@ TEST_F(HostServicesTest, AFailedConnectionLeavesTheCoreUnconnected) {
 TEST_F(HostServicesTest, RefusesAccessesOnACoreThatIsNotConnected) {
   std::uint32_t word = 0;
   unsigned long long value = 0;
-  Debugger::Address const address(FakeProbe::kStatusAddress);
+  const Debugger::Address address(FakeProbe::kStatusAddress);
   EXPECT_EQ(Text(table.readReg(object, address, &value)), "CS_DAP_0 is not connected");
   EXPECT_EQ(Text(table.writeReg(object, address, 1)), "CS_DAP_0 is not connected");
   EXPECT_EQ(Text(table.readMemory(object, &word, 4, address, 0, 1)), "CS_DAP_0 is not connected");
@@ -72,7 +72,7 @@ TEST_F(HostServicesTest, RefusesAccessesOnACoreThatIsNotConnected) {
 
 TEST_F(HostServicesTest, WordsOnTheSecurityPortGoThroughItsDataRegisterInOneTransfer) {
   SelectConnected("SEC_AP");
-  std::uint32_t const out[] = {0x00000001, 0x5C17E94B};
+  const std::uint32_t out[] = {0x00000001, 0x5C17E94B};
   EXPECT_EQ(Text(table.writeMemory(object, out, 2, Debugger::Address(0U), 1, 4)), "ok");
   probe.wordsToPop = {0xAABBCCDD, 7};
   std::uint32_t in[2] = {};
@@ -128,7 +128,7 @@ TEST_F(HostServicesTest, AnswersReservedSlotsWithAnErrorText) {
                {18, table.reserved15to18[3]}, {21, table.reserved21},     {26, table.reserved23to26[3]},
                {32, table.reserved28to32[4]}, {35, table.reserved35}};
   for (const auto& c : cases) {
-    auto const call = reinterpret_cast<const char* (*)(HostObject*)>(c.function);
+    const auto call = reinterpret_cast<const char* (*)(HostObject*)>(c.function);
     EXPECT_EQ(Text(call(object)), fmt::format("this host offers no function {}", c.slot));
   }
 }

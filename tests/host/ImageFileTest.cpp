@@ -1,4 +1,4 @@
-#include "host/ImageFile.h"
+#include "host/image/ImageFile.h"
 
 #include <elf.h>
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-#include "host/ImagePlan.h"
+#include "host/plan/ImagePlan.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

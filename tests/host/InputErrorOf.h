@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "host/InputError.h"
+#include "host/device/InputError.h"
 
 // The text of the InputError with which `call` failed, or "no error".
 template <typename Call>

@@ -1,13 +1,13 @@
-#include "host/LoadReport.h"
+#include "host/load/LoadReport.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <map>
 
-#include "host/FlashMap.h"
-#include "host/LoadSession.h"
-#include "host/ProgressBar.h"
+#include "host/load/FlashMap.h"
+#include "host/load/LoadSession.h"
+#include "host/report/ProgressBar.h"
 
 namespace host {
 namespace {
@@ -25,7 +25,7 @@ MemoryMap SmallMap() {
 }
 
 ImageBlock Block(Region region, std::uint32_t address, Bytes data) {
-  auto const size = static_cast<std::uint32_t>(data.size());
+  const auto size = static_cast<std::uint32_t>(data.size());
   return {region, address, std::move(data), {{address, size}}};
 }
 
@@ -33,7 +33,7 @@ TEST(DescribeRegionsTest, GathersTheBlocksOfEachRegion) {
   LoadPlan plan;
   plan.blocks = {Block(Region::Main, 0x7FF, Bytes(2, 0xFF)), Block(Region::Main, 0x1000, Bytes(0x800, 0)),
                  Block(Region::Ram, 0x20000000, {'1', '2', '3', '4', '5', '6', '7', '8', '9'})};
-  std::vector<RegionReport> const regions = DescribeRegions(plan, SmallMap());
+  const std::vector<RegionReport> regions = DescribeRegions(plan, SmallMap());
   ASSERT_EQ(regions.size(), 2U);
   EXPECT_EQ(regions[0].address, 0x7FFU);
   EXPECT_EQ(regions[0].end, 0x1800U);
@@ -44,9 +44,9 @@ TEST(DescribeRegionsTest, GathersTheBlocksOfEachRegion) {
 }
 
 TEST(JudgeByContentsTest, TellsWhatBecameOfARegion) {
-  MemoryMap const map = SmallMap();
-  ChipPicture const before{Bytes(0x2000, 0xFF), Bytes(0x10, 0xFF), {}, {}, Bytes(0x100, 0), {}, {}};
-  Bytes const wanted(0x10, 0x55);
+  const MemoryMap map = SmallMap();
+  const ChipPicture before{Bytes(0x2000, 0xFF), Bytes(0x10, 0xFF), {}, {}, Bytes(0x100, 0), {}, {}};
+  const Bytes wanted(0x10, 0x55);
   Bytes adapted = wanted;
   adapted[3] = adapted[9] = 0;
   const struct {
@@ -119,7 +119,7 @@ TEST(JudgeVerificationTest, FollowsThePluginsOutcomeLine) {
   };
   for (const auto& c : cases) {
     LoadReport report;
-    for (Region const region : c.held) report.regions.push_back({.region = region});
+    for (const Region region : c.held) report.regions.push_back({.region = region});
     if (std::string_view(c.line).starts_with("Error")) {
       report.error = c.line;
     } else {
@@ -135,7 +135,7 @@ TEST(JudgeVerificationTest, FollowsThePluginsOutcomeLine) {
 }
 
 TEST(FlashMapTest, TellsProgrammedErasedRetainedAndSkippedApart) {
-  MemoryMap const map = SmallMap();
+  const MemoryMap map = SmallMap();
   ChipPicture before{Bytes(0x2000, 0x00), {}, {}, {}, {}, std::vector<SectorWear>(4), {}};
   ChipPicture after = before;
   after.mainWear[0] = {1, 1};  // erased and programmed
@@ -157,7 +157,7 @@ TEST(FlashMapTest, DrawsLinesOf64SectorsAndFoldsWhatRepeats) {
   std::vector<SectorState> sectors(64 * 5, SectorState::Erased);
   sectors[0] = SectorState::Programmed;
   sectors.back() = SectorState::Retained;
-  std::string const dots(63, '.');
+  const std::string dots(63, '.');
   EXPECT_EQ(DrawFlashMap(sectors, 0x800),
             "Flash map, one character a sector of 2048 bytes\n"
             "  0x00000000 #" +

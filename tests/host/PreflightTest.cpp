@@ -1,4 +1,4 @@
-#include "host/Preflight.h"
+#include "host/plan/Preflight.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -44,12 +44,12 @@ PropertyStore Settings(PropertyStore::Values changes = {}) {
   return store;
 }
 
-constexpr const char* kNoCcfg =
+const constexpr char* kNoCcfg =
     "the chip will be erased and the images hold no CCFG: it will not start its application until one is "
     "programmed";
-constexpr const char* kClosed =
+const constexpr char* kClosed =
     "the CCFG closes debugging for good: only a chip erase will open the chip again";
-constexpr const char* kNoPassword =
+const constexpr char* kNoPassword =
     "the CCFG asks for a debug password and none is set (DebugPassword or DebugPasswordHex)";
 
 TEST(PreflightTest, WarnsOfWhatTheEraseLeavesBehind) {
@@ -71,8 +71,8 @@ TEST(PreflightTest, WarnsOfWhatTheEraseLeavesBehind) {
 }
 
 TEST(PreflightTest, WarnsOfDebuggingThatTheLoadWillClose) {
-  constexpr const char* kToggle = "CcfgOverwriteAuthorizationFieldsToggle";
-  constexpr const char* kType = "CcfgOverwriteAuthorizationFieldsTypeChoicelist";
+  const constexpr char* kToggle = "CcfgOverwriteAuthorizationFieldsToggle";
+  const constexpr char* kType = "CcfgOverwriteAuthorizationFieldsTypeChoicelist";
   const struct {
     const char* name;
     std::uint8_t inImage;
@@ -126,7 +126,7 @@ TEST(PreflightTest, ReadsTheEraseChoiceOfBothKindsOfParts) {
        "erases, but marked sectors"},
   };
   for (const auto& c : cases) {
-    EraseChoice const choice = ChosenErase(PropertyStore(c.settings));
+    const EraseChoice choice = ChosenErase(PropertyStore(c.settings));
     EXPECT_EQ(choice.text, c.text);
     EXPECT_EQ(std::string(choice.erases ? "erases" : "") +
                   (choice.erasesConfiguration ? ", configuration too" : "") +

@@ -12,7 +12,7 @@ namespace {
 
 std::string Quoted(const std::string& argument) {
   std::string quoted = "'";
-  for (char const c : argument) {
+  for (const char c : argument) {
     if (c == '\'') {
       quoted += "'\\''";
     } else {
@@ -50,7 +50,7 @@ std::string TestFolder::Write(const std::string& name, const std::string& text) 
 }
 
 Bytes TestFolder::Read(const std::string& name) const {
-  std::string const text = ReadText(folder / name);
+  const std::string text = ReadText(folder / name);
   return {text.begin(), text.end()};
 }
 
@@ -58,7 +58,7 @@ ProgramRun TestFolder::Run(const std::vector<std::string>& arguments) const {
   std::string command = Quoted(TOVIK_FLASH_PATH);
   for (const std::string& argument : arguments) command += " " + Quoted(argument);
   command += " > " + Quoted(Path("stdout")) + " 2> " + Quoted(Path("stderr")) + " < /dev/null";
-  int const status = std::system(command.c_str());
+  const int status = std::system(command.c_str());
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(folder / "stdout"),
           ReadText(folder / "stderr")};
 }

@@ -16,7 +16,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr const char* kPart = "corvel-h50";  // has no OTP, has an SCFG and a security module
+const constexpr char* kPart = "corvel-h50";  // has no OTP, has an SCFG and a security module
 constexpr std::size_t kSector = 0x800;
 constexpr std::size_t kDebugType = 0x800 - 48;  // in the CCFG
 
@@ -35,15 +35,15 @@ Bytes SoundScfg() {
 
 struct ProgramTest : testing::Test {
   TestFolder folder;
-  Bytes const code = [] {
+  const Bytes code = [] {
     Bytes bytes(3 * kSector + 100);
     for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(i * 7 + i / 251);
     return bytes;
   }();
-  std::string const main = folder.Write("main.bin", code) + "@0x1000";
-  std::string const ccfg = folder.Write("ccfg.bin", SoundCcfg()) + "@0x4C000000";
-  std::string const scfg = folder.Write("scfg.bin", SoundScfg()) + "@0x4C001000";
-  std::string const chip = folder.Path("part.chip");
+  const std::string main = folder.Write("main.bin", code) + "@0x1000";
+  const std::string ccfg = folder.Write("ccfg.bin", SoundCcfg()) + "@0x4C000000";
+  const std::string scfg = folder.Write("scfg.bin", SoundScfg()) + "@0x4C001000";
+  const std::string chip = folder.Path("part.chip");
 
   // Arguments of a load of everything into the chip file, and then some.
   std::vector<std::string> LoadAll(std::vector<std::string> more = {}) const {
@@ -52,13 +52,13 @@ struct ProgramTest : testing::Test {
     return arguments;
   }
   void MakeChip() const {
-    ProgramRun const run = folder.Run(LoadAll());
+    const ProgramRun run = folder.Run(LoadAll());
     ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
   }
 };
 
 TEST_F(ProgramTest, HelpListsTheExitCodes) {
-  ProgramRun const run = folder.Run({"--help"});
+  const ProgramRun run = folder.Run({"--help"});
   EXPECT_EQ(run.exitCode, 0);
   for (const char* line : {"0  done", "1  failed", "2  wrong usage or input; no chip file was touched",
                            "3  done, but errors were reported"})
@@ -66,7 +66,7 @@ TEST_F(ProgramTest, HelpListsTheExitCodes) {
 }
 
 TEST_F(ProgramTest, LoadsAndGivesTheBytesBack) {
-  ProgramRun const load = folder.Run(LoadAll());
+  const ProgramRun load = folder.Run(LoadAll());
   EXPECT_EQ(load.exitCode, 0) << load.err;
   EXPECT_EQ(load.err, "");
   EXPECT_THAT(load.out, HasSubstr("0x00000000 ..####.."));
@@ -84,13 +84,13 @@ TEST_F(ProgramTest, VerifyTellsEqualFromDifferent) {
   MakeChip();
   EXPECT_EQ(folder.Run({"verify", main, ccfg, scfg, "--chip", chip}).exitCode, 0);
 
-  ProgramRun const part = folder.Run({"verify", main, "--chip", chip});
+  const ProgramRun part = folder.Run({"verify", main, "--chip", chip});
   EXPECT_EQ(part.exitCode, 0);
   EXPECT_THAT(part.out, HasSubstr("Note: the images hold no ccfg; it was not compared"));
 
   Bytes changed = code;
   changed.back() ^= 0x10;
-  ProgramRun const other =
+  const ProgramRun other =
       folder.Run({"verify", folder.Write("other.bin", changed) + "@0x1000", "--chip", chip});
   EXPECT_EQ(other.exitCode, 1);
   EXPECT_THAT(other.err,
@@ -99,8 +99,8 @@ TEST_F(ProgramTest, VerifyTellsEqualFromDifferent) {
 
 TEST_F(ProgramTest, VerifyRefusesAUserRecordAloneSinceThePluginWouldProgramIt) {
   MakeChip();
-  Bytes const before = folder.Read("part.chip");
-  ProgramRun const run =
+  const Bytes before = folder.Read("part.chip");
+  const ProgramRun run =
       folder.Run({"verify", folder.Write("record.bin", Bytes(16, 1)) + "@0x4C000750", "--chip", chip});
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_EQ(
@@ -110,7 +110,7 @@ TEST_F(ProgramTest, VerifyRefusesAUserRecordAloneSinceThePluginWouldProgramIt) {
 }
 
 TEST_F(ProgramTest, ErrorsThatThePluginReportsGiveExitCode3) {
-  ProgramRun const run = folder.Run({"load", main, "--device", kPart});
+  const ProgramRun run = folder.Run({"load", main, "--device", kPart});
   EXPECT_EQ(run.exitCode, 3);
   EXPECT_THAT(run.out, HasSubstr("Loaded and verified, but errors were reported: "));
   EXPECT_THAT(run.err,
@@ -119,7 +119,7 @@ TEST_F(ProgramTest, ErrorsThatThePluginReportsGiveExitCode3) {
 }
 
 TEST_F(ProgramTest, StrictRefusesWhatWouldOnlyBeWarnedOf) {
-  ProgramRun const run = folder.Run({"load", main, "--device", kPart, "--chip", chip, "--strict"});
+  const ProgramRun run = folder.Run({"load", main, "--device", kPart, "--chip", chip, "--strict"});
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_THAT(run.err, HasSubstr("refused because of --strict: the chip will be erased"));
   EXPECT_FALSE(folder.Has("part.chip"));
@@ -128,22 +128,22 @@ TEST_F(ProgramTest, StrictRefusesWhatWouldOnlyBeWarnedOf) {
 
 TEST_F(ProgramTest, ADryRunTellsTheChangesAndMakesNone) {
   MakeChip();
-  Bytes const before = folder.Read("part.chip");
-  std::string const other = folder.Write("other.bin", Bytes(kSector, 0)) + "@0";
-  ProgramRun const run =
+  const Bytes before = folder.Read("part.chip");
+  const std::string other = folder.Write("other.bin", Bytes(kSector, 0)) + "@0";
+  const ProgramRun run =
       folder.Run({"load", other, "--chip", chip, "--dry-run", "--set", "RetainCcfgScfg=1", "--json"});
   EXPECT_EQ(run.exitCode, 0) << run.err;
-  json const result = json::parse(run.out);
+  const json result = json::parse(run.out);
   EXPECT_EQ(result["dry_run"], true);
   EXPECT_EQ(result["bytes_changed"]["ccfg"], 0);
-  auto const erased = std::count_if(code.begin(), code.end(), [](std::uint8_t byte) { return byte != 0xFF; });
+  const auto erased = std::count_if(code.begin(), code.end(), [](std::uint8_t byte) { return byte != 0xFF; });
   EXPECT_EQ(result["bytes_changed"]["main"], kSector + static_cast<std::size_t>(erased));
   EXPECT_TRUE(folder.Read("part.chip") == before);
 }
 
 TEST_F(ProgramTest, JsonIsOneResultWithNothingElseOnStandardOutput) {
-  ProgramRun const run = folder.Run(LoadAll({"--json"}));
-  json const result = json::parse(run.out);
+  const ProgramRun run = folder.Run(LoadAll({"--json"}));
+  const json result = json::parse(run.out);
   EXPECT_EQ(result["exit_code"], 0);
   EXPECT_EQ(result["error"], nullptr);
   EXPECT_EQ(result["sectors"]["programmed"], 4);
@@ -153,14 +153,14 @@ TEST_F(ProgramTest, JsonIsOneResultWithNothingElseOnStandardOutput) {
   EXPECT_EQ(result["regions"][2]["region"], "scfg");
   EXPECT_THAT(result["messages"][0]["text"], StartsWith("Flash loader: "));
 
-  ProgramRun const refused = folder.Run({"load", "nothing.bin@0", "--device", kPart, "--json"});
+  const ProgramRun refused = folder.Run({"load", "nothing.bin@0", "--device", kPart, "--json"});
   EXPECT_EQ(json::parse(refused.out)["exit_code"], 2);
 }
 
 TEST_F(ProgramTest, AModelledLoadTakesTheSameTimeOnEveryRun) {
   std::vector<std::string> load = {"load", main, "--device", kPart, "--json"};
-  auto const modelledMs = [&] { return json::parse(folder.Run(load).out)["modelled_ms"].get<double>(); };
-  double const first = modelledMs();
+  const auto modelledMs = [&] { return json::parse(folder.Run(load).out)["modelled_ms"].get<double>(); };
+  const double first = modelledMs();
   EXPECT_EQ(modelledMs(), first);
   load.insert(load.end(), {"--probe", "fs"});
   EXPECT_GT(modelledMs(), first);
@@ -169,20 +169,20 @@ TEST_F(ProgramTest, AModelledLoadTakesTheSameTimeOnEveryRun) {
 TEST_F(ProgramTest, AFailedHostCallFailsTheLoadWithItsText) {
   // The first transfer to the chip, whichever call of the load that is.
   ASSERT_EQ(folder.Run(LoadAll({"--dry-run", "--trace", folder.Path("trace")})).exitCode, 0);
-  Bytes const trace = folder.Read("trace");
-  std::string const calls(trace.begin(), trace.end());
-  std::size_t const transfer = calls.find("WriteMemory");
+  const Bytes trace = folder.Read("trace");
+  const std::string calls(trace.begin(), trace.end());
+  const std::size_t transfer = calls.find("WriteMemory");
   ASSERT_NE(transfer, std::string::npos);
-  auto const number =
+  const auto number =
       1 + std::count(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(transfer), '\n');
-  std::string const fault = "host:" + std::to_string(number) + "=probe unplugged";
-  ProgramRun const run = folder.Run(LoadAll({"--fault", fault, "--json"}));
+  const std::string fault = "host:" + std::to_string(number) + "=probe unplugged";
+  const ProgramRun run = folder.Run(LoadAll({"--fault", fault, "--json"}));
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_EQ(json::parse(run.out)["error"], "probe unplugged");
 }
 
 TEST_F(ProgramTest, AFaultOfTheChipFailsTheLoadAndTheNextOneRecovers) {
-  ProgramRun const run = folder.Run(LoadAll({"--fault", "saci:16:result=0x84"}));
+  const ProgramRun run = folder.Run(LoadAll({"--fault", "saci:16:result=0x84"}));
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.err, HasSubstr("Error when verifying flash - Flash hardware FSM error"));
   EXPECT_TRUE(folder.Has("part.chip"));  // the erase has happened
@@ -190,8 +190,8 @@ TEST_F(ProgramTest, AFaultOfTheChipFailsTheLoadAndTheNextOneRecovers) {
 }
 
 TEST_F(ProgramTest, TraceHasALineForEachHostCall) {
-  ProgramRun const run = folder.Run(LoadAll({"--json", "--trace", folder.Path("trace")}));
-  Bytes const trace = folder.Read("trace");
+  const ProgramRun run = folder.Run(LoadAll({"--json", "--trace", folder.Path("trace")}));
+  const Bytes trace = folder.Read("trace");
   EXPECT_EQ(json::parse(run.out)["host_calls"], std::count(trace.begin(), trace.end(), '\n'));
 }
 
@@ -200,7 +200,7 @@ TEST_F(ProgramTest, EraseKeepsMarkedSectorsWhenAskedAndBlankCheckTells) {
   ASSERT_EQ(folder.Run({"erase", "--retain", "--chip", chip}).exitCode, 0);
   EXPECT_EQ(folder.Run({"blank-check", "--chip", chip}).exitCode, 1);
   EXPECT_EQ(folder.Run({"erase", "--chip", chip}).exitCode, 0);
-  ProgramRun const blank = folder.Run({"blank-check", "--chip", chip});
+  const ProgramRun blank = folder.Run({"blank-check", "--chip", chip});
   EXPECT_EQ(blank.exitCode, 0);
   EXPECT_THAT(blank.out, HasSubstr("Blank Check: Device flash is blank"));
 }
@@ -209,10 +209,10 @@ TEST_F(ProgramTest, UnlockNeedsTheRightPassword) {
   Bytes locked = SoundCcfg();
   locked[kDebugType] = 0xA5;
   // SHA-256 of "open sesame!", as sha256sum gives it.
-  std::string const hash = "fd4d49e7a2cf6cc1c00217e59853837439283a28411869e2b428246c7b63ccbf";
+  const std::string hash = "fd4d49e7a2cf6cc1c00217e59853837439283a28411869e2b428246c7b63ccbf";
   for (std::size_t i = 0; i < 32; ++i)
     locked[0x800 - 36 + i] = static_cast<std::uint8_t>(std::stoul(hash.substr(2 * i, 2), nullptr, 16));
-  std::string const image = folder.Write("locked.bin", locked) + "@0x4C000000";
+  const std::string image = folder.Write("locked.bin", locked) + "@0x4C000000";
   ASSERT_EQ(folder
                 .Run({"load", main, image, scfg, "--device", "serin-s20", "--chip", chip, "--set",
                       "DebugPassword=open sesame!"})
@@ -220,20 +220,20 @@ TEST_F(ProgramTest, UnlockNeedsTheRightPassword) {
             0);
   EXPECT_EQ(folder.Run({"unlock", "--chip", chip, "--password", "open sesame!"}).exitCode, 0);
   EXPECT_EQ(folder.Run({"unlock", "--chip", chip, "--password-hex", "6f70656e20736573616d6521"}).exitCode, 0);
-  ProgramRun const wrong =
+  const ProgramRun wrong =
       folder.Run({"unlock", "--chip", chip, "--password", "open barley!", "--trace", folder.Path("trace")});
   EXPECT_EQ(wrong.exitCode, 1);
   EXPECT_THAT(wrong.err, HasSubstr("Debug authentication failed. Error: Invalid password parameter"));
   EXPECT_THAT(wrong.err, EndsWith("tovik-flash: debugging stays closed\n"));
 
   // The command carries the first 64 bytes of a longer one; neither they nor the rest may be written down.
-  std::string const longPassword(96, 'q');
+  const std::string longPassword(96, 'q');
   EXPECT_EQ(folder.Run({"unlock", "--chip", chip, "--password", longPassword, "--trace", folder.Path("long")})
                 .exitCode,
             1);
   for (const char* name : {"trace", "long"}) {
-    Bytes const bytes = folder.Read(name);
-    std::string const trace(bytes.begin(), bytes.end());
+    const Bytes bytes = folder.Read(name);
+    const std::string trace(bytes.begin(), bytes.end());
     EXPECT_THAT(trace, HasSubstr("(hidden)"));
     for (const char* secret : {"open barley!", "6f70656e206261726c657921", "qqqq", "71717171"})
       EXPECT_THAT(trace, Not(HasSubstr(secret)));
@@ -245,21 +245,21 @@ TEST_F(ProgramTest, ListsAndRunsOperationsAndScriptFunctions) {
             "Erase\nChipEraseRetain\nBlankCheck\nProgramHsmImage\nReadHsmSysInfo\nReadHsmUpdateStatus\n");
   EXPECT_EQ(folder.Run({"script", "--list", "--device", kPart}).out,
             "EnsureAuthentication\nEnterSaci\nExitSaci\nSaciAppResetDevice\n");
-  ProgramRun const unknown = folder.Run({"operation", "erase", "--device", kPart});
+  const ProgramRun unknown = folder.Run({"operation", "erase", "--device", kPart});
   EXPECT_EQ(unknown.exitCode, 1);
   EXPECT_THAT(unknown.err, HasSubstr("Unsupported Operation Code: 'erase'"));
 
-  ProgramRun const script =
+  const ProgramRun script =
       folder.Run({"script", "EnterSaci", "+", "SaciAppResetDevice", "0x1", "--device", kPart});
   EXPECT_EQ(script.exitCode, 0) << script.err;
   EXPECT_THAT(script.out, HasSubstr("SaciAppResetDevice    0\n"));
-  ProgramRun const text = folder.Run({"script", "EnsureAuthentication", "one", "--device", kPart});
+  const ProgramRun text = folder.Run({"script", "EnsureAuthentication", "one", "--device", kPart});
   EXPECT_EQ(text.exitCode, 1);
   EXPECT_THAT(text.err, HasSubstr("Expected an integral value for parameter 1"));
 }
 
 TEST_F(ProgramTest, ShowsWhatThePluginFoundAndWhatTheHsmSays) {
-  ProgramRun const info = folder.Run({"info", "--device", kPart});
+  const ProgramRun info = folder.Run({"info", "--device", kPart});
   EXPECT_EQ(info.exitCode, 0) << info.err;
   EXPECT_THAT(info.out, HasSubstr("DeviceInfoFlashSize   1024 KB (512 sectors)\n"));
   EXPECT_THAT(info.out, HasSubstr("HsmSysInfo            FW Version: 1.0.0\n"));
@@ -271,29 +271,29 @@ TEST_F(ProgramTest, ShowsWhatThePluginFoundAndWhatTheHsmSays) {
 }
 
 TEST_F(ProgramTest, ExplainsAnErrorText) {
-  ProgramRun const run = folder.Run({"explain", "0x88"});
+  const ProgramRun run = folder.Run({"explain", "0x88"});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.out, StartsWith("136 (0x88): Invalid password parameter\n"));
   EXPECT_EQ(folder.Run({"explain", "the moon is full"}).exitCode, 1);
 }
 
 TEST_F(ProgramTest, PropertiesNameEverySettingWithItsChoices) {
-  ProgramRun const run = folder.Run({"properties", "--device", "serin-s20"});
+  const ProgramRun run = folder.Run({"properties", "--device", "serin-s20"});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.out, HasSubstr("  FlashEraseSetting\n"));
   EXPECT_THAT(run.out, HasSubstr("        \"Retain CCFG and SCFG sectors\"\n"));
-  ProgramRun const devices = folder.Run({"devices", "--json"});
+  const ProgramRun devices = folder.Run({"devices", "--json"});
   EXPECT_GE(json::parse(devices.out).size(), 5U);
 }
 
 TEST_F(ProgramTest, SettingsReachThePlugin) {
-  ProgramRun const refused =
+  const ProgramRun refused =
       folder.Run({"load", main, "--device", "serin-s20", "--set", "FlashEraseSetting=all"});
   EXPECT_EQ(refused.exitCode, 2);
-  ProgramRun const skipped = folder.Run(LoadAll({"--set", "FlashPageToggle=on", "--set", "FlashPages=3-4"}));
+  const ProgramRun skipped = folder.Run(LoadAll({"--set", "FlashPageToggle=on", "--set", "FlashPages=3-4"}));
   EXPECT_EQ(skipped.exitCode, 0) << skipped.err;
   EXPECT_THAT(skipped.out, HasSubstr("0x00000000 ..#ss#.."));
-  ProgramRun const verbose = folder.Run(LoadAll({"--verbose"}));
+  const ProgramRun verbose = folder.Run(LoadAll({"--verbose"}));
   EXPECT_THAT(verbose.out, HasSubstr("Performing Chip Erase"));
 }
 
@@ -304,11 +304,11 @@ struct BadInput {
 
 // What a user gets wrong: one line that says what and where, exit code 2, and no chip file touched or made.
 TEST_F(ProgramTest, BadInputIsRefusedInOneLineBeforeAnythingHappens) {
-  std::string const foreign = folder.Write("foreign.chip", "this is no chip file");
-  std::string const noPlugin = folder.Write("text.so", "this is no library");
+  const std::string foreign = folder.Write("foreign.chip", "this is no chip file");
+  const std::string noPlugin = folder.Write("text.so", "this is no library");
   folder.Write("broken.xml", "<device>\n<oops\n");
   folder.Write("bad.hex", ":020000040000FA\n:04000000DEADBEEFC5\n");
-  std::string const at = folder.Path("");
+  const std::string at = folder.Path("");
   const BadInput cases[] = {
       {{}, "A subcommand is required (see --help)"},
       {{"load", "--device", kPart}, "image is required (see --help)"},
@@ -337,11 +337,11 @@ TEST_F(ProgramTest, BadInputIsRefusedInOneLineBeforeAnythingHappens) {
   };
   for (const BadInput& c : cases) {
     std::vector<std::string> arguments = c.arguments;
-    bool const hasChip = std::find(arguments.begin(), arguments.end(), "--chip") != arguments.end();
+    const bool hasChip = std::find(arguments.begin(), arguments.end(), "--chip") != arguments.end();
     if (!arguments.empty() && arguments[0] == "load" && !hasChip)
       arguments.insert(arguments.end(), {"--chip", chip});
-    std::string const line = testing::PrintToString(arguments);
-    ProgramRun const run = folder.Run(arguments);
+    const std::string line = testing::PrintToString(arguments);
+    const ProgramRun run = folder.Run(arguments);
     EXPECT_EQ(run.exitCode, 2) << line << run.out;
     EXPECT_THAT(run.err, StartsWith("tovik-flash: ")) << line;
     EXPECT_THAT(run.err, HasSubstr(c.error)) << line;

@@ -1,4 +1,4 @@
-#include "host/PropertyStore.h"
+#include "host/device/PropertyStore.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "host/Trace.h"
+#include "host/plugin/Trace.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "FakeProbe.h"
-#include "host/HostServices.h"
+#include "host/plugin/HostServices.h"
 
 namespace host {
 namespace {
@@ -41,7 +41,7 @@ TEST_F(TraceTest, RecordsEveryCallWithWhatWentInAndWhatCameOut) {
     (void)table.connect(&services, false);
     unsigned long long value = 0;
     (void)table.readReg(&services, Debugger::Address(FakeProbe::kStatusAddress), &value);
-    std::uint8_t const bytes[] = {1, 2, 0xAB};
+    const std::uint8_t bytes[] = {1, 2, 0xAB};
     (void)table.writeMemory(&services, bytes, 3, Debugger::Address(0x20000000U), 0, 1);
     (void)table.setCoreById(&services, "NOWHERE");
   }
@@ -64,12 +64,12 @@ TEST_F(TraceTest, HidesPasswordsInPropertiesAndOnTheWire) {
     (void)table.getValueOfProperty(&services, "DebugPassword");
     (void)table.setCoreById(&services, "SEC_AP");
     (void)table.connect(&services, false);
-    char const words[] = "\x06\x01\x03\x00open-sesame";  // 16 bytes with the closing zero
+    const char words[] = "\x06\x01\x03\x00open-sesame";  // 16 bytes with the closing zero
     (void)table.writeMemory(&services, words, 4, Debugger::Address(0U), 1, 4);
-    std::uint32_t const other[] = {1};
+    const std::uint32_t other[] = {1};
     (void)table.writeMemory(&services, other, 1, Debugger::Address(0U), 1, 4);
   }
-  std::vector<std::string> const lines = Lines();
+  const std::vector<std::string> lines = Lines();
   ASSERT_EQ(lines.size(), 5U);
   EXPECT_THAT(lines[0], HasSubstr(R"-("text":"(hidden)")-"));
   EXPECT_THAT(lines[3], HasSubstr(R"-("bytes":16,"element":4,"data":"(hidden)")-"));

@@ -33,7 +33,7 @@ struct ChipFault {
 };
 
 const std::map<unsigned, const char*>& ResultTexts() {
-  static const std::map<unsigned, const char*> texts = {
+  const static std::map<unsigned, const char*> texts = {
       {128, "Invalid command ID"},
       {129, "Invalid address parameter"},
       {130, "Invalid size parameter"},

@@ -22,8 +22,8 @@ void ExpectToldAs(const std::string& text, const WatchedCall& failed,
   const std::string& property = failed.subject;
   const std::string unknown = "Unknown property \"" + property + "\"";
   const std::string unreadable = "Failed to read property \"" + property + "\" from Flash Properties XML.";
-  static const char* const s_regionsWithDefault[] = {"ScfgBase", "ScfgSize", "OtpBase", "OtpSize"};
-  static const char* const s_settingsWithDefault[] = {"FlashVerboseMode",
+  const static char* const s_regionsWithDefault[] = {"ScfgBase", "ScfgSize", "OtpBase", "OtpSize"};
+  const static char* const s_settingsWithDefault[] = {"FlashVerboseMode",
                                                       "NoFlashErase",
                                                       "RetainMainSectors",
                                                       "RetainCcfgScfg",

@@ -22,7 +22,7 @@ std::string SubjectOf(Other) {
 template <HostFunction function, typename... Arguments,
           const char* (*HostFunctionTable::*slot)(HostObject*, Arguments...)>
 struct WatchedServices::Entry<function, slot> {
-  static const char* Call(HostObject* object, Arguments... arguments) {
+  const static char* Call(HostObject* object, Arguments... arguments) {
     auto& self = static_cast<WatchedServices&>(*object);
     std::string subject;
     if constexpr (sizeof...(Arguments) > 0)

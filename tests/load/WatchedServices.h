@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "HostServices.h"
+#include "host/plugin/HostServices.h"
 
 // The positions of the host's table that a plug-in calls.
 enum class HostFunction {
@@ -56,7 +56,7 @@ class WatchedServices : public host::HostServices {
  private:
   template <HostFunction function, auto slot>
   struct Entry;
-  static const HostFunctionTable s_watchedTable;
+  const static HostFunctionTable s_watchedTable;
 
   void Before(HostFunction function, std::string subject);
   void After(bool failed);

@@ -19,7 +19,7 @@ struct SectorOption {
 };
 
 const std::vector<SectorOption>& SectorOptions() {
-  static const std::vector<SectorOption> options = {
+  const static std::vector<SectorOption> options = {
       {"AllSectors", {}, {}},
       {"ListedSectorsSkipped",
        {{"FlashPageToggle", "1"}, {"FlashPages", " 0, 30 -31,250-255 "}},
@@ -54,7 +54,7 @@ std::vector<Case> Cases() {
 }
 
 std::string NameOf(const Case& loadCase) {
-  static const char* const s_eraseNames[] = {"NoErase", "ChipErase", "RetainMain", "RetainAll",
+  const static char* const s_eraseNames[] = {"NoErase", "ChipErase", "RetainMain", "RetainAll",
                                              "RetainConfiguration"};
   return TestName(loadCase.device + "_" + s_eraseNames[static_cast<int>(loadCase.erase)]);
 }

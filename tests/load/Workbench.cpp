@@ -5,7 +5,7 @@
 #include <cctype>
 #include <utility>
 
-#include "LoadSession.h"
+#include "host/load/LoadSession.h"
 
 namespace {
 
@@ -36,7 +36,7 @@ std::vector<std::string> MessagesOf(const host::LoadReport& report, bool isError
 }  // namespace
 
 const host::PluginLibrary& Plugin() {
-  static const host::PluginLibrary library(TOVIK_PLUGIN_PATH);
+  const static host::PluginLibrary library(TOVIK_PLUGIN_PATH);
   return library;
 }
 

@@ -7,13 +7,13 @@
 #include <string_view>
 #include <vector>
 
-#include "FlashProperties.h"
-#include "ImagePlan.h"
-#include "LoadReport.h"
-#include "PluginLibrary.h"
-#include "PropertyStore.h"
-#include "SimulatedProbe.h"
 #include "WatchedServices.h"
+#include "host/device/FlashProperties.h"
+#include "host/device/PropertyStore.h"
+#include "host/load/LoadReport.h"
+#include "host/plan/ImagePlan.h"
+#include "host/plugin/PluginLibrary.h"
+#include "host/probe/simulated/SimulatedProbe.h"
 
 using Bytes = std::vector<std::uint8_t>;
 

@@ -1,0 +1,30 @@
+#include "host/report/Format.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+namespace host {
+
+Json ToJson(const std::vector<LoadMessage>& messages) {
+  Json list = Json::array();
+  for (const LoadMessage& message : messages)
+    list.push_back({{"kind", message.isError ? "error" : "info"}, {"text", message.text}});
+  return list;
+}
+
+std::string Grouped(std::uint64_t number) {
+  const std::string digits = fmt::format("{}", number);
+  std::string grouped;
+  for (std::size_t i = 0; i < digits.size(); ++i) {
+    if (i != 0 && (digits.size() - i) % 3 == 0) grouped += ',';
+    grouped += digits[i];
+  }
+  return grouped;
+}
+
+std::string Duration(std::uint64_t nanoseconds) {
+  const double seconds = static_cast<double>(nanoseconds) / 1e9;
+  return seconds < 1 ? fmt::format("{:.1f} ms", seconds * 1e3) : fmt::format("{:.2f} s", seconds);
+}
+
+}  // namespace host
