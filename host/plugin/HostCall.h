@@ -23,4 +23,12 @@ struct HostCall {
   std::optional<std::string_view> error{};
 };
 
+// Who looks over the host services' shoulder.
+class HostCallObserver {
+ public:
+  virtual ~HostCallObserver() = default;
+  // Called at the end of every call, failed ones included; `elapsedNs` is the probe's time then.
+  virtual void Saw(const HostCall& call, std::uint64_t elapsedNs) = 0;
+};
+
 }  // namespace host

@@ -83,6 +83,7 @@ void HostServices::CountCall(HostCall& call) {
 }
 
 void HostServices::Finish(const HostCall& call) {
+  for (HostCallObserver* observer : observers) observer->Saw(call, probe.ElapsedNs());
   if (trace != nullptr) trace->Record(call, probe.ElapsedNs());
 }
 

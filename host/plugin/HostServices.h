@@ -9,6 +9,7 @@
 
 #include "IFlashProgrammerUtility2.h"
 #include "host/device/PropertyStore.h"
+#include "host/plugin/HostCall.h"
 #include "host/plugin/HostFault.h"
 #include "host/plugin/Trace.h"
 #include "host/probe/DebugProbe.h"
@@ -38,6 +39,9 @@ class HostServices : public HostObject {
 
   // Null for no trace; not owned.
   void TraceTo(Trace* target) { trace = target; }
+  // Kept by reference for the life of this object, or until it is taken away again.
+  void AddObserver(HostCallObserver& observer) { observers.push_back(&observer); }
+  void RemoveObserver(HostCallObserver& observer) { std::erase(observers, &observer); }
   void Fail(HostFault hostFault) { fault = std::move(hostFault); }
 
   // The session of a debugger begins with a connected debug port. Throws what the probe throws.
@@ -69,6 +73,7 @@ class HostServices : public HostObject {
   DebugProbe& probe;
   PropertyStore& properties;
   Trace* trace = nullptr;
+  std::vector<HostCallObserver*> observers;
   std::optional<HostFault> fault;
   Core current = Core::DebugPort;
   std::array<bool, 3> connected{};
