@@ -32,7 +32,7 @@ host::PropertyStore Defaults(const host::DeviceDescription& device) {
 double ModelledSeconds(const host::PluginLibrary& library, const std::string& probeName,
                        const std::vector<std::uint8_t>& image) {
   const host::DeviceDescription device = DeviceWithMain(image.size());
-  host::SimulatedProbe probe(device, {.file = {}, .timing = probeName, .faults = {}, .lifeCycle = {}});
+  host::SimulatedProbe probe(device, {}, probeName);
   host::PropertyStore settings = Defaults(device);
   host::HostServices services(probe, settings);
   services.ConnectDebugPort();

@@ -1,22 +1,24 @@
-#include <CLI/CLI.hpp>
-
 #include "host/cli/PluginRun.h"
-#include "host/cli/Verbs.h"
+#include "host/cli/Verb.h"
 
 namespace host::cli {
 
-void AddBlankCheck(CLI::App& program, Options& options) {
-  CLI::App* verb =
-      program.add_subcommand("blank-check", "Tell whether MAIN flash and CCFG are blank; fails if not");
-  AddTargetOptions(*verb, options);
-  verb->callback([&options] {
-    options.run = [&options] {
-      Target target(options);
-      return RunOperation(options, target, "BlankCheck", [](PluginAnswer& answer) {
-        if (!answer.Said("Blank Check: Device flash is blank")) answer.error = "the chip is not blank";
-      });
-    };
+namespace {
+
+int BlankCheck(const TargetOptions& target, Output& output) {
+  return RunOperation(output, "blank-check", target, "BlankCheck", [](Session&, PluginAnswer& answer) {
+    if (answer.Said("Blank Check: Device flash is blank")) return;
+    answer.error = "the chip is not blank";
+    answer.differs = true;
   });
+}
+
+}  // namespace
+
+void AddBlankCheck(CLI::App& program, Job& chosen) {
+  AddVerb<TargetOptions>(program, chosen, "blank-check",
+                         "Tell whether MAIN flash and CCFG are blank; exit code 4 if not", AddTargetOptions,
+                         BlankCheck);
 }
 
 }  // namespace host::cli

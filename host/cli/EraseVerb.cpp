@@ -1,22 +1,36 @@
-#include <CLI/CLI.hpp>
-#include <memory>
+#include <fmt/format.h>
 
 #include "host/cli/PluginRun.h"
-#include "host/cli/Verbs.h"
+#include "host/cli/Verb.h"
 
 namespace host::cli {
 
-void AddErase(CLI::App& program, Options& options) {
-  auto retain = std::make_shared<bool>(false);
-  CLI::App* verb = program.add_subcommand("erase", "Erase a chip");
-  AddTargetOptions(*verb, options);
-  verb->add_flag("--retain", *retain, "Keep the MAIN sectors that the chip's CCFG marks");
-  verb->callback([&options, retain] {
-    options.run = [&options, retain] {
-      Target target(options);
-      return RunOperation(options, target, *retain ? "ChipEraseRetain" : "Erase");
-    };
-  });
+namespace {
+
+struct EraseOptions {
+  TargetOptions target;
+  bool retain = false;
+};
+
+int Erase(const EraseOptions& options, Output& output) {
+  return RunOperation(output, "erase", options.target, options.retain ? "ChipEraseRetain" : "Erase",
+                      [&](Session&, PluginAnswer& answer) {
+                        answer.lines.emplace_back(
+                            "Erased", options.retain ? "MAIN but the sectors that the CCFG marks; CCFG, SCFG"
+                                                     : "MAIN, CCFG, SCFG");
+                      });
+}
+
+}  // namespace
+
+void AddErase(CLI::App& program, Job& chosen) {
+  AddVerb<EraseOptions>(
+      program, chosen, "erase", "Erase a chip",
+      [](CLI::App& verb, EraseOptions& options) {
+        AddTargetOptions(verb, options.target);
+        verb.add_flag("--retain", options.retain, "Keep the MAIN sectors that the chip's CCFG marks");
+      },
+      Erase);
 }
 
 }  // namespace host::cli

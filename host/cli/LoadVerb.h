@@ -9,16 +9,18 @@
 namespace host::cli {
 
 struct LoadOptions {
+  TargetOptions target;
   std::vector<std::string> images;  // IMAGE[@ADDRESS]
   LoadMode mode = LoadMode::Program;
   bool isStrict = false;  // a warning before the load refuses it
   bool isDryRun = false;
+  bool noProgress = false;
 };
 
 // Options that loading and verifying share.
-void AddImageOptions(CLI::App& verb, Options& options, LoadOptions& load);
+void AddImageOptions(CLI::App& verb, LoadOptions& load);
 
 // One load from the images to the summary; returns the ExitCode. Throws InputError before anything is done.
-int RunLoad(const Options& options, const LoadOptions& load);
+int RunLoad(const LoadOptions& load, Output& output);
 
 }  // namespace host::cli

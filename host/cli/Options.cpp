@@ -4,44 +4,72 @@
 
 namespace host::cli {
 
-void AddJsonOption(CLI::App& verb, Options& options) {
-  verb.add_flag("--json", options.json, "Print one machine-readable result and nothing else");
+namespace {
+
+// Each value of a list has the option's name before it, so that arguments behind it are not taken for more.
+void AddList(CLI::App& verb, const char* name, std::vector<std::string>& values, const char* help,
+             const char* typeName) {
+  verb.add_option(name, values, help)->type_name(typeName)->take_all()->allow_extra_args(false);
 }
 
-void AddDeviceOption(CLI::App& verb, Options& options) {
-  verb.add_option("--device", options.target.device,
+void AddPasswordOptions(CLI::App& verb, PasswordOptions& password) {
+  CLI::Option_group* group = verb.add_option_group("Debug password");
+  group->require_option(0, 1);
+  group
+      ->add_option(
+          "--password", password.text,
+          "The debug password as text; others may see it in the list of processes. Without any of these, the "
+          "environment variable TOVIK_PASSWORD")
+      ->type_name("TEXT");
+  group->add_option("--password-hex", password.hex, "The same in hexadecimal digits")->type_name("HEX");
+  group->add_option("--password-file", password.file, "The first line of this file")->type_name("FILE");
+  group->add_flag("--ask-password", password.asks, "Ask for it on the terminal");
+}
+
+}  // namespace
+
+void AddJsonOption(CLI::App& verb) {
+  verb.add_flag("--json")->description("Print one machine-readable document and nothing else (docs/json.md)");
+}
+
+void AddDeviceOption(CLI::App& verb, TargetOptions& target) {
+  verb.add_option("--device", target.device,
                   "Device name (see 'tovik-flash devices') or its description file")
-      ->type_name("NAME|FILE");
+      ->type_name("NAME|FILE")
+      ->envname("TOVIK_DEVICE");
 }
 
-void AddTargetOptions(CLI::App& verb, Options& options) {
-  TargetOptions& target = options.target;
-  AddDeviceOption(verb, options);
+void AddTargetOptions(CLI::App& verb, TargetOptions& target) {
+  AddDeviceOption(verb, target);
   verb.add_option("--chip", target.chip,
-                  "File that keeps the chip between runs; without it, a new blank chip")
-      ->type_name("FILE");
-  verb.add_option("--set", target.settings, "A flash setting, see 'tovik-flash properties'")
-      ->type_name("NAME=VALUE")
-      ->take_all()
-      ->allow_extra_args(false);
+                  "File that keeps the simulated chip between runs; without it, a new blank chip")
+      ->type_name("FILE")
+      ->envname("TOVIK_CHIP");
+  AddList(verb, "--set", target.settings, "A flash setting, see 'tovik-flash properties'", "NAME=VALUE");
   verb.add_flag("--set-unknown-ok", target.allowUnknownSettings,
-                "Accept settings that the device does not list");
+                "Accept settings that the device does not list, and other values of its facts");
+  AddPasswordOptions(verb, target.password);
   verb.add_option("--plugin", target.plugin,
                   "Flash-loader plug-in; without it, the one built with this program")
-      ->type_name("FILE");
-  verb.add_option("--probe", target.probe, "Modelled probe: hs (10 MHz, 0.15 ms) or fs (4 MHz, 1 ms)")
-      ->check(CLI::IsMember({"hs", "fs"}))
-      ->type_name("hs|fs");
-  verb.add_option("--fault", target.faults, "Make something fail: host:N[=TEXT], or a fault of the chip")
-      ->type_name("TEXT")
-      ->take_all()
-      ->allow_extra_args(false);
-  verb.add_option("--life-cycle", target.lifeCycle, "Life-cycle state of the chip, in place of its own")
-      ->type_name("0..255");
+      ->type_name("FILE")
+      ->envname("TOVIK_PLUGIN");
+  verb.add_option(
+          "--probe", target.probe,
+          "The simulated chip behind a fast probe (sim:hs: 10 MHz, 0.15 ms; the default) or a slow one "
+          "(sim:fs: 4 MHz, 1 ms)")
+      ->type_name("sim[:hs|:fs]")
+      ->envname("TOVIK_PROBE");
+  AddList(verb, "--fault", target.faults,
+          "Make something fail: host:N[=TEXT], or a fault of the simulated chip", "TEXT");
+  verb.add_option("--life-cycle", target.lifeCycle,
+                  "Life-cycle state of the simulated chip, in place of its own")
+      ->type_name("0..255")
+      ->check(CLI::Range(0, 255).description(""));
+  verb.add_flag("--real-time", target.inRealTime, "Let the simulated chip take the time that it models");
   verb.add_option("--trace", target.trace, "Record every call of the plug-in to this file, a line each")
       ->type_name("FILE");
-  verb.add_flag("--verbose", options.verbose, "Let the plug-in tell more");
-  AddJsonOption(verb, options);
+  verb.add_flag("--verbose", target.verbose, "Let the plug-in tell more");
+  AddJsonOption(verb);
 }
 
 }  // namespace host::cli

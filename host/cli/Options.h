@@ -12,6 +12,19 @@ class App;
 
 namespace host::cli {
 
+class Output;
+
+// The job of the verb that the user chose; returns an ExitCode. Throws InputError before anything is touched.
+using Job = std::function<int(Output&)>;
+
+// Where the debug password comes from; at most one of them.
+struct PasswordOptions {
+  std::string text;
+  std::string hex;
+  std::string file;   // its first line
+  bool asks = false;  // at the terminal
+};
+
 // What a user may say about the target, for every verb that talks to a chip.
 struct TargetOptions {
   std::string device;
@@ -19,24 +32,18 @@ struct TargetOptions {
   std::string plugin;
   std::vector<std::string> settings;  // NAME=VALUE
   bool allowUnknownSettings = false;
-  std::string probe = "hs";
+  PasswordOptions password;
+  std::string probe = "sim";
   std::vector<std::string> faults;
-  std::optional<std::uint8_t> lifeCycle;
+  std::optional<std::uint32_t> lifeCycle;
+  bool inRealTime = false;
   std::string trace;
-};
-
-// The command line, parsed. One object for the program: verbs keep references to it.
-struct Options {
-  TargetOptions target;
-  bool json = false;
   bool verbose = false;
-  bool progress = true;
-  std::function<int()> run;  // the chosen verb; returns an ExitCode
 };
 
-void AddJsonOption(CLI::App& verb, Options& options);
-void AddDeviceOption(CLI::App& verb, Options& options);
+void AddJsonOption(CLI::App& verb);
+void AddDeviceOption(CLI::App& verb, TargetOptions& target);
 // --device, --chip, --set and all the others that describe a target; and --json, --verbose.
-void AddTargetOptions(CLI::App& verb, Options& options);
+void AddTargetOptions(CLI::App& verb, TargetOptions& target);
 
 }  // namespace host::cli

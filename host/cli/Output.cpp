@@ -1,13 +1,19 @@
 #include "host/cli/Output.h"
 
 #include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <nlohmann/json.hpp>
 
-#include <cstdio>
+#include "host/cli/ExitCode.h"
 
 namespace host::cli {
 
 namespace {
+
+constexpr int kSchema = 1;  // of all documents; docs/json.md
 
 // The plug-in ends some of its lines itself.
 std::string_view WithoutLineEnd(std::string_view text) {
@@ -24,23 +30,57 @@ std::string Indented(std::string_view text) {
   return indented;
 }
 
-}  // namespace
-
-void Complain(std::string_view text) {
-  std::fflush(stdout);  // so that the lines keep their order on a terminal
-  fmt::print(stderr, "tovik-flash: {}\n", Indented(WithoutLineEnd(text)));
+// Failures show when the stream is flushed and asked, in Finish.
+void Print(std::FILE* stream, std::string_view text) {
+  (void)std::fwrite(text.data(), 1, text.size(), stream);
 }
 
-void PrintMessage(const LoadMessage& message) {
+}  // namespace
+
+std::string Printable(std::string_view text) {
+  std::string printable;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool isControl = (byte < 0x20 && c != '\n' && c != '\t') || byte == 0x7F;
+    printable += isControl ? fmt::format("\\x{:02x}", byte) : std::string(1, c);
+  }
+  return printable;
+}
+
+void Output::Say(std::string_view text) {
+  if (!isJson) Print(stdout, Printable(text));
+}
+
+void Output::Complain(std::string_view text) {
+  std::fflush(stdout);  // so that the lines keep their order on a terminal
+  Print(stderr, fmt::format("tovik-flash: {}\n", Indented(Printable(WithoutLineEnd(text)))));
+}
+
+void Output::Show(const LoadMessage& message) {
   if (message.isError) {
     Complain(message.text);
   } else {
-    fmt::print("  | {}\n", Indented(WithoutLineEnd(message.text)));
+    Say(fmt::format("  | {}\n", Indented(WithoutLineEnd(message.text))));
   }
 }
 
-void PrintJson(const Json& result) {
-  fmt::print("{}\n", result.dump(2, ' ', false, Json::error_handler_t::replace));
+void Output::Write(std::span<const std::uint8_t> bytes) {
+  Print(stdout, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+int Output::Finish(std::string_view verb, int exitCode, std::string_view error) {
+  if (isJson) {
+    Json whole = {{"schema", kSchema},
+                  {"verb", verb},
+                  {"exit_code", exitCode},
+                  {"error", error.empty() ? Json(nullptr) : Json(error)}};
+    whole.update(document);
+    Print(stdout, whole.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+  }
+  errno = 0;
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return exitCode;
+  Complain(fmt::format("standard output: {}", errno != 0 ? std::strerror(errno) : "write error"));
+  return exitCode == kDone || exitCode == kErrorsReported ? kFailed : exitCode;
 }
 
 }  // namespace host::cli

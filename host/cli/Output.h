@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -7,14 +9,35 @@
 
 namespace host::cli {
 
-// One line on standard error, led by the program's name.
-void Complain(std::string_view text);
+// Where a verb's words go. As text: results on standard output, complaints on standard error, as they come.
+// As JSON: exactly one document on standard output, at the end, and complaints on standard error all the
+// same. Control characters in what is said are shown, not sent to the terminal.
+class Output {
+ public:
+  void UseJson() { isJson = true; }
+  [[nodiscard]] bool IsJson() const { return isJson; }
 
-// A message of the plug-in as it comes: information on standard output, errors on standard error. Line ends
-// within it start an indented line.
-void PrintMessage(const LoadMessage& message);
+  // A line or more of text; nothing where JSON is wanted.
+  void Say(std::string_view text);
+  // One line on standard error, led by the program's name.
+  void Complain(std::string_view text);
+  // A message of the plug-in: information is said, errors are complained of.
+  void Show(const LoadMessage& message);
+  // Bytes as they are; only where text is wanted.
+  void Write(std::span<const std::uint8_t> bytes);
 
-// The machine-readable result on standard output.
-void PrintJson(const Json& result);
+  // The verb's document: the fields that its page lists.
+  Json document = Json::object();
+
+  // Prints the document where JSON is wanted, led by "schema", "verb", "exit_code" and "error", and sees to
+  // it that all is written. Returns the exit code, or kFailed where standard output has lost something.
+  int Finish(std::string_view verb, int exitCode, std::string_view error = {});
+
+ private:
+  bool isJson = false;
+};
+
+// `text` with its control characters, line ends and tabs aside, as \xNN.
+std::string Printable(std::string_view text);
 
 }  // namespace host::cli

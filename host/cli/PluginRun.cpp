@@ -1,36 +1,46 @@
 #include "host/cli/PluginRun.h"
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "host/cli/ExitCode.h"
+#include "host/cli/Interrupt.h"
+#include "host/cli/Target.h"
+#include "host/device/InputError.h"
 
 namespace host::cli {
 
 namespace {
 
-int ExitCodeOf(const PluginAnswer& answer) {
-  if (answer.error) return kFailed;
+int ExitCodeOf(const PluginAnswer& answer, const Session& session) {
+  if (session.IsCancelled()) return kInterrupted;
+  if (answer.error) return answer.differs ? kDiffers : kFailed;
   const bool hasErrors = std::any_of(answer.messages.begin(), answer.messages.end(),
                                      [](const LoadMessage& message) { return message.isError; });
   return hasErrors ? kErrorsReported : kDone;
 }
 
-void Show(const Options& options, const Target& target, const PluginAnswer& answer, int exitCode) {
-  if (options.json) {
-    Json result = {{"exit_code", exitCode}, {"device", target.device.name}};
-    for (const auto& [title, text] : answer.lines) result["answer"][title] = text;
-    result["messages"] = ToJson(answer.messages);
-    result["error"] = answer.error ? Json(*answer.error) : Json(nullptr);
-    result["modelled_ms"] = static_cast<double>(target.probe.ElapsedNs()) / 1e6;
-    result["host_calls"] = target.services.CallCount();
-    PrintJson(result);
-    return;
+void Show(Output& output, const Session& session, const PluginAnswer& answer) {
+  for (const auto& [title, text] : answer.lines) output.Say(fmt::format("{:<22}{}\n", title, text));
+  if (answer.error) output.Complain(*answer.error);
+
+  Json& document = output.document;
+  document["device"] = session.device.name;
+  for (const auto& [title, text] : answer.lines) document["answer"][title] = text;
+  document["messages"] = ToJson(answer.messages);
+  document["modelled_ms"] = static_cast<double>(session.probe->ElapsedNs()) / 1e6;
+  document["host_calls"] = session.services.CallCount();
+}
+
+// Also after a failure: what happened to the chip has happened.
+void Keep(Session& session, PluginAnswer& answer) {
+  try {
+    session.SaveChip();
+  } catch (const std::exception& error) {
+    if (!answer.error) answer.error = error.what();
   }
-  for (const auto& [title, text] : answer.lines) fmt::print("{:<22}{}\n", title, text);
-  if (answer.error) Complain(*answer.error);
 }
 
 }  // namespace
@@ -40,39 +50,44 @@ bool PluginAnswer::Said(std::string_view text) const {
                      [&](const LoadMessage& message) { return message.text == text; });
 }
 
-int RunPlugin(const Options& options, Target& target, ChipAfterwards afterwards,
-              const std::function<void(PluginDevice&, PluginAnswer&)>& action) {
-  PluginAnswer answer;
-  target.services.onMessage = [&](bool isError, const std::string& text) {
-    answer.messages.push_back({isError, text});
-    if (!options.json || isError) PrintMessage(answer.messages.back());
-  };
-  try {
-    PluginDevice device(target.library, target.services, target.device.name);
-    (void)device.Initialize();
-    action(device, answer);
-  } catch (const std::exception& error) {
-    answer.error = error.what();
-  }
-  target.services.onMessage = nullptr;
-  try {
-    // Also after a failure: what happened to the chip has happened.
-    if (afterwards == ChipAfterwards::Kept) target.probe.Save();
-  } catch (const std::exception& error) {
-    if (!answer.error) answer.error = error.what();
-  }
+int RunPlugin(Output& output, std::string_view verb, const TargetOptions& options, ChipAfterwards afterwards,
+              const PluginAction& action) {
+  FilesOf(options).RequireDistinct();
+  Session session(Request(options, MissingChip::Refuse));
+  if (!options.trace.empty()) session.TraceTo(options.trace);
+  const std::string chip = ChipText(options, session);
+  if (!chip.empty()) output.Say(fmt::format("{:<22}{}\n", "Chip", chip));
 
-  const int exitCode = ExitCodeOf(answer);
-  Show(options, target, answer, exitCode);
-  return exitCode;
+  PluginAnswer answer;
+  session.services.onMessage = [&](bool isError, const std::string& text) {
+    answer.messages.push_back({isError, text});
+    output.Show(answer.messages.back());
+  };
+  {
+    const Interruptible interruptible(session);
+    try {
+      PluginDevice device = session.MakeDevice();
+      (void)device.Initialize();
+      action(session, device, answer);
+    } catch (const InputError&) {
+      throw;
+    } catch (const std::exception& error) {
+      answer.error = error.what();
+    }
+  }
+  if (session.IsCancelled()) answer.error = "interrupted";
+  if (afterwards == ChipAfterwards::Kept) Keep(session, answer);
+  Show(output, session, answer);
+  return output.Finish(verb, ExitCodeOf(answer, session), answer.error.value_or(""));
 }
 
-int RunOperation(const Options& options, Target& target, const std::string& operation,
-                 const std::function<void(PluginAnswer&)>& check) {
-  return RunPlugin(options, target, ChipAfterwards::Kept, [&](PluginDevice& device, PluginAnswer& answer) {
-    device.PerformOperation(operation);
-    if (check) check(answer);
-  });
+int RunOperation(Output& output, std::string_view verb, const TargetOptions& options,
+                 const std::string& operation, const std::function<void(Session&, PluginAnswer&)>& check) {
+  return RunPlugin(output, verb, options, ChipAfterwards::Kept,
+                   [&](Session& session, PluginDevice& device, PluginAnswer& answer) {
+                     device.PerformOperation(operation);
+                     if (check) check(session, answer);
+                   });
 }
 
 }  // namespace host::cli

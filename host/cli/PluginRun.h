@@ -1,13 +1,14 @@
 #pragma once
 
 #include <functional>
+#include <optional>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "host/cli/Options.h"
 #include "host/cli/Output.h"
-#include "host/cli/Target.h"
-#include "host/load/LoadReport.h"
-#include "host/plugin/PluginLibrary.h"
+#include "host/load/Session.h"
 
 namespace host::cli {
 
@@ -16,6 +17,7 @@ struct PluginAnswer {
   std::vector<LoadMessage> messages;
   std::vector<std::pair<std::string, std::string>> lines;  // what to show, by title
   std::optional<std::string> error;                        // why the verb has not done its job
+  bool differs = false;                                    // `error` is that the chip is not as it should be
 
   [[nodiscard]] bool Said(std::string_view text) const;
 };
@@ -23,13 +25,17 @@ struct PluginAnswer {
 // Whether the chip is written to its file afterwards.
 enum class ChipAfterwards { Kept, Dropped };
 
-// Creates and initializes a device, runs `action` with it, shows messages as they come and the answer at the
-// end, and returns the ExitCode. A failure of the plug-in becomes the answer's error.
-int RunPlugin(const Options& options, Target& target, ChipAfterwards afterwards,
-              const std::function<void(PluginDevice&, PluginAnswer&)>& action);
+using PluginAction = std::function<void(Session&, PluginDevice&, PluginAnswer&)>;
 
-// A verb that is one named operation of the plug-in. `check` may look at the answer and set its error.
-int RunOperation(const Options& options, Target& target, const std::string& operation,
-                 const std::function<void(PluginAnswer&)>& check = {});
+// Opens a session on a chip that is there, creates and initializes a device, runs `action` with it, shows
+// messages as they come and the answer at the end, and returns the ExitCode. A failure of the plug-in becomes
+// the answer's error. Throws InputError before anything is done.
+int RunPlugin(Output& output, std::string_view verb, const TargetOptions& options, ChipAfterwards afterwards,
+              const PluginAction& action);
+
+// A verb that is one named operation of the plug-in. `check` may look at the answer and add to it.
+int RunOperation(Output& output, std::string_view verb, const TargetOptions& options,
+                 const std::string& operation,
+                 const std::function<void(Session&, PluginAnswer&)>& check = {});
 
 }  // namespace host::cli

@@ -3,15 +3,12 @@
 #include <fmt/format.h>
 
 #include "host/cli/Locations.h"
+#include "host/cli/Password.h"
 #include "host/device/InputError.h"
-#include "host/plugin/HostFault.h"
 
 namespace host::cli {
 
 namespace {
-
-// What the password command carries of a longer password.
-constexpr std::size_t kPasswordBytesSent = 64;
 
 PropertyStore Defaults(const DeviceDescription& device) {
   PropertyStore::Values values;
@@ -19,21 +16,33 @@ PropertyStore Defaults(const DeviceDescription& device) {
   return PropertyStore(std::move(values));
 }
 
-SimulatedChipOptions ChipOptions(const TargetOptions& options) {
+SimulatedChipOptions ChipOptions(const TargetOptions& options, MissingChip missing) {
   SimulatedChipOptions chip;
   if (!options.chip.empty()) chip.file = options.chip;
-  chip.timing = options.probe;
-  chip.lifeCycle = options.lifeCycle;
+  chip.missing = missing;
+  if (options.lifeCycle) chip.lifeCycle = static_cast<std::uint8_t>(*options.lifeCycle);
+  chip.inRealTime = options.inRealTime;
   for (const std::string& fault : options.faults)
     if (!IsHostFault(fault)) chip.faults.push_back(fault);
   return chip;
 }
 
-std::string Unhex(std::string_view digits) {
-  std::string bytes;
-  for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
-    bytes += static_cast<char>(std::strtoul(std::string(digits.substr(i, 2)).c_str(), nullptr, 16));
-  return bytes;
+void ApplySetting(const std::string& given, const DeviceDescription& device, bool allowUnknown,
+                  PropertyStore& settings) {
+  const std::size_t equals = given.find('=');
+  if (equals == std::string::npos || equals == 0)
+    throw InputError(fmt::format("--set {}: expected NAME=VALUE", given));
+  const std::string name = given.substr(0, equals);
+  std::string value = given.substr(equals + 1);
+
+  const FlashProperty* property = device.Find(name);
+  if (property == nullptr && !allowUnknown) {
+    const std::vector<std::string> nearest = settings.Nearest(name, 3);
+    const std::string hint = nearest.empty() ? "" : fmt::format("; nearest: {}", fmt::join(nearest, ", "));
+    throw InputError(fmt::format("{} has no setting \"{}\"{}", device.name, name, hint));
+  }
+  if (property != nullptr) value = NormalizedValue(*property, value);
+  settings.Set(name, value);
 }
 
 }  // namespace
@@ -41,50 +50,43 @@ std::string Unhex(std::string_view digits) {
 DeviceDescription ReadDevice(const TargetOptions& options) {
   if (!options.device.empty()) return ReadDeviceDescription(FindDeviceFile(options.device, DevicesFolder()));
   if (!options.chip.empty() && std::filesystem::exists(options.chip))
-    return ReadDeviceDescription(FindDeviceFile(SimulatedProbe::DeviceOfFile(options.chip), DevicesFolder()));
+    return ReadDeviceDescription(FindDeviceFile(DeviceOfChipFile(options.chip), DevicesFolder()));
   throw InputError("which device? Give --device (see 'tovik-flash devices')");
 }
 
-Target::Target(const Options& options)
-    : device(ReadDevice(options.target)),
-      settings(Defaults(device)),
-      probe(device, ChipOptions(options.target)),
-      library(options.target.plugin.empty() ? DefaultPlugin() : std::filesystem::path(options.target.plugin)),
-      services(probe, settings) {
-  ApplySettings(options.target);
+SessionRequest Request(const TargetOptions& options, MissingChip missing) {
+  if (missing == MissingChip::Refuse && !options.chip.empty() && !std::filesystem::exists(options.chip))
+    throw InputError(fmt::format("chip file {}: no such file", options.chip));
+  DeviceDescription device = ReadDevice(options);
+  PropertyStore settings = Defaults(device);
+  for (const std::string& given : options.settings)
+    ApplySetting(given, device, options.allowUnknownSettings, settings);
+  ApplyPassword(options.password, device, settings);
   if (options.verbose) settings.Set("FlashVerboseMode", "1");
-  for (const std::string& fault : options.target.faults)
-    if (IsHostFault(fault)) services.Fail(ParseHostFault(fault));
-  if (options.target.trace.empty()) return;
 
-  trace.emplace(options.target.trace);
-  for (const FlashProperty& property : device.properties) {
-    if (property.type != PropertyType::Password) continue;
-    const std::string secret = settings.Get(property.name);
-    // As a setting, and as it would go over the wire.
-    trace->Hide(secret.substr(0, kPasswordBytesSent));
-    trace->Hide(Unhex(secret).substr(0, kPasswordBytesSent));
-  }
-  services.TraceTo(&*trace);
+  SessionRequest request{std::move(device), std::move(settings), {}, {}, {}};
+  request.probe = {.name = options.probe, .chip = ChipOptions(options, missing)};
+  request.plugin = options.plugin.empty() ? DefaultPlugin() : std::filesystem::path(options.plugin);
+  for (const std::string& fault : options.faults)
+    if (IsHostFault(fault)) request.faults.push_back(ParseHostFault(fault));
+  return request;
 }
 
-void Target::ApplySettings(const TargetOptions& options) {
-  for (const std::string& given : options.settings) {
-    const std::size_t equals = given.find('=');
-    if (equals == std::string::npos || equals == 0)
-      throw InputError(fmt::format("--set {}: expected NAME=VALUE", given));
-    const std::string name = given.substr(0, equals);
-    std::string value = given.substr(equals + 1);
+Files FilesOf(const TargetOptions& options) {
+  Files files;
+  files.Reads("device description", options.device);
+  files.Reads("chip file", options.chip);
+  files.Reads("plug-in", options.plugin);
+  files.Reads("password file", options.password.file);
+  files.Writes("trace", options.trace);
+  return files;
+}
 
-    const FlashProperty* property = device.Find(name);
-    if (property == nullptr && !options.allowUnknownSettings) {
-      const std::vector<std::string> nearest = settings.Nearest(name, 3);
-      const std::string hint = nearest.empty() ? "" : fmt::format("; nearest: {}", fmt::join(nearest, ", "));
-      throw InputError(fmt::format("{} has no setting \"{}\"{}", device.name, name, hint));
-    }
-    if (property != nullptr) value = NormalizedValue(*property, value);
-    settings.Set(name, value);
-  }
+std::string ChipText(const TargetOptions& options, Session& session) {
+  const ChipView* const view = session.View();
+  if (view == nullptr) return "";
+  if (options.chip.empty()) return "a new blank one; --chip FILE would keep it";
+  return options.chip + (view->IsNew() ? " (new)" : "");
 }
 
 }  // namespace host::cli

@@ -1,14 +1,8 @@
 #pragma once
 
-#include <optional>
-
+#include "host/cli/Files.h"
 #include "host/cli/Options.h"
-#include "host/device/FlashProperties.h"
-#include "host/device/PropertyStore.h"
-#include "host/plugin/HostServices.h"
-#include "host/plugin/PluginLibrary.h"
-#include "host/plugin/Trace.h"
-#include "host/probe/simulated/SimulatedProbe.h"
+#include "host/load/Session.h"
 
 namespace host::cli {
 
@@ -16,23 +10,13 @@ namespace host::cli {
 // InputError.
 DeviceDescription ReadDevice(const TargetOptions& options);
 
-// All that a verb needs to let a plug-in work on a chip.
-class Target {
- public:
-  // Reads and checks everything that the user gave; throws InputError for the first thing that is wrong.
-  // Nothing has been written then, but an empty trace file.
-  explicit Target(const Options& options);
+// What a session for these options is made of; reads what they name. Throws InputError.
+SessionRequest Request(const TargetOptions& options, MissingChip missing);
 
-  DeviceDescription device;
-  PropertyStore settings;
-  SimulatedProbe probe;
-  PluginLibrary library;
-  HostServices services;
+// The files that the options name.
+Files FilesOf(const TargetOptions& options);
 
- private:
-  void ApplySettings(const TargetOptions& options);
-
-  std::optional<Trace> trace;
-};
+// "board.chip", "board.chip (new)", or that the chip is a new one which nobody keeps; nothing for a real one.
+std::string ChipText(const TargetOptions& options, Session& session);
 
 }  // namespace host::cli

@@ -4,19 +4,20 @@
 
 namespace host::cli {
 
-// Each adds its verb to the program: the options, the help, and `options.run` when the verb is chosen.
-void AddLoad(CLI::App& program, Options& options);
-void AddVerify(CLI::App& program, Options& options);
-void AddDump(CLI::App& program, Options& options);
-void AddInfo(CLI::App& program, Options& options);
-void AddDevices(CLI::App& program, Options& options);
-void AddProperties(CLI::App& program, Options& options);
-void AddOperation(CLI::App& program, Options& options);
-void AddScript(CLI::App& program, Options& options);
-void AddErase(CLI::App& program, Options& options);
-void AddBlankCheck(CLI::App& program, Options& options);
-void AddHsm(CLI::App& program, Options& options);
-void AddUnlock(CLI::App& program, Options& options);
-void AddExplain(CLI::App& program, Options& options);
+// Each adds its verb to the program: the options, the help, and the job that `chosen` gets when the verb is
+// chosen.
+void AddLoad(CLI::App& program, Job& chosen);
+void AddVerify(CLI::App& program, Job& chosen);
+void AddErase(CLI::App& program, Job& chosen);
+void AddBlankCheck(CLI::App& program, Job& chosen);
+void AddDump(CLI::App& program, Job& chosen);
+void AddInfo(CLI::App& program, Job& chosen);
+void AddUnlock(CLI::App& program, Job& chosen);
+void AddHsm(CLI::App& program, Job& chosen);
+void AddOperation(CLI::App& program, Job& chosen);
+void AddScript(CLI::App& program, Job& chosen);
+void AddDevices(CLI::App& program, Job& chosen);
+void AddProperties(CLI::App& program, Job& chosen);
+void AddExplain(CLI::App& program, Job& chosen);
 
 }  // namespace host::cli

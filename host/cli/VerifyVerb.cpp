@@ -1,17 +1,16 @@
-#include <CLI/CLI.hpp>
-#include <memory>
-
 #include "host/cli/LoadVerb.h"
-#include "host/cli/Verbs.h"
+#include "host/cli/Verb.h"
 
 namespace host::cli {
 
-void AddVerify(CLI::App& program, Options& options) {
-  auto load = std::make_shared<LoadOptions>();
-  load->mode = LoadMode::Verify;
-  CLI::App* verb = program.add_subcommand("verify", "Compare a chip with images and change nothing");
-  AddImageOptions(*verb, options, *load);
-  verb->callback([&options, load] { options.run = [&options, load] { return RunLoad(options, *load); }; });
+void AddVerify(CLI::App& program, Job& chosen) {
+  AddVerb<LoadOptions>(
+      program, chosen, "verify", "Compare a chip with images and change nothing; exit code 4 if it differs",
+      [](CLI::App& verb, LoadOptions& load) {
+        load.mode = LoadMode::Verify;
+        AddImageOptions(verb, load);
+      },
+      RunLoad);
 }
 
 }  // namespace host::cli

@@ -1,70 +1,110 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <exception>
+#include <string>
+#include <vector>
 
+#include "host/cli/Config.h"
 #include "host/cli/ExitCode.h"
-#include "host/cli/Options.h"
+#include "host/cli/Interrupt.h"
 #include "host/cli/Output.h"
+#include "host/cli/Password.h"
 #include "host/cli/Verbs.h"
 #include "host/device/InputError.h"
+#include "host/device/PropertyStore.h"
 
 namespace {
 
 using namespace host;
 using namespace host::cli;
 
-const constexpr char* kFooter =
+constexpr const char* kFooter =
     "Exit codes:\n"
-    "  0  done\n"
-    "  1  failed\n"
-    "  2  wrong usage or input; no chip file was touched\n"
-    "  3  done, but errors were reported\n";
+    "  0    done\n"
+    "  1    failed\n"
+    "  2    wrong usage or input; no chip was touched\n"
+    "  3    done, but errors were reported\n"
+    "  4    the chip differs from the images, or is not blank\n"
+    "  130  interrupted\n"
+    "\n"
+    "Environment: TOVIK_DEVICE, TOVIK_CHIP, TOVIK_PROBE, TOVIK_PLUGIN and TOVIK_PASSWORD stand for the "
+    "options\n"
+    "of these names, TOVIK_DEVICES for the folder of device descriptions, TOVIK_CONFIG for --config.\n";
 
-void AddVerbs(CLI::App& program, Options& options) {
-  AddLoad(program, options);
-  AddVerify(program, options);
-  AddDump(program, options);
-  AddInfo(program, options);
-  AddErase(program, options);
-  AddBlankCheck(program, options);
-  AddHsm(program, options);
-  AddUnlock(program, options);
-  AddOperation(program, options);
-  AddScript(program, options);
-  AddDevices(program, options);
-  AddProperties(program, options);
-  AddExplain(program, options);
+void AddVerbs(CLI::App& program, Job& chosen) {
+  AddLoad(program, chosen);
+  AddVerify(program, chosen);
+  AddDump(program, chosen);
+  AddInfo(program, chosen);
+  AddErase(program, chosen);
+  AddBlankCheck(program, chosen);
+  AddHsm(program, chosen);
+  AddUnlock(program, chosen);
+  AddOperation(program, chosen);
+  AddScript(program, chosen);
+  AddDevices(program, chosen);
+  AddProperties(program, chosen);
+  AddExplain(program, chosen);
 }
 
-int Fail(const Options& options, const std::string& text, ExitCode exitCode) {
-  Complain(text);
-  if (options.json) PrintJson({{"exit_code", static_cast<int>(exitCode)}, {"error", text}});
-  return exitCode;
+// The verb as it was typed: the first argument that is no option.
+std::string TypedVerb(const std::vector<std::string>& arguments) {
+  const auto verb = std::find_if(arguments.begin(), arguments.end(),
+                                 [](const std::string& argument) { return !argument.starts_with('-'); });
+  return verb == arguments.end() ? "" : *verb;
 }
 
-int Run(int argc, char** argv) {
+void RequireKnownVerb(const CLI::App& program, const std::string& typed) {
+  if (typed.empty()) throw InputError("which verb? tovik-flash --help lists them");
+  PropertyStore known;
+  for (const CLI::App* verb : program.get_subcommands({})) known.Set(verb->get_name(), "");
+  if (known.Find(typed) != nullptr) return;
+  const std::vector<std::string> nearest = known.Nearest(typed, 1);
+  throw InputError(fmt::format("there is no verb \"{}\"{} (see --help)", typed,
+                               nearest.empty() ? "" : fmt::format("; do you mean \"{}\"?", nearest.front())));
+}
+
+int Fail(Output& output, const std::string& verb, const std::string& text, ExitCode exitCode) {
+  output.Complain(text);
+  return output.Finish(verb, exitCode, text);
+}
+
+int Run(const std::vector<std::string>& arguments, Output& output) {
   CLI::App program("Programs Serin and Corvel chips through a flash-loader plug-in.", "tovik-flash");
   program.footer(kFooter);
   program.set_version_flag("--version", "tovik-flash " TOVIK_VERSION);
   program.require_subcommand(1);
-  Options options;
-  AddVerbs(program, options);
+  program.fallthrough();  // so that --config may stand behind the verb
+  const std::string verb = TypedVerb(arguments);
+  Job chosen;
   try {
-    program.parse(argc, argv);
+    AddConfig(program, verb);
+    AddVerbs(program, chosen);
+    const bool isAboutProgram =
+        std::any_of(arguments.begin(), arguments.end(), [](const std::string& argument) {
+          return argument == "--help" || argument == "-h" || argument == "--version";
+        });
+    if (!isAboutProgram) RequireKnownVerb(program, verb);
+    program.parse(std::vector<std::string>(arguments.rbegin(),
+                                           arguments.rend()));  // the parser takes them from the back
   } catch (const CLI::Success& request) {
-    return program.exit(request);  // --help, --version
+    (void)program.exit(request);  // --help, --version
+    return output.Finish(verb, kDone);
   } catch (const CLI::ParseError& error) {
-    return Fail(options, std::string(error.what()) + " (see --help)", kWrongInput);
+    return Fail(output, verb, WithoutPasswords(std::string(error.what()) + " (see --help)", arguments),
+                kWrongInput);
+  } catch (const InputError& error) {
+    return Fail(output, "", error.what(), kWrongInput);
   }
 
   try {
-    return options.run();
+    return chosen(output);
   } catch (const InputError& error) {
-    return Fail(options, error.what(), kWrongInput);
+    return Fail(output, verb, WithoutPasswords(error.what(), arguments), kWrongInput);
   } catch (const std::exception& error) {
-    return Fail(options, error.what(), kFailed);
+    return Fail(output, verb, error.what(), kFailed);
   }
 }
 
@@ -72,7 +112,13 @@ int Run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    return Run(argc, argv);
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    Output output;
+    // Also for what is wrong with the arguments themselves.
+    if (std::find(arguments.begin(), arguments.end(), "--json") != arguments.end()) output.UseJson();
+    WatchSignals();
+    EndWithJson(output.IsJson());
+    return Run(arguments, output);
   } catch (const std::exception& error) {
     fmt::print(stderr, "tovik-flash: {}\n", error.what());
     return kFailed;

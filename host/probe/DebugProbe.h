@@ -9,6 +9,8 @@
 
 namespace host {
 
+class ChipView;
+
 // The debug cores of the target, as the plug-in selects them.
 enum class Core { DebugPort, SecureAp, Cortex };
 
@@ -46,6 +48,10 @@ class DebugProbe {
   // Time since the probe was opened, in nanoseconds of the probe's own clock: modelled time where the target
   // is simulated.
   [[nodiscard]] virtual std::uint64_t ElapsedNs() const = 0;
+  // How often the probe was waited for.
+  [[nodiscard]] virtual std::uint64_t RoundTrips() const = 0;
+  // Null for a real target.
+  [[nodiscard]] virtual ChipView* View() { return nullptr; }
 };
 
 }  // namespace host

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 #include "host/device/InputError.h"
@@ -63,10 +64,14 @@ simulator::ChipDescription Describe(const DeviceDescription& device) {
 
 }  // namespace
 
-SimulatedProbe::SimulatedProbe(const DeviceDescription& device, const SimulatedChipOptions& options)
+SimulatedProbe::SimulatedProbe(const DeviceDescription& device, const SimulatedChipOptions& options,
+                               std::string_view timingName)
     : file(options.file) {
-  const auto timing = simulator::FindProbeTiming(options.timing);
-  if (!timing) throw InputError(fmt::format("there is no probe \"{}\"", options.timing));
+  const auto timing = simulator::FindProbeTiming(timingName);
+  if (!timing)
+    throw InputError(fmt::format("there is no probe \"sim:{}\": sim:hs and sim:fs are known", timingName));
+  if (file && options.missing == MissingChip::Refuse && !std::filesystem::exists(*file))
+    throw InputError(fmt::format("chip file {}: no such file", file->string()));
   try {
     simulator::Faults faults;
     for (const std::string& fault : options.faults) faults.Add(fault);
@@ -74,6 +79,7 @@ SimulatedProbe::SimulatedProbe(const DeviceDescription& device, const SimulatedC
     chip = std::make_unique<simulator::Chip>(description, simulator::CostModel{}, faults);
     if (file && std::filesystem::exists(*file)) {
       saved = simulator::LoadChip(*file, description);
+      isNew = false;
       chip->Restore(*saved);
     }
     if (options.lifeCycle) chip->SetLifeCycle(*options.lifeCycle);
@@ -81,9 +87,14 @@ SimulatedProbe::SimulatedProbe(const DeviceDescription& device, const SimulatedC
     throw InputError(error.what());
   }
   ports = std::make_unique<simulator::DebugPorts>(*chip, *timing);
+  if (options.inRealTime) realStart = std::chrono::steady_clock::now();
 }
 
-std::string SimulatedProbe::DeviceOfFile(const std::filesystem::path& chipFile) {
+void SimulatedProbe::KeepPace() const {
+  if (realStart) std::this_thread::sleep_until(*realStart + std::chrono::nanoseconds(ElapsedNs()));
+}
+
+std::string DeviceOfChipFile(const std::filesystem::path& chipFile) {
   try {
     return simulator::DeviceNameInFile(chipFile);
   } catch (const std::exception& error) {
@@ -93,7 +104,8 @@ std::string SimulatedProbe::DeviceOfFile(const std::filesystem::path& chipFile) 
 
 void SimulatedProbe::Connect(Core core) {
   ports->Connect();
-  if (core == Core::Cortex && !IsDebuggingOpen())
+  if (core == Core::Cortex &&
+      (chip->ReadRegister(simulator::Register::CfgApDeviceStatus) & kAhbApEnabled) == 0)
     throw std::runtime_error("Cortex: cannot be connected, its debug port is closed");
 }
 
@@ -120,6 +132,7 @@ void SimulatedProbe::WriteRegister(std::uint32_t address, std::uint32_t value) {
 
 void SimulatedProbe::PushWords(std::span<const std::uint32_t> words) {
   ports->WriteTxWords(words);
+  KeepPace();
 }
 
 void SimulatedProbe::PopWords(std::span<std::uint32_t> words) {
@@ -136,6 +149,7 @@ void SimulatedProbe::ReadMemory(std::uint32_t address, std::span<std::uint8_t> b
 
 void SimulatedProbe::Sleep(std::uint32_t milliseconds) {
   ports->Sleep(milliseconds);
+  KeepPace();
 }
 
 std::uint64_t SimulatedProbe::ElapsedNs() const {
@@ -149,10 +163,6 @@ ChipPicture SimulatedProbe::Picture() const {
   const simulator::WriteCounts& writes = chip->Writes();
   picture.writes = {writes.ccfg, writes.scfg, writes.otp, writes.ram};
   return picture;
-}
-
-bool SimulatedProbe::IsDebuggingOpen() {
-  return (chip->ReadRegister(simulator::Register::CfgApDeviceStatus) & kAhbApEnabled) != 0;
 }
 
 void SimulatedProbe::Save() {

@@ -1,35 +1,26 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "host/device/FlashProperties.h"
-#include "host/probe/ChipPicture.h"
-#include "host/probe/DebugProbe.h"
+#include "host/probe/ChipView.h"
+#include "host/probe/OpenProbe.h"
 #include "simulator/Chip.h"
 #include "simulator/DebugPorts.h"
 
 namespace host {
 
-struct SimulatedChipOptions {
-  std::optional<std::filesystem::path>
-      file;                               // where the chip is kept; a file that is not there is a new chip
-  std::string timing = "hs";              // which probe is modelled, by name
-  std::vector<std::string> faults;        // in the simulator's fault grammar
-  std::optional<std::uint8_t> lifeCycle;  // in place of the one that the chip has
-};
-
 // A probe with a simulated chip at its end. Its clock is virtual: it counts what the same accesses would take
 // on a board.
-class SimulatedProbe final : public DebugProbe {
+class SimulatedProbe final : public DebugProbe, public ChipView {
  public:
-  // Powers the chip up. Throws InputError for an unusable chip file, probe name or fault; touches no file.
-  SimulatedProbe(const DeviceDescription& device, const SimulatedChipOptions& options);
-
-  // Name of the device that a chip file is of. Throws InputError when it is no sound chip file.
-  static std::string DeviceOfFile(const std::filesystem::path& chipFile);
+  // `timing` names the kind of probe that is modelled. Throws as OpenProbe does.
+  SimulatedProbe(const DeviceDescription& device, const SimulatedChipOptions& options,
+                 std::string_view timing = "hs");
 
   void Connect(Core core) override;
   void Disconnect(Core core) override;
@@ -43,20 +34,23 @@ class SimulatedProbe final : public DebugProbe {
   void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes) override;
   void Sleep(std::uint32_t milliseconds) override;
   [[nodiscard]] std::uint64_t ElapsedNs() const override;
+  [[nodiscard]] std::uint64_t RoundTrips() const override { return ports->Counted().roundTrips; }
+  [[nodiscard]] ChipView* View() override { return this; }
+
+  [[nodiscard]] ChipPicture Picture() const override;
+  void Save() override;
+  [[nodiscard]] bool IsNew() const override { return isNew; }
 
   // The chip itself, for those who put something into it or take its power away.
   [[nodiscard]] simulator::Chip& Chip() { return *chip; }
-  [[nodiscard]] ChipPicture Picture() const;
-  [[nodiscard]] std::uint64_t RoundTrips() const { return ports->Counted().roundTrips; }
-  // Whether the chip lets a debugger reach its memory.
-  [[nodiscard]] bool IsDebuggingOpen();
-
-  // Writes the chip to its file when it differs from what the file holds. Does nothing without a file. Throws
-  // std::runtime_error when it cannot be written; the old file then stays as it was.
-  void Save();
 
  private:
+  // Waits until as much real time has passed as modelled time, where that is asked for.
+  void KeepPace() const;
+
   std::optional<std::filesystem::path> file;
+  bool isNew = true;
+  std::optional<std::chrono::steady_clock::time_point> realStart;  // of the modelled time's 0
   std::unique_ptr<simulator::Chip> chip;
   std::unique_ptr<simulator::DebugPorts> ports;
   std::optional<simulator::ChipState> saved;  // what the file holds; nothing when there is none yet

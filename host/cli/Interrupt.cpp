@@ -1,0 +1,55 @@
+#include "host/cli/Interrupt.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <string_view>
+
+#include "host/cli/ExitCode.h"
+
+namespace host::cli {
+
+namespace {
+
+constexpr std::string_view kDocument =
+    "{\"schema\": 1, \"verb\": null, \"exit_code\": 130, \"error\": \"interrupted\"}\n";
+
+std::atomic<Session*> s_session = nullptr;
+std::atomic<bool> s_json = false;
+static_assert(std::atomic<Session*>::is_always_lock_free, "used in a signal handler");
+
+extern "C" void TakeSignal(int) {
+  Session* const session = s_session.exchange(nullptr);
+  if (session != nullptr) {
+    session->Cancel();
+    return;
+  }
+  if (s_json) (void)!write(STDOUT_FILENO, kDocument.data(), kDocument.size());
+  _exit(kInterrupted);
+}
+
+}  // namespace
+
+void WatchSignals() {
+  (void)std::signal(SIGPIPE, SIG_IGN);
+  struct sigaction action = {};
+  action.sa_handler = TakeSignal;
+  action.sa_flags = SA_RESTART;  // writes go on: the cancelled host call ends the load
+  (void)sigaction(SIGINT, &action, nullptr);
+  (void)sigaction(SIGTERM, &action, nullptr);
+}
+
+void EndWithJson(bool json) {
+  s_json = json;
+}
+
+Interruptible::Interruptible(Session& session) {
+  s_session = &session;
+}
+
+Interruptible::~Interruptible() {
+  s_session = nullptr;
+}
+
+}  // namespace host::cli

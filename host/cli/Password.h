@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/cli/Options.h"
+#include "host/device/FlashProperties.h"
+#include "host/device/PropertyStore.h"
+
+namespace host::cli {
+
+// Sets the device's password settings to the password that the options give, if they give one. Throws
+// InputError, never repeating the password: no such file, no terminal to ask at, a device without passwords.
+void ApplyPassword(const PasswordOptions& options, const DeviceDescription& device, PropertyStore& settings);
+
+// Asks on the terminal, without showing what is typed. Throws InputError when there is none.
+std::string AskPassword();
+[[nodiscard]] bool CanAskPassword();
+
+// `text`, an error about these arguments, with the passwords that they hold hidden.
+std::string WithoutPasswords(std::string text, const std::vector<std::string>& arguments);
+
+}  // namespace host::cli

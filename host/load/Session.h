@@ -1,0 +1,70 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/device/FlashProperties.h"
+#include "host/device/PropertyStore.h"
+#include "host/load/LoadEvents.h"
+#include "host/plugin/HostServices.h"
+#include "host/plugin/PluginLibrary.h"
+#include "host/plugin/Trace.h"
+#include "host/probe/ChipView.h"
+#include "host/probe/OpenProbe.h"
+
+namespace host {
+
+struct SessionRequest {
+  DeviceDescription device;
+  PropertyStore settings;
+  ProbeOptions probe;
+  std::filesystem::path plugin;
+  std::vector<HostFault> faults;  // host calls that fail on request
+};
+
+// One target and all that it takes to let a plug-in work on it: probe, settings, host services, plug-in.
+// Several sessions live in one process side by side, each used by one thread at a time; only Cancel may be
+// called from anywhere.
+class Session {
+ public:
+  // Opens the plug-in and the probe. Throws InputError for the first thing that is wrong; nothing has been
+  // written then.
+  explicit Session(SessionRequest request);
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  // Records every call from now on. Throws InputError when the file cannot be written.
+  void TraceTo(const std::filesystem::path& file);
+
+  // Fails the plug-in's present and every further call with "cancelled". From any thread, or a signal
+  // handler.
+  void Cancel() noexcept { services.Cancel(); }
+  [[nodiscard]] bool IsCancelled() const { return services.IsCancelled(); }
+
+  // A device object of the plug-in, as the session's device.
+  [[nodiscard]] PluginDevice MakeDevice() { return {library, services, device.name}; }
+
+  // The word of CFGAP_DEVICESTATUS; connects the debug port for it. Throws what the probe throws.
+  [[nodiscard]] std::uint32_t ReadRegister(std::string_view name);
+  // Whether the chip lets a debugger reach its memory.
+  [[nodiscard]] bool IsDebuggingOpen();
+
+  // Null for a real chip.
+  [[nodiscard]] ChipView* View() { return probe->View(); }
+  // Keeps a simulated chip, with all that happened to it. Throws std::runtime_error.
+  void SaveChip();
+
+  const DeviceDescription device;
+  PropertyStore settings;
+  const std::unique_ptr<DebugProbe> probe;
+  const PluginLibrary library;
+  HostServices services;
+
+ private:
+  std::optional<Trace> trace;
+};
+
+}  // namespace host

@@ -1,0 +1,252 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+// The built program as a user meets it, in transcripts: tests/host/runs/*.run, each played from its first
+// line to its last in a folder of its own. tests/host/runs/README.md tells the language.
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string ReadText(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::vector<fs::path> Transcripts() {
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::directory_iterator(TOVIK_TRANSCRIPTS))
+    if (entry.path().extension() == ".run") files.push_back(entry.path());
+  return files;
+}
+
+// The words of a line; what stands between single quotes is one.
+std::vector<std::string> Words(const std::string& line) {
+  std::vector<std::string> words;
+  bool isQuoted = false;
+  bool isOpen = false;
+  for (const char c : line) {
+    if (c == '\'') {
+      isQuoted = !isQuoted;
+      if (isQuoted && !isOpen) words.emplace_back();
+      isOpen = true;
+    } else if (c == ' ' && !isQuoted) {
+      isOpen = false;
+    } else {
+      if (!isOpen) words.emplace_back();
+      isOpen = true;
+      words.back() += c;
+    }
+  }
+  return words;
+}
+
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
+    text.replace(at, from.size(), to);
+  return text;
+}
+
+class TranscriptTest : public testing::TestWithParam<fs::path> {
+ protected:
+  void SetUp() override {
+    std::string name = (fs::temp_directory_path() / "tovik-run-XXXXXX").string();
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    folder = name;
+  }
+  void TearDown() override { fs::remove_all(folder); }
+
+  // One line that makes or changes a file, or runs the program.
+  void Do(const std::string& line) {
+    std::vector<std::string> words = Words(line);
+    const std::string verb = words.front();
+    words.erase(words.begin());
+    if (verb == "run") return Run(words);
+    if (verb == "make") return Make(words);
+    if (verb == "text") return Write(words.at(0), Replaced(words.at(1), "\\n", "\n"));
+    if (verb == "copy") return Write(words.at(1), ReadText(folder / words.at(0)));
+    if (verb == "link") return fs::create_symlink(words.at(0), folder / words.at(1));
+    if (verb == "mode")
+      return fs::permissions(folder / words.at(0),
+                             static_cast<fs::perms>(std::stoul(words.at(1), nullptr, 8)));
+    if (verb == "env") return Set(words.at(0));
+    throw std::runtime_error("no such line: " + line);
+  }
+
+  // make NAME COUNT ramp|HEX [OFFSET=HEX]...
+  void Make(const std::vector<std::string>& words) {
+    std::string bytes(std::stoul(words.at(1), nullptr, 0), '\0');
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+      bytes[i] =
+          static_cast<char>(words.at(2) == "ramp" ? i * 7 + i / 251 : std::stoul(words.at(2), nullptr, 16));
+    for (std::size_t i = 3; i < words.size(); ++i) {
+      const std::size_t equals = words[i].find('=');
+      for (std::size_t at = std::stoul(words[i], nullptr, 0), digit = equals + 1; digit < words[i].size();
+           digit += 2)
+        bytes.at(at++) = static_cast<char>(std::stoul(words[i].substr(digit, 2), nullptr, 16));
+    }
+    Write(words.at(0), bytes);
+  }
+
+  void Write(const std::string& name, const std::string& bytes) const {
+    std::ofstream(folder / name, std::ios::binary) << bytes;
+  }
+
+  void Set(const std::string& assignment) {
+    const std::size_t equals = assignment.find('=');
+    environment[assignment.substr(0, equals)] = assignment.substr(equals + 1);
+  }
+
+  // run [ARGUMENT]... [<FILE] [>FILE] [!SIGNAL@MS]
+  void Run(const std::vector<std::string>& words) {
+    before = FolderContents();
+    std::vector<std::string> arguments{TOVIK_FLASH_PATH};
+    std::string input = "/dev/null";
+    std::string output = (folder / "stdout").string();
+    int afterMs = -1;
+    for (const std::string& word : words) {
+      if (word.starts_with('>')) {
+        output = word.substr(1);
+      } else if (word.starts_with('<')) {
+        input = (folder / word.substr(1)).string();
+      } else if (word.starts_with("!INT@")) {
+        afterMs = std::stoi(word.substr(5));
+      } else {
+        arguments.push_back(Replaced(word, "$EMPTY_PLUGIN", TOVIK_EMPTY_PLUGIN_PATH));
+      }
+    }
+    const pid_t child = fork();
+    if (child == 0) Become(arguments, input, output);
+    if (afterMs >= 0) {
+      usleep(static_cast<useconds_t>(afterMs) * 1000);
+      kill(child, SIGINT);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    streams = {{"out", ReadText(folder / "stdout")}, {"err", ReadText(folder / "stderr")}};
+    isErrorExpected = false;
+    isExitExpected = false;
+  }
+
+  [[noreturn]] void Become(const std::vector<std::string>& arguments, const std::string& input,
+                           const std::string& output) {
+    std::vector<char*> pointers;
+    for (const std::string& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
+    pointers.push_back(nullptr);
+    for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
+    if (chdir(folder.c_str()) != 0) _exit(127);
+    fs::remove("stdout");
+    dup2(open(input.c_str(), O_RDONLY), STDIN_FILENO);
+    dup2(open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666), STDOUT_FILENO);
+    dup2(open("stderr", O_WRONLY | O_CREAT | O_TRUNC, 0666), STDERR_FILENO);
+    execv(pointers[0], pointers.data());
+    _exit(127);
+  }
+
+  std::map<std::string, std::string> FolderContents() const {
+    std::map<std::string, std::string> contents;
+    for (const auto& entry : fs::directory_iterator(folder))
+      contents[entry.path().filename()] = ReadText(entry.path());
+    return contents;
+  }
+
+  // One indented line: what must hold of the last run.
+  void Expect(const std::string& line) {
+    const std::vector<std::string> words = Words(line);
+    const std::string& subject = words.at(0);
+    if (subject == "exit") {
+      isExitExpected = true;
+      EXPECT_EQ(exitCode, std::stoi(words.at(1))) << streams["out"] << streams["err"];
+    } else if (subject == "out" || subject == "err") {
+      ExpectText(subject, words.at(1),
+                 Replaced(line.substr(line.find(words.at(1)) + words.at(1).size() + 1), "\\n", "\n"));
+    } else if (subject == "json") {
+      const nlohmann::json document = nlohmann::json::parse(streams["out"]);
+      EXPECT_EQ(document.at(nlohmann::json::json_pointer(words.at(1))),
+                nlohmann::json::parse(line.substr(line.find(" = ") + 3)));
+    } else if (subject == "same") {
+      EXPECT_TRUE(FolderContents()[words.at(1)] == before[words.at(1)]);
+    } else if (subject == "changed") {
+      EXPECT_FALSE(FolderContents()[words.at(1)] == before[words.at(1)]);
+    } else if (subject == "absent") {
+      EXPECT_FALSE(fs::exists(folder / words.at(1)));
+    } else if (subject == "holds") {  // holds FILE OFFSET OTHER
+      const std::string other = ReadText(folder / words.at(3));
+      EXPECT_TRUE(ReadText(folder / words.at(1)).substr(std::stoul(words.at(2), nullptr, 0), other.size()) ==
+                  other);
+    } else if (subject == "mode") {
+      EXPECT_EQ(static_cast<unsigned>(fs::status(folder / words.at(1)).permissions()),
+                std::stoul(words.at(2), nullptr, 8));
+    } else {
+      throw std::runtime_error("no such expectation: " + line);
+    }
+  }
+
+  void ExpectText(const std::string& stream, const std::string& relation, const std::string& text) {
+    const std::string& said = streams[stream];
+    if (stream == "err") isErrorExpected = true;
+    if (relation == "~") {
+      EXPECT_NE(said.find(text), std::string::npos) << text << "\nin\n" << said;
+    }
+    if (relation == "!~") {
+      EXPECT_EQ(said.find(text), std::string::npos) << text << "\nin\n" << said;
+    }
+    if (relation == "=") {
+      EXPECT_EQ(said, text + "\n");
+    }
+  }
+
+  // What no line speaks of: a run succeeds and has nothing to complain of.
+  void ExpectTheRest() {
+    if (!isExitExpected) {
+      EXPECT_EQ(exitCode, 0) << streams["out"] << streams["err"];
+    }
+    if (!isErrorExpected) {
+      EXPECT_EQ(streams["err"], "");
+    }
+  }
+
+  fs::path folder;
+  std::map<std::string, std::string> environment;
+  std::map<std::string, std::string> before;
+  std::map<std::string, std::string> streams;
+  int exitCode = 0;
+  bool isExitExpected = true;
+  bool isErrorExpected = true;
+};
+
+TEST_P(TranscriptTest, Holds) {
+  std::istringstream lines(ReadText(GetParam()));
+  int number = 0;
+  for (std::string line; std::getline(lines, line);) {
+    ++number;
+    if (line.empty() || line[0] == '#') continue;
+    SCOPED_TRACE(GetParam().filename().string() + ":" + std::to_string(number) + ": " + line);
+    if (line[0] == ' ') {
+      Expect(line.substr(line.find_first_not_of(' ')));
+    } else {
+      ExpectTheRest();
+      Do(line);
+    }
+  }
+  ExpectTheRest();
+}
+
+INSTANTIATE_TEST_SUITE_P(Runs, TranscriptTest, testing::ValuesIn(Transcripts()),
+                         [](const auto& run) { return run.param.stem().string(); });
+
+}  // namespace
