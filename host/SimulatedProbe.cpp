@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "InputError.h"
-#include "simulator/ChipStore.h"
 #include "simulator/Registers.h"
 
 namespace host {
@@ -63,8 +62,7 @@ simulator::ChipDescription Describe(const DeviceDescription& device) {
 
 }  // namespace
 
-SimulatedProbe::SimulatedProbe(const DeviceDescription& device, const SimulatedChipOptions& options)
-    : file(options.file) {
+SimulatedProbe::SimulatedProbe(const DeviceDescription& device, const SimulatedChipOptions& options) {
   auto const timing = simulator::FindProbeTiming(options.timing);
   if (!timing) throw InputError(fmt::format("there is no probe \"{}\"", options.timing));
   try {
@@ -72,8 +70,9 @@ SimulatedProbe::SimulatedProbe(const DeviceDescription& device, const SimulatedC
     for (const std::string& fault : options.faults) faults.Add(fault);
     simulator::ChipDescription const description = Describe(device);
     chip = std::make_unique<simulator::Chip>(description, simulator::CostModel{}, faults);
-    if (file && std::filesystem::exists(*file)) {
-      saved = simulator::LoadChip(*file, description);
+    if (options.file) file.emplace(simulator::ChipFile::OpenOrCreate(*options.file));
+    if (file && !file->IsEmpty()) {
+      saved = file->Load(description);
       chip->Restore(*saved);
     }
     if (options.lifeCycle) chip->SetLifeCycle(*options.lifeCycle);
@@ -85,7 +84,7 @@ SimulatedProbe::SimulatedProbe(const DeviceDescription& device, const SimulatedC
 
 std::string SimulatedProbe::DeviceOfFile(const std::filesystem::path& chipFile) {
   try {
-    return simulator::DeviceNameInFile(chipFile);
+    return simulator::ChipFile::DeviceName(chipFile);
   } catch (const std::exception& error) {
     throw InputError(error.what());
   }
@@ -157,7 +156,7 @@ bool SimulatedProbe::IsDebuggingOpen() {
 
 void SimulatedProbe::Save() {
   if (!file || chip->State() == saved) return;
-  simulator::SaveChip(*file, chip->Description(), chip->State());
+  file->Save(chip->Description(), chip->State());
   saved = chip->State();
 }
 

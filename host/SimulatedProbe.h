@@ -9,6 +9,7 @@
 #include "DebugProbe.h"
 #include "FlashProperties.h"
 #include "simulator/Chip.h"
+#include "simulator/ChipFile.h"
 #include "simulator/DebugPorts.h"
 
 namespace host {
@@ -25,7 +26,8 @@ struct SimulatedChipOptions {
 // on a board.
 class SimulatedProbe final : public DebugProbe {
  public:
-  // Powers the chip up. Throws InputError for an unusable chip file, probe name or fault; touches no file.
+  // Powers the chip up. Throws InputError for an unusable chip file, probe name or fault. Holds the chip
+  // file.
   SimulatedProbe(const DeviceDescription& device, const SimulatedChipOptions& options);
 
   // Name of the device that a chip file is of. Throws InputError when it is no sound chip file.
@@ -56,7 +58,7 @@ class SimulatedProbe final : public DebugProbe {
   void Save();
 
  private:
-  std::optional<std::filesystem::path> file;
+  std::optional<simulator::ChipFile> file;
   std::unique_ptr<simulator::Chip> chip;
   std::unique_ptr<simulator::DebugPorts> ports;
   std::optional<simulator::ChipState> saved;  // what the file holds; nothing when there is none yet
