@@ -1,19 +1,32 @@
-# What every target of the project is compiled and linked with: link tovik_options.
+# How the project's own targets are compiled and linked. Nothing here reaches a target that merely links one of
+# them: link these PRIVATE.
+#   tovik_warnings  our warnings, for the tests' own code
+#   tovik_options   warnings, hardening and what the sanitizers and the coverage need, for everything else
+# Warnings are errors where CMAKE_COMPILE_WARNING_AS_ERROR says so, as the presets do.
 
 set(TOVIK_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
 option(TOVIK_COVERAGE "Instrument for line and branch coverage" OFF)
 
-if(NOT CMAKE_BUILD_TYPE)
+if(NOT CMAKE_BUILD_TYPE AND PROJECT_IS_TOP_LEVEL)
   set(CMAKE_BUILD_TYPE Release)
 endif()
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+add_library(tovik_warnings INTERFACE)
+target_compile_features(tovik_warnings INTERFACE cxx_std_20)
+target_compile_options(tovik_warnings INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  # Takes "text" + std::to_string(n) for an overlapping copy when it optimizes with -O3 or -Os.
+  target_compile_options(tovik_warnings INTERFACE -Wno-restrict)
+endif()
 
 add_library(tovik_options INTERFACE)
-target_compile_features(tovik_options INTERFACE cxx_std_20)
-target_compile_options(tovik_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Werror
-  -fstack-protector-strong -fvisibility=hidden -fvisibility-inlines-hidden)
+target_link_libraries(tovik_options INTERFACE tovik_warnings)
+target_compile_options(tovik_options INTERFACE -fstack-protector-strong)
 target_link_options(tovik_options INTERFACE LINKER:-z,relro,-z,now)
 
 if(TOVIK_SANITIZE)
@@ -21,11 +34,25 @@ if(TOVIK_SANITIZE)
     -fsanitize=${TOVIK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(tovik_options INTERFACE -fsanitize=${TOVIK_SANITIZE})
 else()
-  # Needs the optimizer, and would hide what the sanitizers look for.
-  target_compile_options(tovik_options INTERFACE $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
+  # Needs the optimizer, would hide what the sanitizers look for, and is the distribution's to choose where it
+  # has chosen. Asked anew each time: the flags may have changed.
+  include(CheckCXXSourceCompiles)
+  set(CMAKE_TRY_COMPILE_CONFIGURATION ${CMAKE_BUILD_TYPE})
+  unset(TOVIK_FORTIFY CACHE)
+  check_cxx_source_compiles("
+    #if !defined(__OPTIMIZE__) || defined(_FORTIFY_SOURCE)
+    #error
+    #endif
+    int main() {}" TOVIK_FORTIFY)
+  if(TOVIK_FORTIFY)
+    target_compile_options(tovik_options INTERFACE -D_FORTIFY_SOURCE=2)
+  endif()
 endif()
 
 if(TOVIK_COVERAGE)
   target_compile_options(tovik_options INTERFACE --coverage)
   target_link_options(tovik_options INTERFACE --coverage)
+else()
+  # A file that is shipped does not tell where it was built.
+  target_compile_options(tovik_options INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 endif()

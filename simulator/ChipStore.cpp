@@ -1,18 +1,9 @@
 #include "ChipStore.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
+#include <limits>
 #include <stdexcept>
 #include <string_view>
-#include <system_error>
 
 #include "Sha256.h"
 
@@ -90,76 +81,6 @@ Reader OpenFile(std::span<const std::uint8_t> file) {
   return reader;
 }
 
-Bytes ReadWhole(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw std::runtime_error("cannot be opened: " + std::generic_category().message(errno));
-  Bytes bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  if (file.bad()) throw std::runtime_error("cannot be read");
-  return bytes;
-}
-
-template <typename Call>
-auto NamingFile(const std::filesystem::path& path, Call&& call) {
-  try {
-    return call();
-  } catch (const std::runtime_error& error) {
-    throw std::runtime_error("Chip file " + path.string() + ": " + error.what());
-  }
-}
-
-[[noreturn]] void ThrowErrno(std::string_view what) {
-  const int code = errno;
-  throw std::runtime_error(std::string(what) + ": " + std::generic_category().message(code));
-}
-
-// A file next to `target` that takes its place when Commit() is reached, and is gone otherwise.
-class Replacement {
- public:
-  explicit Replacement(const std::filesystem::path& target) : name(target.string() + ".XXXXXX") {
-    descriptor = mkostemp(name.data(), O_CLOEXEC);
-    if (descriptor < 0) ThrowErrno("cannot be written");
-  }
-  Replacement(const Replacement&) = delete;
-  Replacement& operator=(const Replacement&) = delete;
-  ~Replacement() {
-    if (descriptor >= 0) close(descriptor);
-    if (!name.empty()) unlink(name.c_str());
-  }
-
-  void Write(std::span<const std::uint8_t> bytes) const {
-    while (!bytes.empty()) {
-      const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-      if (written < 0 && errno == EINTR) continue;
-      if (written < 0) ThrowErrno("cannot be written");
-      bytes = bytes.subspan(static_cast<std::size_t>(written));
-    }
-  }
-
-  // The data must be on the disk before the name points to it, and the name before the caller goes on.
-  void Commit(const std::filesystem::path& target) {
-    constexpr mode_t kReadableByAll = 0644;
-    if (fchmod(descriptor, kReadableByAll) != 0 || fsync(descriptor) != 0) ThrowErrno("cannot be written");
-    const int closed = close(descriptor);
-    descriptor = -1;
-    if (closed != 0) ThrowErrno("cannot be written");
-    if (rename(name.c_str(), target.c_str()) != 0) ThrowErrno("cannot be replaced");
-    name.clear();
-    SyncDirectory(target.has_parent_path() ? target.parent_path() : ".");
-  }
-
- private:
-  // Some file systems cannot sync a directory; the file itself is whole either way.
-  static void SyncDirectory(const std::filesystem::path& directory) {
-    const int opened = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (opened < 0) return;
-    fsync(opened);
-    close(opened);
-  }
-
-  std::string name;
-  int descriptor = -1;
-};
-
 }  // namespace
 
 std::vector<std::uint8_t> PackChip(const ChipDescription& description, const ChipState& state) {
@@ -186,7 +107,10 @@ ChipState UnpackChip(const ChipDescription& description, std::span<const std::ui
   if (deviceId != description.deviceId || partId != description.partId)
     throw std::runtime_error("holds a chip of another identity than device " + description.name);
   ChipState state;
-  state.lifeCycle = static_cast<std::uint8_t>(reader.Word());
+  const std::uint32_t lifeCycle = reader.Word();
+  if (lifeCycle > std::numeric_limits<std::uint8_t>::max())
+    throw std::runtime_error("is damaged: there is no life cycle " + std::to_string(lifeCycle));
+  state.lifeCycle = static_cast<std::uint8_t>(lifeCycle);
   state.hsm.version = reader.Word();
   state.hsm.updateStatus = reader.Word();
   state.hsm.updates = reader.Word();
@@ -200,26 +124,8 @@ ChipState UnpackChip(const ChipDescription& description, std::span<const std::ui
   return state;
 }
 
-ChipState LoadChip(const std::filesystem::path& path, const ChipDescription& description) {
-  return NamingFile(path, [&] { return UnpackChip(description, ReadWhole(path)); });
-}
-
-std::string DeviceNameInFile(const std::filesystem::path& path) {
-  return NamingFile(path, [&] {
-    const Bytes file = ReadWhole(path);
-    return OpenFile(file).Text();
-  });
-}
-
-void SaveChip(const std::filesystem::path& path, const ChipDescription& description, const ChipState& state) {
-  NamingFile(path, [&] {
-    // Through a symbolic link the file it names is replaced, not the link.
-    const std::filesystem::path target = std::filesystem::weakly_canonical(path);
-    const Bytes file = PackChip(description, state);
-    Replacement replacement(target);
-    replacement.Write(file);
-    replacement.Commit(target);
-  });
+std::string DeviceNameOf(std::span<const std::uint8_t> file) {
+  return OpenFile(file).Text();
 }
 
 }  // namespace simulator

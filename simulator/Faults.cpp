@@ -21,8 +21,12 @@ Pieces Split(std::string_view text, char separator) {
   }
 }
 
+std::string Quoted(std::string_view text) {
+  return std::string("\"").append(text).append("\"");
+}
+
 [[noreturn]] void Reject(std::string_view piece, std::string_view why) {
-  throw std::runtime_error("Fault \"" + std::string(piece) + "\": " + std::string(why));
+  throw std::runtime_error(std::string("Fault ").append(Quoted(piece)).append(": ").append(why));
 }
 
 std::uint32_t Number(std::string_view text, std::string_view piece,
@@ -32,9 +36,8 @@ std::uint32_t Number(std::string_view text, std::string_view piece,
   std::uint32_t value = 0;
   const char* end = digits.data() + digits.size();
   const auto parsed = std::from_chars(digits.data(), end, value, hex ? 16 : 10);
-  if (parsed.ec != std::errc{} || parsed.ptr != end)
-    Reject(piece, "\"" + std::string(text) + "\" is not a number");
-  if (value > largest) Reject(piece, "\"" + std::string(text) + "\" is above " + std::to_string(largest));
+  if (parsed.ec != std::errc{} || parsed.ptr != end) Reject(piece, Quoted(text).append(" is not a number"));
+  if (value > largest) Reject(piece, Quoted(text).append(" is above ").append(std::to_string(largest)));
   return value;
 }
 
@@ -101,21 +104,35 @@ void Faults::AddOne(std::string_view entry) {
     resets.push_back({});
     return;
   }
-  if (pieces.size() != 2) Reject(entry, "no such fault");
+  if (pieces.size() != 2 || !AddPair(entry, kind, pieces[1])) Reject(entry, "no such fault");
+}
+
+bool Faults::AddPair(std::string_view entry, std::string_view kind, std::string_view what) {
   if (kind == "cell") {
-    cells.push_back(Number(pieces[1], entry));
-  } else if (kind == "ram") {
-    ramBytes.push_back(Number(pieces[1], entry));
-  } else if (const auto nth = kind == "reset-misses-saci" ? Nth(pieces[1]) : std::nullopt) {
-    resets.push_back({.nth = *nth});
-  } else if (const auto words = kind == "power" ? Keyed(pieces[1], "after") : std::nullopt) {
-    if (*words == 0) Reject(entry, "the first word is number 1");
-    wordsToPowerCut = *words;
-  } else if (const auto status = kind == "hsm" ? Keyed(pieces[1], "status") : std::nullopt) {
-    hsmStatus = *status;
-  } else {
-    Reject(entry, "no such fault");
+    cells.push_back(Number(what, entry));
+    return true;
   }
+  if (kind == "ram") {
+    ramBytes.push_back(Number(what, entry));
+    return true;
+  }
+  if (kind == "reset-misses-saci") {
+    const auto nth = Nth(what);
+    if (nth) resets.push_back({.nth = *nth});
+    return nth.has_value();
+  }
+  if (kind == "power") {
+    const auto words = Keyed(what, "after");
+    if (words == 0U) Reject(entry, "the first word is number 1");
+    if (words) wordsToPowerCut = words;
+    return words.has_value();
+  }
+  if (kind == "hsm") {
+    const auto status = Keyed(what, "status");
+    if (status) hsmStatus = status;
+    return status.has_value();
+  }
+  return false;
 }
 
 std::optional<SaciFault> Faults::NextAnswer(std::uint8_t command) {

@@ -57,6 +57,8 @@ class Faults {
     std::uint32_t seen = 0;
   };
   void AddOne(std::string_view entry);
+  // The faults "kind:what"; false when there is no such fault.
+  bool AddPair(std::string_view entry, std::string_view kind, std::string_view what);
 
   std::vector<SaciFault> answers;
   std::vector<ResetFault> resets;

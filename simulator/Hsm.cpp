@@ -2,15 +2,12 @@
 
 #include "Crc32.h"
 #include "HsmImage.h"
+#include "SaciProtocol.h"
 
 namespace simulator {
 namespace {
 
 constexpr std::uint8_t kInstalled = 0;
-constexpr std::uint8_t kFailsToBoot = 142;
-constexpr std::uint8_t kBadHeader = 143;
-constexpr std::uint8_t kOldVersion = 144;
-constexpr std::uint8_t kBadPayload = 145;
 
 constexpr std::uint32_t kStatusInstalled = 1;
 constexpr std::uint32_t kStatusBadHeader = 3;
@@ -45,7 +42,7 @@ bool Hsm::Begin(std::uint32_t words) {
 Hsm::Progress Hsm::Take(std::uint32_t word) {
   image.push_back(word);
   const bool whole = description.hsm == HsmKind::Whole;
-  if (image.size() == 1 && word != (whole ? kHsmWholeMagic : kHsmRecordsMagic)) return Refuse(kBadHeader);
+  if (image.size() == 1 && word != (whole ? kHsmWholeMagic : kHsmRecordsMagic)) return Refuse(kHsmBadHeader);
   return whole ? TakeWhole() : TakeRecords();
 }
 
@@ -53,17 +50,17 @@ Hsm::Progress Hsm::TakeWhole() {
   if (image.size() == kWholeHeader && TakeHeader(std::span(image).subspan(1)) == Progress::Refused)
     return Progress::Refused;
   if (image.size() < announcedWords) return Progress::Wanted;
-  if (WordsFor(payloadBytes) != image.size() - kWholeHeader) return Refuse(kBadHeader);
+  if (WordsFor(payloadBytes) != image.size() - kWholeHeader) return Refuse(kHsmBadHeader);
   AppendPayload(kWholeHeader, payloadBytes);
   return Progress::Complete;
 }
 
 Hsm::Progress Hsm::TakeRecords() {
-  if (image.size() == 2 && image[1] != kFirstRecordBytes) return Refuse(kBadHeader);
+  if (image.size() == 2 && image[1] != kFirstRecordBytes) return Refuse(kHsmBadHeader);
   if (recordEnd == 0) {
     recordData = image.size();
     recordEnd = recordData + WordsFor(image.back());
-    if (recordEnd > announcedWords) return Refuse(kBadHeader);
+    if (recordEnd > announcedWords) return Refuse(kHsmBadHeader);
   }
   return image.size() < recordEnd ? Progress::Wanted : EndRecord();
 }
@@ -82,8 +79,8 @@ Hsm::Progress Hsm::TakeHeader(std::span<const std::uint32_t> header) {
   versionAndFlags = header[0];
   payloadBytes = header[1];
   payloadCrc = header[2];
-  if ((versionAndFlags & ~(kVersionBits | kHsmFailsToBoot)) != 0) return Refuse(kBadHeader);
-  if ((versionAndFlags & kVersionBits) < state.version) return Refuse(kOldVersion);
+  if ((versionAndFlags & ~(kVersionBits | kHsmFailsToBoot)) != 0) return Refuse(kHsmBadHeader);
+  if ((versionAndFlags & kVersionBits) < state.version) return Refuse(kHsmOldVersion);
   return Progress::Wanted;
 }
 
@@ -102,21 +99,21 @@ void Hsm::Abandon() {
 }
 
 std::uint8_t Hsm::Install() {
-  if (payload.size() != payloadBytes) return Fail(kBadHeader);
-  if (Crc32(payload) != payloadCrc) return Fail(kBadPayload);
+  if (payload.size() != payloadBytes) return Fail(kHsmBadHeader);
+  if (Crc32(payload) != payloadCrc) return Fail(kHsmBadPayload);
   state.version = versionAndFlags & kVersionBits;
   state.boots = (versionAndFlags & kHsmFailsToBoot) == 0;
   ++state.updates;
-  if (!state.boots) return Fail(kFailsToBoot);
+  if (!state.boots) return Fail(kHsmDoesNotBoot);
   state.updateStatus = kStatusInstalled;
   return kInstalled;
 }
 
 std::uint8_t Hsm::Fail(std::uint8_t result) {
   switch (result) {
-    case kBadHeader: state.updateStatus = kStatusBadHeader; break;
-    case kBadPayload: state.updateStatus = kStatusBadPayload; break;
-    case kFailsToBoot: state.updateStatus = kStatusFailsToBoot; break;
+    case kHsmBadHeader: state.updateStatus = kStatusBadHeader; break;
+    case kHsmBadPayload: state.updateStatus = kStatusBadPayload; break;
+    case kHsmDoesNotBoot: state.updateStatus = kStatusFailsToBoot; break;
     default: state.updateStatus = kStatusUpdateFailed;
   }
   return result;

@@ -2,25 +2,11 @@
 #include <span>
 
 #include "CcfgSector.h"
+#include "SaciProtocol.h"
 #include "SaciServer.h"
 
 namespace simulator {
 namespace {
-
-enum Result : std::uint8_t {
-  kDone = 0,
-  kUnknownCommand = 128,
-  kBadAddress = 129,
-  kBadSize = 130,
-  kBadKey = 131,
-  kFlashError = 132,
-  kOverflow = 133,
-  kNotAllowed = 134,
-  kCrcMismatch = 135,
-  kBadPassword = 136,
-  kNotBlank = 137,
-  kHsmDoesNotBoot = 142,
-};
 
 // The word that every erasing or programming command must bring.
 constexpr std::uint32_t kKey = 0x5C17'E94B;
@@ -57,55 +43,55 @@ SaciServer::ParameterPlan SaciServer::PlanParameters(const Command& header) cons
     return unit ? plan : ParameterPlan{.refusal = kUnknownCommand};
   };
   switch (header.id) {
-    case 1:
-    case 5:
-    case 7:
-    case 8:
-    case 20:
-    case 21: return {};
-    case 6:
+    case kNoOperation:
+    case kReadPasswordId:
+    case kExitHalt:
+    case kExitShutdown:
+    case kResetDevice:
+    case kExitRun: return {};
+    case kSubmitPassword:
       return specific > kPasswordWords ? ParameterPlan{.refusal = kOverflow} : sized(specific, specific);
-    case 9:
-    case 28: return {.words = 1};
-    case 12: return {.words = 1 + description.ccfgSize / 4};
-    case 13: return {.words = 1 + description.userRecord.length / 4};
-    case 14: return sized(description.sectorSize, 2 + (specific + 3) / 4);
-    case 15: return {.words = 2};
-    case 16: return {.words = 3};
-    case 17: return {.words = 4};
-    case 25: return needs(description.otpSize != 0, sized(description.otpSize, 1 + kOtpWords));
-    case 26:
+    case kEraseChip:
+    case kEraseMain: return {.words = 1};
+    case kProgramCcfg: return {.words = 1 + description.ccfgSize / 4};
+    case kProgramUserRecord: return {.words = 1 + description.userRecord.length / 4};
+    case kProgramMainSector: return sized(description.sectorSize, 2 + (specific + 3) / 4);
+    case kProgramPipelined: return {.words = 2};
+    case kVerifyMain: return {.words = 3};
+    case kVerifyCcfg: return {.words = 4};
+    case kProgramOtp: return needs(description.otpSize != 0, sized(description.otpSize, 1 + kOtpWords));
+    case kProgramScfg:
       return needs(description.scfgSize != 0, sized(description.scfgSize, 1 + description.scfgSize / 4));
-    case 27: return needs(description.scfgSize != 0, {.words = 1});
-    case 33: return needs(hsm.Exists(), {.words = 1});
-    case 34:
-    case 35: return needs(hsm.Exists(), {});
+    case kVerifyScfg: return needs(description.scfgSize != 0, {.words = 1});
+    case kUpdateHsm: return needs(hsm.Exists(), {.words = 1});
+    case kReadHsmInfo:
+    case kReadHsmStatus: return needs(hsm.Exists(), {});
     default: return {.refusal = kUnknownCommand};
   }
 }
 
 SaciServer::Outcome SaciServer::Execute(const Command& command) {
   switch (command.id) {
-    case 5: return RequestPasswordId();
-    case 6: return SubmitPassword(command);
-    case 7: return {.result = rom.LifeCycleLetsSaciGo() && rom.MayDebug() ? kDone : kNotAllowed};
-    case 8:
-    case 21: return {.result = rom.LifeCycleLetsSaciGo() ? kDone : kNotAllowed};
-    case 9: return EraseChip(command, false);
-    case 12: return ProgramCcfg(command);
-    case 13: return ProgramUserRecord(command);
-    case 14: return ProgramMainSector(command);
-    case 15: return BeginPipelined(command);
-    case 16: return VerifyMain(command);
-    case 17: return VerifyCcfg(command);
-    case 25: return ProgramOtp(command);
-    case 26: return ProgramScfg(command);
-    case 27: return VerifyScfg(command);
-    case 28: return EraseChip(command, true);
-    case 33: return BeginHsmImage(command);
-    case 34: return ReadHsmSystemInfo();
-    case 35: return {.data = {hsm.UpdateStatus()}};
-    default: return {};  // no operation and reset
+    case kReadPasswordId: return RequestPasswordId();
+    case kSubmitPassword: return SubmitPassword(command);
+    case kExitHalt: return {.result = rom.LifeCycleLetsSaciGo() && rom.MayDebug() ? kDone : kNotAllowed};
+    case kExitShutdown:
+    case kExitRun: return {.result = rom.LifeCycleLetsSaciGo() ? kDone : kNotAllowed};
+    case kEraseChip: return EraseChip(command, false);
+    case kProgramCcfg: return ProgramCcfg(command);
+    case kProgramUserRecord: return ProgramUserRecord(command);
+    case kProgramMainSector: return ProgramMainSector(command);
+    case kProgramPipelined: return BeginPipelined(command);
+    case kVerifyMain: return VerifyMain(command);
+    case kVerifyCcfg: return VerifyCcfg(command);
+    case kProgramOtp: return ProgramOtp(command);
+    case kProgramScfg: return ProgramScfg(command);
+    case kVerifyScfg: return VerifyScfg(command);
+    case kEraseMain: return EraseChip(command, true);
+    case kUpdateHsm: return BeginHsmImage(command);
+    case kReadHsmInfo: return ReadHsmSystemInfo();
+    case kReadHsmStatus: return {.data = {hsm.UpdateStatus()}};
+    default: return {};  // kNoOperation and kResetDevice have no outcome of their own
   }
 }
 

@@ -4,6 +4,8 @@
 #include <limits>
 #include <utility>
 
+#include "SaciProtocol.h"
+
 namespace simulator {
 namespace {
 
@@ -12,17 +14,6 @@ constexpr std::uint32_t kTxCmdStart = 1U << 1;
 constexpr std::uint32_t kRxDataReady = 1U << 0;
 constexpr std::uint32_t kCmdWorking = 1U << 2;
 constexpr std::uint32_t kHsmError = 1U << 3;
-
-constexpr std::uint8_t kExitHalt = 7;
-constexpr std::uint8_t kExitShutdown = 8;
-constexpr std::uint8_t kProgramPipelined = 15;
-constexpr std::uint8_t kResetDevice = 20;
-constexpr std::uint8_t kExitRun = 21;
-constexpr std::uint8_t kProgramHsm = 33;
-
-constexpr std::uint8_t kUnknownCommand = 128;
-constexpr std::uint8_t kBadAddress = 129;
-constexpr std::uint8_t kOverflow = 133;
 
 constexpr std::uint16_t kAcknowledgeReset = 1;
 constexpr Nanoseconds kNever = std::numeric_limits<Nanoseconds>::max();
@@ -163,7 +154,7 @@ void SaciServer::BeginCommand(std::uint32_t header, Nanoseconds at) {
 
 void SaciServer::CarryOut(Nanoseconds at) {
   stage = Stage::Idle;
-  if (current.id == kProgramPipelined || current.id == kProgramHsm) {
+  if (current.id == kProgramPipelined || current.id == kUpdateHsm) {
     // The header of a stream is answered only when it is refused.
     const Outcome begun = Execute(current);
     busyUntil = at + begun.duration;
@@ -171,7 +162,7 @@ void SaciServer::CarryOut(Nanoseconds at) {
       Refuse(begun.result, at);
       return;
     }
-    stage = current.id == kProgramHsm ? Stage::HsmImage : Stage::Streaming;
+    stage = current.id == kUpdateHsm ? Stage::HsmImage : Stage::Streaming;
     return;
   }
   const bool silent = current.id == kResetDevice && (current.specific & kAcknowledgeReset) == 0;

@@ -67,6 +67,7 @@ int RunLoad(const LoadOptions& load, Output& output) {
   const LoadPlan plan = MakePlan(images, request, load.mode);
 
   Session session(std::move(request));
+  if (!isVerify && !load.isDryRun) session.RequireSavableChip();
   std::vector<std::string> warnings;
   if (!isVerify) warnings = WarnBeforeLoad(plan, session.device, session.settings);
   if (load.isStrict && !warnings.empty())

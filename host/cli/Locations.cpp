@@ -20,7 +20,7 @@ std::filesystem::path DevicesFolder() {
   if (const char* folder = std::getenv("TOVIK_DEVICES")) return folder;
   for (std::filesystem::path above = ProgramFolder(); above.has_relative_path(); above = above.parent_path())
     if (std::filesystem::is_directory(above / "devices")) return above / "devices";
-  return TOVIK_DEVICES_DIR;
+  return ProgramFolder() / "devices";
 }
 
 std::filesystem::path DefaultPlugin() {

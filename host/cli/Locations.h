@@ -4,8 +4,7 @@
 
 namespace host::cli {
 
-// Where the device descriptions are: the folder that TOVIK_DEVICES names, else "devices" above the program,
-// else the one of the source tree that the program was built from.
+// Where the device descriptions are: the folder that TOVIK_DEVICES names, else "devices" above the program.
 std::filesystem::path DevicesFolder();
 
 // The plug-in that was built or installed with this program: libFlashDeviceTovik.so beside it, or in the

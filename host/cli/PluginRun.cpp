@@ -54,6 +54,7 @@ int RunPlugin(Output& output, std::string_view verb, const TargetOptions& option
               const PluginAction& action) {
   FilesOf(options).RequireDistinct();
   Session session(Request(options, MissingChip::Refuse));
+  if (afterwards == ChipAfterwards::Kept) session.RequireSavableChip();
   if (!options.trace.empty()) session.TraceTo(options.trace);
   const std::string chip = ChipText(options, session);
   if (!chip.empty()) output.Say(fmt::format("{:<22}{}\n", "Chip", chip));

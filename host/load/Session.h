@@ -54,6 +54,10 @@ class Session {
 
   // Null for a real chip.
   [[nodiscard]] ChipView* View() { return probe->View(); }
+  // Throws InputError when a simulated chip could not be kept.
+  void RequireSavableChip() {
+    if (const ChipView* const view = View()) view->RequireSavable();
+  }
   // Keeps a simulated chip, with all that happened to it. Throws std::runtime_error.
   void SaveChip();
 

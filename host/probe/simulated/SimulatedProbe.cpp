@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "host/device/InputError.h"
-#include "simulator/ChipStore.h"
 #include "simulator/Registers.h"
 
 namespace host {
@@ -65,20 +64,20 @@ simulator::ChipDescription Describe(const DeviceDescription& device) {
 }  // namespace
 
 SimulatedProbe::SimulatedProbe(const DeviceDescription& device, const SimulatedChipOptions& options,
-                               std::string_view timingName)
-    : file(options.file) {
+                               std::string_view timingName) {
   const auto timing = simulator::FindProbeTiming(timingName);
   if (!timing)
     throw InputError(fmt::format("there is no probe \"sim:{}\": sim:hs and sim:fs are known", timingName));
-  if (file && options.missing == MissingChip::Refuse && !std::filesystem::exists(*file))
-    throw InputError(fmt::format("chip file {}: no such file", file->string()));
   try {
     simulator::Faults faults;
     for (const std::string& fault : options.faults) faults.Add(fault);
     const simulator::ChipDescription description = Describe(device);
     chip = std::make_unique<simulator::Chip>(description, simulator::CostModel{}, faults);
-    if (file && std::filesystem::exists(*file)) {
-      saved = simulator::LoadChip(*file, description);
+    if (options.file)
+      file.emplace(options.missing == MissingChip::Make ? simulator::ChipFile::OpenOrCreate(*options.file)
+                                                        : simulator::ChipFile::OpenExisting(*options.file));
+    if (file && !file->IsEmpty()) {
+      saved = file->Load(description);
       isNew = false;
       chip->Restore(*saved);
     }
@@ -96,7 +95,7 @@ void SimulatedProbe::KeepPace() const {
 
 std::string DeviceOfChipFile(const std::filesystem::path& chipFile) {
   try {
-    return simulator::DeviceNameInFile(chipFile);
+    return simulator::ChipFile::DeviceName(chipFile);
   } catch (const std::exception& error) {
     throw InputError(error.what());
   }
@@ -165,9 +164,17 @@ ChipPicture SimulatedProbe::Picture() const {
   return picture;
 }
 
+void SimulatedProbe::RequireSavable() const {
+  try {
+    if (file) file->RequireWritable(chip->Description());
+  } catch (const std::exception& error) {
+    throw InputError(error.what());
+  }
+}
+
 void SimulatedProbe::Save() {
   if (!file || chip->State() == saved) return;
-  simulator::SaveChip(*file, chip->Description(), chip->State());
+  file->Save(chip->Description(), chip->State());
   saved = chip->State();
 }
 

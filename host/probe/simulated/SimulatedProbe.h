@@ -10,6 +10,7 @@
 #include "host/probe/ChipView.h"
 #include "host/probe/OpenProbe.h"
 #include "simulator/Chip.h"
+#include "simulator/ChipFile.h"
 #include "simulator/DebugPorts.h"
 
 namespace host {
@@ -39,6 +40,7 @@ class SimulatedProbe final : public DebugProbe, public ChipView {
 
   [[nodiscard]] ChipPicture Picture() const override;
   void Save() override;
+  void RequireSavable() const override;
   [[nodiscard]] bool IsNew() const override { return isNew; }
 
   // The chip itself, for those who put something into it or take its power away.
@@ -48,7 +50,7 @@ class SimulatedProbe final : public DebugProbe, public ChipView {
   // Waits until as much real time has passed as modelled time, where that is asked for.
   void KeepPace() const;
 
-  std::optional<std::filesystem::path> file;
+  std::optional<simulator::ChipFile> file;
   bool isNew = true;
   std::optional<std::chrono::steady_clock::time_point> realStart;  // of the modelled time's 0
   std::unique_ptr<simulator::Chip> chip;
