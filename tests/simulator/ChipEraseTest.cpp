@@ -22,27 +22,28 @@ std::vector<unsigned> RetainedSectors(const ChipState& state) {
   return retained;
 }
 
+std::vector<unsigned> Range(unsigned first, unsigned last) {
+  std::vector<unsigned> sectors;
+  for (unsigned sector = first; sector <= last; ++sector) sectors.push_back(sector);
+  return sectors;
+}
+
 TEST(ChipEraseTest, RetainsTheSectorsThatTheFieldMarks) {
-  const auto range = [](unsigned first, unsigned last) {
-    std::vector<unsigned> sectors;
-    for (unsigned sector = first; sector <= last; ++sector) sectors.push_back(sector);
-    return sectors;
-  };
   const struct {
     Words words;
     std::uint32_t shift;
     std::vector<unsigned> retained;
   } cases[] = {
       {{0x8000'0001, 0, 0}, 0, {0, 31}},
-      {{0, 0x0000'0001, 0}, 0, range(32, 39)},
-      {{0, 0x0800'0000, 0}, 0, range(248, 255)},
+      {{0, 0x0000'0001, 0}, 0, Range(32, 39)},
+      {{0, 0x0800'0000, 0}, 0, Range(248, 255)},
       {{0, 0xF000'0000, 0}, 0, {}},  // above the 28 groups
-      {{0, 0x0000'0010, 0}, 4, range(32, 39)},
-      {{0, 0x8000'0000, 0}, 4, range(248, 255)},
+      {{0, 0x0000'0010, 0}, 4, Range(32, 39)},
+      {{0, 0x8000'0000, 0}, 4, Range(248, 255)},
       {{0, 0x0000'000F, 0}, 4, {}},  // below the first group
-      {{0, 0, 0x0000'0001}, 0, range(256, 263)},
-      {{0, 0, 0xFFFF'FFE0}, 0, range(296, 299)},  // and what MAIN does not have
-      {{0, 0x0000'0001}, 0, range(32, 39)},
+      {{0, 0, 0x0000'0001}, 0, Range(256, 263)},
+      {{0, 0, 0xFFFF'FFE0}, 0, Range(296, 299)},  // and what MAIN does not have
+      {{0, 0x0000'0001}, 0, Range(32, 39)},
       {{0, 0, 1, 1, 1}, 0, {}},  // of five words only two count
   };
   for (const auto& c : cases) {
@@ -66,9 +67,8 @@ TEST(ChipEraseTest, SectorsBeyondTheFieldAreNeverRetained) {
   state.ccfg = ValidCcfg(kOpen, {0, 0, 0xFFFF'FFFF});
   target.Become(state);
   target.Command({0x0001'0109, kKey});
-  const Bytes main = target.Contents().main;
-  EXPECT_EQ(std::ranges::count(main, 0), 256 * 64);
-  EXPECT_EQ(main[512 * 64], 0xFF);
+  EXPECT_EQ(std::ranges::count(target.Contents().main, 0), 256 * 64);
+  EXPECT_EQ(target.Contents().main[512 * 64], 0xFF);
 }
 
 TEST(ChipEraseTest, WithoutAValidCcfgNothingIsRetainedAndNoWordsCome) {
@@ -78,7 +78,7 @@ TEST(ChipEraseTest, WithoutAValidCcfgNothingIsRetainedAndNoWordsCome) {
     TestChip target;
     target.Become(Used(ccfg));
     EXPECT_EQ(target.Command({0x0001'011C, kKey}), (Words{0x0000'011C}));
-    EXPECT_EQ(RetainedSectors(target.Contents()), std::vector<unsigned>{});
+    EXPECT_EQ(RetainedSectors(target.Contents()), Range(1, 0));
     EXPECT_EQ(target.Contents().ccfg, ccfg);
   }
 }

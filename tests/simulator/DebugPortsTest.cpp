@@ -60,10 +60,7 @@ TEST(ChipDescriptionTest, SaysWhatCannotBe) {
       {[](ChipDescription& c) { c.otpBase = 0x4C00'00FC; }, "OTP overlaps CCFG"},
       {[](ChipDescription& c) { c.ramBase = 0xFFFF'FF04; }, "RAM does not fit 32-bit addresses"},
       {[](ChipDescription& c) { c.otpSize = 2052, c.scfgBase += 0x1000; }, "OTP is larger than 2048 bytes"},
-      {[](ChipDescription& c) {
-         c.userRecord = {0xF0, 0x14};
-       },
-       "the user record does not fit the CCFG"},
+      {[](ChipDescription& c) { c.userRecord.offset = 0xF0; }, "the user record does not fit the CCFG"},
       {[](ChipDescription& c) { c.userRecord.length = 0; }, "the user record does not fit the CCFG"},
       {[](ChipDescription& c) { c.debugCfgCrc.length = 0x7D; },
        "the range of the debug configuration CRC and its word do not fit the sector"},

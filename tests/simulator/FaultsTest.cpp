@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "TestChip.h"
+#include "Transcript.h"
 #include "tests/support/ErrorOf.h"
 
 namespace simulator {
@@ -35,54 +35,28 @@ TEST_F(FaultsTest, SaysWhichPieceIsNotUnderstood) {
   EXPECT_EQ(target.Command({0x0000'0101}), (Words{0x0000'0101})) << "a rejected text adds nothing";
 }
 
-TEST_F(FaultsTest, ChangesTheAnswerAsAsked) {
-  const struct {
-    const char* text;
-    Words answer;
-  } cases[] = {
-      {"saci:1:result=0x84", {0x0084'0101}},
-      {"saci:0x01:result=255", {0x00FF'0101}},
-      {"saci:*:wrong-id", {0x0000'01FE}},
-      {"saci:1:wrong-seq", {0x0000'0201}},
-      {"saci:1:count=2", {0x0200'0101, 0, 0}},
-      {"saci:1:lost", {}},
-      {"saci:1:hang", {}},
-      {"saci:9:lost", {0x0000'0101}},
+TEST_F(FaultsTest, StrikesAsAsked) {
+  const Transcript transcripts[] = {
+      {"result", "fault saci:1:result=0x84; 101 -> 840101"},
+      {"of a command in hexadecimal", "fault saci:0x01:result=255; 101 -> FF0101"},
+      {"wrong id", "fault saci:*:wrong-id; 101 -> 1FE"},
+      {"wrong sequence number", "fault saci:1:wrong-seq; 101 -> 201"},
+      {"count", "fault saci:1:count=2; 101 -> 2000101 0 0"},
+      {"lost", "fault saci:1:lost; 101 -> -"},
+      {"hang", "fault saci:1:hang; 101 -> -; 201 -> -; saci; fault saci:9:lost"},
+      {"of another command", "fault saci:9:lost; 101 -> 101"},
+      {"late", "fault saci:1:late=50; send 101; sleep 49; RXCTL = 0; sleep 2; answer 101"},
+      {"the nth answer only, and the first fault that fits", R"(
+          fault saci:1:nth=2:lost,saci:*:nth=4:result=0x85; fault saci:1:nth=4:result=0x84
+          101 -> 101; 201 -> -; 301 -> 301; 401 -> 850401; 501 -> 501)"},
+      {"a refused command is not carried out, a lost one is", R"(
+          fault saci:14:nth=1:result=0x84,saci:14:nth=2:lost
+          4010E KEY 0 12345678 -> 84010E; main 0 = FFFFFFFF; 4010E KEY 0 12345678 -> -; main 0 = 12345678)"},
+      {"a reset request misses SACI", R"(
+          fault reset-misses-saci:nth=2; saci; boot 20; saci; boot C0; saci; boot 20)"},
+      {"HSM status", "fault hsm:status=2; 123 -> 1000123 2"},
   };
-  for (const auto& c : cases) {
-    TestChip fresh;
-    fresh.chip.AskedFaults().Add(c.text);
-    EXPECT_EQ(fresh.Command({0x0000'0101}), c.answer) << c.text;
-  }
-}
-
-TEST_F(FaultsTest, StrikesTheNthAnswerOnlyAndTheFirstThatFitsWins) {
-  Ask("saci:1:nth=2:lost,saci:*:nth=4:result=0x85");
-  Ask("saci:1:nth=4:result=0x84");
-  EXPECT_EQ(target.Command({0x0000'0101}), (Words{0x0000'0101}));
-  EXPECT_EQ(target.Command({0x0000'0201}), Words{});
-  EXPECT_EQ(target.Command({0x0000'0301}), (Words{0x0000'0301}));
-  EXPECT_EQ(target.Command({0x0000'0401}), (Words{0x0085'0401}));
-  EXPECT_EQ(target.Command({0x0000'0501}), (Words{0x0000'0501}));
-}
-
-TEST_F(FaultsTest, ARefusedCommandIsNotCarriedOutALostOneIs) {
-  const Words program = {0x0004'010E, kKey, 0, 0x1234'5678};
-  Ask("saci:14:nth=1:result=0x84,saci:14:nth=2:lost");
-  target.Command(program);
-  EXPECT_EQ(AsWords(target.Contents().main)[0], 0xFFFF'FFFFu);
-  target.Command(program);
-  EXPECT_EQ(AsWords(target.Contents().main)[0], 0x1234'5678u);
-}
-
-TEST_F(FaultsTest, AResetRequestMissesSaci) {
-  Ask("reset-misses-saci:nth=2");
-  target.EnterSaci();
-  EXPECT_EQ(target.BootStatus(), 0x20u);
-  target.EnterSaci();
-  EXPECT_EQ(target.BootStatus(), 0xC0u);
-  target.EnterSaci();
-  EXPECT_EQ(target.BootStatus(), 0x20u);
+  PlayEach(transcripts);
 }
 
 TEST_F(FaultsTest, ARamByteReadsBackWrong) {
@@ -92,11 +66,6 @@ TEST_F(FaultsTest, ARamByteReadsBackWrong) {
   Bytes back(4);
   target.ports.ReadMemory(0x2000'0000, back);
   EXPECT_EQ(back, (Bytes{0x10, 0x20, 0x31, 0x40}));
-}
-
-TEST_F(FaultsTest, TheSecurityModuleReportsTheAskedStatus) {
-  Ask("hsm:status=2");
-  EXPECT_EQ(target.Command({0x0000'0123}), (Words{0x0100'0123, 2}));
 }
 
 }  // namespace

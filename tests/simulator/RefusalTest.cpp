@@ -1,68 +1,58 @@
 #include <gtest/gtest.h>
 
-#include "TestChip.h"
+#include <string>
+
+#include "Transcript.h"
 
 namespace simulator {
 namespace {
 
-constexpr std::uint32_t kEnd = 300 * 64;  // of MAIN
-
-Words Filled(Words head, std::size_t total) {
-  head.resize(total, 0xA5A5'A5A5);
-  return head;
-}
-
-// Each row is one command and the one word of its answer: result in bits 23-16.
+// One command and the one word of its answer: result in bits 23-16. MAIN ends at 4B00.
 TEST(RefusalTest, NamesTheFaultAndChangesNothing) {
-  const std::uint32_t badKey = kKey ^ 1;
-  const struct {
-    const char* what;
-    Words command;
-    std::uint32_t answer;
-  } cases[] = {
-      {"id 0", {0x0000'0100}, 0x0080'0100},
-      {"ids with a size but no meaning: 18", {0x0000'0112}, 0x0080'0112},
-      {"19", {0x0000'0113}, 0x0080'0113},
-      {"22", {0x0000'0116}, 0x0080'0116},
-      {"erase, key", {0x0000'0109, badKey}, 0x0083'0109},
-      {"erase, configuration kept, key", {0x0000'011C, badKey}, 0x0083'011C},
-      {"CCFG, key", Filled({0x0000'010C, badKey}, 2 + 0x40), 0x0083'010C},
-      {"user record, key", Filled({0x0000'010D, badKey}, 2 + 8), 0x0083'010D},
-      {"SCFG, key", Filled({0x0040'011A, badKey}, 2 + 16), 0x0083'011A},
-      {"SCFG, no bytes", Filled({0x0000'011A, kKey}, 2 + 16), 0x0082'011A},
-      {"SCFG, a byte too many", Filled({0x0041'011A, kKey}, 2 + 16), 0x0082'011A},
-      {"OTP, key", Filled({0x0020'0119, badKey}, 514), 0x0083'0119},
-      {"OTP, no bytes", Filled({0x0000'0119, kKey}, 514), 0x0082'0119},
-      {"OTP, a byte too many", Filled({0x0021'0119, kKey}, 514), 0x0082'0119},
-      {"MAIN sector, key", {0x0004'010E, badKey, 0, 0}, 0x0083'010E},
-      {"MAIN sector, odd address", {0x0004'010E, kKey, 2, 0}, 0x0081'010E},
-      {"MAIN sector, behind MAIN", {0x0004'010E, kKey, kEnd, 0}, 0x0081'010E},
-      {"MAIN sector, CCFG's address", {0x0004'010E, kKey, 0x4C00'0000, 0}, 0x0081'010E},
-      {"MAIN sector, no bytes", {0x0000'010E, kKey, 0}, 0x0082'010E},
-      {"MAIN sector, a byte too many", Filled({0x0041'010E, kKey, 0}, 3 + 17), 0x0082'010E},
-      {"MAIN sector, into the next", {0x0008'010E, kKey, 60, 0, 0}, 0x0082'010E},
-      {"pipelined, key", {0x0000'010F, badKey, 0}, 0x0083'010F},
-      {"pipelined, within a sector", {0x0000'010F, kKey, 4}, 0x0081'010F},
-      {"pipelined, behind MAIN", {0x0000'010F, kKey, kEnd}, 0x0081'010F},
-      {"verify, within a sector", {0x0000'0110, 4, 64, 0}, 0x0081'0110},
-      {"verify, behind MAIN", {0x0000'0110, kEnd, 64, 0}, 0x0081'0110},
-      {"verify, nothing", {0x0000'0110, 0, 0, 0}, 0x0082'0110},
-      {"verify, half a sector", {0x0000'0110, 0, 32, 0}, 0x0082'0110},
-      {"verify, past the end", {0x0000'0110, kEnd - 64, 128, 0}, 0x0082'0110},
-      {"verify, length that wraps round", {0x0000'0110, 64, 0xFFFF'FFC0, 0}, 0x0082'0110},
-      {"verify, wrong CRC", {0x0000'0110, 0, 64, 0x1234'5678}, 0x0087'0110},
-      {"password, no words", {0x0000'0106}, 0x0082'0106},
-      {"password, longer than the buffer", Filled({0x0011'0106}, 17), 0x0085'0106},
-      {"password where debugging is open", {0x0001'0106, 1}, 0x0086'0106},
-      {"HSM image of 4 words", {0x0000'0121, 4}, 0x0082'0121},
-      {"HSM image above 256 KiB", {0x0000'0121, 0x1'0001}, 0x0082'0121},
+  const Transcript refusals[] = {
+      {"id 0", "100 -> 800100"},
+      {"ids with a size but no meaning: 18", "112 -> 800112"},
+      {"19", "113 -> 800113"},
+      {"22", "116 -> 800116"},
+      {"erase, key", "109 NOKEY -> 830109"},
+      {"erase, configuration kept, key", "11C NOKEY -> 83011C"},
+      {"CCFG, key", "10C NOKEY 64*A5 -> 83010C"},
+      {"user record, key", "10D NOKEY 8*A5 -> 83010D"},
+      {"SCFG, key", "40011A NOKEY 16*A5 -> 83011A"},
+      {"SCFG, no bytes", "11A KEY 16*A5 -> 82011A"},
+      {"SCFG, a byte too many", "41011A KEY 16*A5 -> 82011A"},
+      {"OTP, key", "200119 NOKEY 512*A5 -> 830119"},
+      {"OTP, no bytes", "119 KEY 512*A5 -> 820119"},
+      {"OTP, a byte too many", "210119 KEY 512*A5 -> 820119"},
+      {"MAIN sector, key", "4010E NOKEY 0 0 -> 83010E"},
+      {"MAIN sector, odd address", "4010E KEY 2 0 -> 81010E"},
+      {"MAIN sector, behind MAIN", "4010E KEY 4B00 0 -> 81010E"},
+      {"MAIN sector, CCFG's address", "4010E KEY 4C000000 0 -> 81010E"},
+      {"MAIN sector, no bytes", "10E KEY 0 -> 82010E"},
+      {"MAIN sector, a byte too many", "41010E KEY 0 17*A5 -> 82010E"},
+      {"MAIN sector, into the next", "8010E KEY 3C 0 0 -> 82010E"},
+      {"pipelined, key", "10F NOKEY 0 -> 83010F"},
+      {"pipelined, within a sector", "10F KEY 4 -> 81010F"},
+      {"pipelined, behind MAIN", "10F KEY 4B00 -> 81010F"},
+      {"verify, within a sector", "110 4 40 0 -> 810110"},
+      {"verify, behind MAIN", "110 4B00 40 0 -> 810110"},
+      {"verify, nothing", "110 0 0 0 -> 820110"},
+      {"verify, half a sector", "110 0 20 0 -> 820110"},
+      {"verify, past the end", "110 4AC0 80 0 -> 820110"},
+      {"verify, length that wraps round", "110 40 FFFFFFC0 0 -> 820110"},
+      {"verify, wrong CRC", "110 0 40 12345678 -> 870110"},
+      {"password, no words", "106 -> 820106"},
+      {"password, longer than the buffer", "110106 17*A5 -> 850106"},
+      {"password where debugging is open", "10106 1 -> 860106"},
+      {"HSM image of 4 words", "121 4 -> 820121"},
+      {"HSM image above 256 KiB", "121 10001 -> 820121"},
+      {"erase, a word too many", "109 KEY 0 -> 850109"},
+      {"MAIN sector, a word too many", "4010E KEY 4 12345678 0 -> 85010E"},
   };
   TestChip target;
-  const ChipState before = target.Contents();
-  for (const auto& c : cases) {
-    EXPECT_EQ(target.Command(c.command), (Words{c.answer})) << c.what;
-    EXPECT_EQ(target.Contents(), before) << c.what;
-    EXPECT_EQ(target.Command({0x0000'0201}), (Words{0x0000'0201})) << "after " << c.what;
+  for (const Transcript& refusal : refusals) {
+    const std::string steps = std::string(refusal.steps) + "; unchanged; 201 -> 201";
+    Play(target, {refusal.about, steps.c_str()});
   }
 }
 
@@ -71,8 +61,8 @@ TEST(RefusalTest, CommandsForWhatTheChipHasNotAreUnknown) {
   plain.scfgSize = plain.otpSize = 0;
   plain.hsm = HsmKind::None;
   TestChip target(plain);
-  for (const std::uint32_t id : {25u, 26u, 27u, 33u, 34u, 35u})
-    EXPECT_EQ(target.Command({0x0004'0100 | id}), (Words{0x0080'0100 | id})) << id;
+  Play(target, {"no SCFG, OTP, HSM", R"(
+      40119 -> 800119; 4011A -> 80011A; 4011B -> 80011B; 121 -> 800121; 122 -> 800122; 123 -> 800123)"});
 }
 
 TEST(RefusalTest, OtherLifeCycleStatesStayInSaci) {
@@ -80,9 +70,7 @@ TEST(RefusalTest, OtherLifeCycleStatesStayInSaci) {
   for (const unsigned state : {0u, 1u, 2u, 6u, 7u}) {
     target.chip.SetLifeCycle(static_cast<std::uint8_t>(state));
     EXPECT_EQ(target.Read("CFGAP_DEVICESTATUS") & 0xFF, state);
-    for (const std::uint32_t id : {7u, 8u, 21u})
-      EXPECT_EQ(target.Command({0x0000'0100 | id}), (Words{0x0086'0100 | id})) << state;
-    EXPECT_EQ(target.BootStatus(), 0x20u);
+    Play(target, {"exits", "107 -> 860107; 108 -> 860108; 115 -> 860115; boot 20"});
   }
 }
 

@@ -103,12 +103,6 @@ Words TestChip::Answer() {
   return words;
 }
 
-Nanoseconds TestChip::AwaitReady() {
-  const Nanoseconds end = Now() + kSecond;
-  while ((chip.ReadRegister(Register::SecApRxCtl) & 1) == 0 && Now() < end) chip.Clock().Advance(10);
-  return Now();
-}
-
 Words TestChip::Command(const Words& command) {
   Send(command);
   return Answer();

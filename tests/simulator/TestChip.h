@@ -41,8 +41,6 @@ class TestChip {
   void Send(const Words& command);
   // The next answer: header, then as many words as it announces. Waits up to ten seconds; none: no answer.
   Words Answer();
-  // Watches RX_DATA_READY without a probe, to ten nanoseconds, for at most a second; the moment it was set.
-  Nanoseconds AwaitReady();
   Words Command(const Words& command);
   std::uint32_t Read(const char* registerName);
   void Write(const char* registerName, std::uint32_t value);
