@@ -12,8 +12,8 @@ void CopyIntoStore(std::vector<std::uint8_t>& store, std::uint32_t base, std::sp
     std::snprintf(text.data(), text.size(), "Image data at 0x%08X lies below its region", address);
     throw std::runtime_error(text.data());
   }
-  std::size_t const offset = address - base;
+  const std::size_t offset = address - base;
   if (offset >= store.size()) return;
-  std::size_t const count = std::min(data.size(), store.size() - offset);
+  const std::size_t count = std::min(data.size(), store.size() - offset);
   std::copy_n(data.begin(), count, store.begin() + static_cast<std::ptrdiff_t>(offset));
 }

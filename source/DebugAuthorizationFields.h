@@ -19,12 +19,12 @@ constexpr std::size_t kPasswordIdDigits = 16;
 constexpr std::size_t kPasswordHashDigits = 64;
 
 // True when `text` holds nothing but hexadecimal digits, and no more than `maxDigits` (none is fine).
-[[nodiscard]] bool IsHexOfAtMost(std::string const& text, std::size_t maxDigits);
+[[nodiscard]] bool IsHexOfAtMost(const std::string& text, std::size_t maxDigits);
 
-[[nodiscard]] DebugAuthorization ReadDebugAuthorization(std::vector<std::uint8_t> const& ccfg);
+[[nodiscard]] DebugAuthorization ReadDebugAuthorization(const std::vector<std::uint8_t>& ccfg);
 void WriteDebugAuthorization(std::vector<std::uint8_t>& ccfg, DebugAuthorization type);
 
 // Sets the type to RequireAuthentication and writes both values in the byte order of their texts, which
 // IsHexOfAtMost has accepted; short ones are padded with zeros on the left.
-void WriteRequiredPassword(std::vector<std::uint8_t>& ccfg, std::string const& idText,
-                           std::string const& hashText);
+void WriteRequiredPassword(std::vector<std::uint8_t>& ccfg, const std::string& idText,
+                           const std::string& hashText);

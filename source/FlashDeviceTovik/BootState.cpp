@@ -58,7 +58,7 @@ bool FlashDeviceTovik::InBootloader() {
 }
 
 bool FlashDeviceTovik::InDbgProbeLoop() {
-  auto const bootsta = static_cast<std::uint8_t>(ReadBootsta());
+  const auto bootsta = static_cast<std::uint8_t>(ReadBootsta());
   return bootsta == kBootstaDbgProbeLoop || bootsta == kBootstaDbgProbeLoopAlternative;
 }
 
@@ -71,9 +71,9 @@ void FlashDeviceTovik::EnterSaci() {
   utility.SetCoreById("CS_DAP_0");
   bool dapConnected = utility.IsConnected();
   utility.SetCore("Cortex");
-  bool const cortexConnected = utility.IsConnected();
+  const bool cortexConnected = utility.IsConnected();
   utility.SetCoreById("SEC_AP");
-  bool const secApConnected = utility.IsConnected();
+  const bool secApConnected = utility.IsConnected();
 
   if (dapConnected) {
     if (cortexConnected) {

@@ -13,7 +13,7 @@ constexpr char kChipEraseRetainMain[] = "Chip Erase (retain sectors specified in
 constexpr char kRetainMainAndConfiguration[] = "Retain MAIN sectors and CCFG and SCFG";
 constexpr char kRetainConfiguration[] = "Retain CCFG and SCFG sectors";
 
-std::map<std::string, int> const s_eraseTypeMap = {
+const std::map<std::string, int> s_eraseTypeMap = {
     {kNoErase, 0},
     {kChipErase, 1},
     {kChipEraseRetainMain, 2},
@@ -35,7 +35,7 @@ int FlashDeviceTovik::GetEraseType() {
   else
     name = GetProperty<bool>("RetainMainSectors", false) ? kChipEraseRetainMain : kChipErase;
 
-  auto const type = s_eraseTypeMap.find(name);
+  const auto type = s_eraseTypeMap.find(name);
   if (type != s_eraseTypeMap.end()) return type->second;
   utility.ReportError(std::string("Unknown erase option. Using \"") + kNoErase + "\"");
   return 0;
@@ -60,7 +60,7 @@ void FlashDeviceTovik::ChipErase(bool retainMainSectors, bool retainCcfgScfg) {
   if (retainMainSectors) {
     InterpretChipEraseRetainSectors(words);
     if (IsVerboseEnabled()) {
-      std::vector<std::string> const retained = ConvertToAllowedSectorRanges(load.retainedSectors, true);
+      const std::vector<std::string> retained = ConvertToAllowedSectorRanges(load.retainedSectors, true);
       if (retained.empty())
         DebugLog("Chip Erase: No sectors retained");
       else
@@ -73,7 +73,7 @@ void FlashDeviceTovik::ChipErase(bool retainMainSectors, bool retainCcfgScfg) {
   if (!retainCcfgScfg) load.ccfgScfgErased = true;
 }
 
-void FlashDeviceTovik::InterpretChipEraseRetainSectors(std::vector<unsigned int> const& words) {
+void FlashDeviceTovik::InterpretChipEraseRetainSectors(const std::vector<unsigned int>& words) {
   load.retainedSectors.assign(identity.mainSectorCount, false);
   if (words.empty()) {
     DebugLog("No sectors were retained during Chip Erase - only allowed if CCFG is valid");

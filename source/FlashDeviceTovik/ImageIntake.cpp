@@ -11,7 +11,7 @@ constexpr std::uint32_t kLastAddress = 0xFFFF'FFFF;
 
 }  // namespace
 
-void FlashDeviceTovik::WriteDataToFlash(unsigned char const* data, unsigned int address, int length,
+void FlashDeviceTovik::WriteDataToFlash(const unsigned char* data, unsigned int address, int length,
                                         short page) {
   // Everything below counts in 32 bits: a sum that wraps would take the block for MAIN flash and CCFG.
   if (length < 0 || std::uint64_t{address} + static_cast<std::uint32_t>(length) > kLastAddress)
@@ -20,7 +20,7 @@ void FlashDeviceTovik::WriteDataToFlash(unsigned char const* data, unsigned int 
   ReadDeviceInfo();
   if (HasFlashAlias(identity.device)) address &= ~kAliasBit;
 
-  bool const touchesFlash = AnyRangeWithinMainFlash(address, length) || AnyRangeWithinCcfg(address, length) ||
+  const bool touchesFlash = AnyRangeWithinMainFlash(address, length) || AnyRangeWithinCcfg(address, length) ||
                             AnyRangeWithinScfg(address, length) || AnyRangeWithinOtp(address, length);
   if (touchesFlash && !load.programmingInitialised) initFlashProgramming();
 
@@ -34,13 +34,13 @@ void FlashDeviceTovik::WriteDataToFlash(unsigned char const* data, unsigned int 
     ExcludeSpecificSectorsFromDataSections(&sections, load.allowedSectorRanges, map.SectorSize);
   if (IsSkipSectorsFilledWithOptionEnabledAndValid())
     ExcludeSectorsFilledWithValueFromDataSections(&sections, load.fillValue, map.SectorSize);
-  for (DataSection const& section : sections)
+  for (const DataSection& section : sections)
     WriteDataToFlashInternal(section.data, section.address, static_cast<int>(section.length), page);
 }
 
-void FlashDeviceTovik::WriteDataToFlashInternal(unsigned char const* data, unsigned int address, int length,
+void FlashDeviceTovik::WriteDataToFlashInternal(const unsigned char* data, unsigned int address, int length,
                                                 short) {
-  Destination const destination = DestinationOf(address, length);
+  const Destination destination = DestinationOf(address, length);
   // The sector filter can leave a piece in a region although its block, as a whole, lay in none and opened
   // nothing. The chip is not in SACI then, and the stores have no size.
   if (destination != Destination::Ram && !load.programmingInitialised)

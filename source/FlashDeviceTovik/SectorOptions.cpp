@@ -4,7 +4,7 @@ bool FlashDeviceTovik::IsSkipSpecificSectorsOptionEnabled() const {
   return GetProperty<bool>("FlashPageToggle");
 }
 
-SectorMask FlashDeviceTovik::ConvertRangeToBoolVector(std::string const& property) const {
+SectorMask FlashDeviceTovik::ConvertRangeToBoolVector(const std::string& property) const {
   return ParseSkippedSectors(GetProperty<std::string>(property), identity.mainSectorCount);
 }
 
