@@ -13,6 +13,21 @@
 // std::exception; every wrapper turns that into a text and leaves its results unwritten. Exceptions of other
 // types are outside the device's contract and pass through.
 
+namespace Detail {
+
+// Copies the text to `kept`, which the host then reads. Where there is no memory for it, and that may be the
+// very failure to be told, the host gets a text that needs none.
+inline const char* KeepErrorText(std::string& kept, const char* text) noexcept {
+  try {
+    kept = text;
+    return kept.c_str();
+  } catch (...) {
+    return "Not enough memory to tell what failed";
+  }
+}
+
+}  // namespace Detail
+
 template <typename Converter, typename Device, typename DataType>
 class ExceptionSafeFlashDevice : public virtual IFlashDevice2 {
  public:
@@ -67,8 +82,7 @@ class ExceptionSafeFlashDevice : public virtual IFlashDevice2 {
       std::forward<Call>(call)();
       return nullptr;
     } catch (const std::exception& error) {
-      lastError = error.what();
-      return lastError.c_str();
+      return Detail::KeepErrorText(lastError, error.what());
     }
   }
 
@@ -152,7 +166,7 @@ class ExceptionSafeFlashDevice4 final : public ExceptionSafeFlashDevice2<Convert
 template <typename Device, typename DataType, typename ConvertedAddress>
 struct FlashDeviceFactory4 {
   // On success stores a heap object in `*device`, which its Delete() ends. A failure's text is valid until
-  // the next failed creation.
+  // the next failed creation on the same thread, or the thread's end.
   static const char* MakeExceptionSafe(const char* text1, const char* text2, const char* text3,
                                        IFlashProgrammerUtility2 utility, IFlashDevice4** device) {
     using Adapter = ExceptionSafeFlashDevice4<Detail::DefaultConverter<ConvertedAddress>, Device, DataType>;
@@ -160,9 +174,8 @@ struct FlashDeviceFactory4 {
       *device = new Adapter(text1, text2, text3, utility);
       return nullptr;
     } catch (const std::exception& error) {
-      static std::string sLastError;
-      sLastError = error.what();
-      return sLastError.c_str();
+      thread_local std::string sLastError;
+      return Detail::KeepErrorText(sLastError, error.what());
     }
   }
 };

@@ -11,6 +11,9 @@
 // What the host calls. Every operation but Delete returns null for success or an error text; the text belongs
 // to the plug-in and is valid until the next failing call on the same object. Results are written on success
 // only. Slot order and virtual inheritance are part of the contract: add nothing, reorder nothing.
+//
+// One thread a device: calls on one object do not overlap, and the host's functions are called on the thread
+// of the call. Devices share nothing, so that each may work on a thread of its own, over its own host object.
 
 namespace Debugger {
 
@@ -34,6 +37,11 @@ class IFlashDevice2 {
   virtual const char* AnyRangeWithinFlash(Debugger::Address address, int length, bool& anyWithin) = 0;
   // One block of the image: `count` elements, read during the call only. Between ResetSettings(LoadStart) and
   // ResetSettings(LoadEnd).
+  // A block that touches n sectors of MAIN flash succeeds exactly if f + n - 1 <= 256, where f, 0 to 255, is
+  // the number of its command: acknowledgements are numbered in 8 bits. One or two sectors always pass; a
+  // longer block fails in the middle of programming. Commands are numbered modulo 256: in a load 0 is a
+  // no-operation, the erase takes one number where there is one, and every block of MAIN flash, or piece of
+  // it that the sector settings leave, takes two.
   virtual const char* WriteDataToFlash(const unsigned char* data, Debugger::Address address, int count,
                                        short page) = 0;
   virtual const char* WriteDataToFlash(const unsigned short* data, Debugger::Address address, int count,
@@ -64,8 +72,9 @@ class IFlashDevice4 : public virtual IFlashDevice3 {
                                           unsigned int paramCount, C_RuneValue& result) = 0;
 };
 
-// The plug-in's one exported symbol. On failure `*device` is left alone. The host object behind `utility`
-// must outlive the device.
+// The plug-in's one exported symbol. On failure `*device` is left alone, and the text is valid until the next
+// failed creation on the same thread, or the thread's end. The host object behind `utility` must outlive the
+// device.
 extern "C" const char* CreateFlashDevice4(const char* text1, const char* text2, const char* text3,
                                           IFlashProgrammerUtility2 utility, IFlashDevice4** device);
 

@@ -52,7 +52,7 @@ class SaciInterface {
   void WriteCmdWords(const std::vector<std::uint32_t>& words);
   void SendCmd(const SACI_PARAM_T& cmd);
   void ReadResponse(SACI_RESP_T& response);
-  // Without a record of the caller's the response goes to one shared by all calls.
+  // A caller that wants the result alone passes no record.
   std::uint8_t SendCmdAndReadResp(const SACI_PARAM_T& cmd, SACI_RESP_T* response);
   std::uint8_t SendOneWordCmdAndReadResp(SACI_CMD_ID_T id, std::uint16_t cmdSpecific, SACI_RESP_T* response);
 

@@ -172,8 +172,8 @@ void SaciInterface::ReadResponse(SACI_RESP_T& response) {
 }
 
 std::uint8_t SaciInterface::SendCmdAndReadResp(const SACI_PARAM_T& cmd, SACI_RESP_T* response) {
-  static SACI_RESP_T shared;
-  SACI_RESP_T& record = response != nullptr ? *response : shared;
+  SACI_RESP_T dropped{};
+  SACI_RESP_T& record = response != nullptr ? *response : dropped;
   SendCmd(cmd);
   WaitForRxDataReady(5000, kPollInterval);
   ReadResponse(record);
