@@ -23,17 +23,22 @@ bool IsHexOfAtMost(const std::string& text, std::size_t maxDigits) {
   return text.size() <= maxDigits && text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
 }
 
-DebugAuthorization ReadDebugAuthorization(const std::vector<std::uint8_t>& ccfg) {
-  return static_cast<DebugAuthorization>(ccfg.at(ccfg.size() - kTypeFromEnd));
+DebugAuthorization ReadDebugAuthorization(const std::vector<std::uint8_t>& ccfg, std::size_t sectorSize) {
+  return static_cast<DebugAuthorization>(ccfg.at(sectorSize - kTypeFromEnd));
 }
 
-void WriteDebugAuthorization(std::vector<std::uint8_t>& ccfg, DebugAuthorization type) {
-  ccfg.at(ccfg.size() - kTypeFromEnd) = static_cast<std::uint8_t>(type);
+void WriteDebugAuthorization(std::vector<std::uint8_t>& ccfg, std::size_t sectorSize,
+                             DebugAuthorization type) {
+  ccfg.at(sectorSize - kTypeFromEnd) = static_cast<std::uint8_t>(type);
 }
 
-void WriteRequiredPassword(std::vector<std::uint8_t>& ccfg, const std::string& idText,
+void WriteRequiredPassword(std::vector<std::uint8_t>& ccfg, std::size_t sectorSize, const std::string& idText,
                            const std::string& hashText) {
-  WriteDebugAuthorization(ccfg, DebugAuthorization::RequireAuthentication);
-  WriteHex(ccfg, ccfg.size() - kPasswordIdFromEnd, idText, kPasswordIdDigits);
-  WriteHex(ccfg, ccfg.size() - kPasswordHashFromEnd, hashText, kPasswordHashDigits);
+  // The fields lie between the type and the last byte of the hash; the order of the two questions decides the
+  // text of the failure.
+  (void)ccfg.at(sectorSize - kTypeFromEnd);
+  (void)ccfg.at(sectorSize - kPasswordHashFromEnd + kPasswordHashDigits / 2 - 1);
+  WriteDebugAuthorization(ccfg, sectorSize, DebugAuthorization::RequireAuthentication);
+  WriteHex(ccfg, sectorSize - kPasswordIdFromEnd, idText, kPasswordIdDigits);
+  WriteHex(ccfg, sectorSize - kPasswordHashFromEnd, hashText, kPasswordHashDigits);
 }

@@ -30,7 +30,8 @@ void FlashDeviceTovik::ProgramStoredCcfg() {
       saci.VerifyCcfgSector(true, skipUserRecordCrc, false, bootCfgCrc, ccfgCrc, userRecordCrc, debugCfgCrc),
       "Error when verifying CCFG - ");
   load.ccfgProgrammed = true;
-  load.ccfgMarkerByteZero = ReadDebugAuthorization(load.ccfgImage) == DebugAuthorization::NotAllowed;
+  load.ccfgMarkerByteZero =
+      ReadDebugAuthorization(load.ccfgImage, map.CcfgSize) == DebugAuthorization::NotAllowed;
 }
 
 // A piece longer than the record is not a user record: nothing happens.

@@ -8,11 +8,11 @@ bool FlashDeviceTovik::OverwriteCcfgAuthorizationFields() {
   const std::string typeProperty = "CcfgOverwriteAuthorizationFieldsTypeChoicelist";
   const auto type = GetProperty<std::string>(typeProperty);
   if (type == "Debug always allowed") {
-    WriteDebugAuthorization(load.ccfgImage, DebugAuthorization::Allowed);
+    WriteDebugAuthorization(load.ccfgImage, map.CcfgSize, DebugAuthorization::Allowed);
     return true;
   }
   if (type == "Debug not allowed") {
-    WriteDebugAuthorization(load.ccfgImage, DebugAuthorization::NotAllowed);
+    WriteDebugAuthorization(load.ccfgImage, map.CcfgSize, DebugAuthorization::NotAllowed);
     return true;
   }
   if (type != "Require debug authentication") {
@@ -36,6 +36,6 @@ bool FlashDeviceTovik::OverwriteCcfgAuthorizationFields() {
         "Authorization Configuration.");
     return false;
   }
-  WriteRequiredPassword(load.ccfgImage, passwordId, passwordHash);
+  WriteRequiredPassword(load.ccfgImage, map.CcfgSize, passwordId, passwordHash);
   return true;
 }
