@@ -28,7 +28,7 @@ long ParseSizeEntry(const std::string& entry) {
                              : std::strtol(entry.c_str(), nullptr, 10);
 }
 
-// The message names the revision property whichever table was read: users know the text so.
+// The message names the revision property whichever table was read. The text is interface: scripts read it.
 void RequireWholeRows(std::size_t entries, std::size_t entriesPerRow) {
   if (entries % entriesPerRow == 0) return;
   throw std::runtime_error(
@@ -128,7 +128,7 @@ void FlashUtil::ConvertStringToByteVector(std::string text, std::vector<std::uin
   bytes.resize(pieces.size());
   for (std::size_t i = 0; i < pieces.size(); ++i) {
     const std::string& piece = pieces[i];
-    // The text runs its two halves together: users know it so.
+    // Its two halves run together. The text is interface: scripts read it.
     if (piece.size() > 2) throw std::runtime_error("Error: Expecting HEX valueConvertStringToByteVector(): ");
     const unsigned long value = std::strtoul(piece.c_str(), nullptr, 16);
     if (value > 255) throw std::runtime_error("Failed to convert HEX string '" + piece + "' to byte.");
