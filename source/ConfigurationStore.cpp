@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <stdexcept>
 
-void CopyIntoStore(std::vector<std::uint8_t>& store, std::uint32_t base, std::span<std::uint8_t const> data,
+void CopyIntoStore(std::vector<std::uint8_t>& store, std::uint32_t base, std::span<const std::uint8_t> data,
                    std::uint32_t address) {
   if (address < base) {
     std::array<char, 64> text{};

@@ -12,6 +12,9 @@
 #include "SaciInterface.h"
 #include "SectorList.h"
 
+// What a load erases before it programs. The configuration is CCFG and SCFG.
+enum class EraseType { None, Chip, RetainMain, RetainMainAndConfiguration, RetainConfiguration };
+
 // The device that the host drives: everything particular to the chip family. One source file a concern, in
 // FlashDeviceTovik/. Failures are exceptions derived from std::exception whose text is the complete message
 // for the user; the device stays usable after one.
@@ -32,8 +35,8 @@ class FlashDeviceTovik {
   // The address of the first sector that the bytes touch, and whole sectors: 0xFF where no byte is given.
   virtual std::pair<std::uint32_t, std::vector<std::uint8_t>> AlignMainFlashBySectors(
       const unsigned char* data, unsigned int address, int length);
-  // Whether the whole range lies in the region. Sums are 32 bits wide. Asking about the CCFG switches the
-  // load to the user record alone when the range is just that.
+  // Whether the whole range lies in the region. Sums are 32 bits wide. A block of CCFG and OTP together
+  // counts as a CCFG block.
   virtual bool AnyRangeWithinCcfg(unsigned int address, int length);
   virtual bool AnyRangeWithinScfg(unsigned int address, int length);
   virtual bool AnyRangeWithinOtp(unsigned int address, int length);
@@ -102,7 +105,7 @@ class FlashDeviceTovik {
     bool mainVerified = false;
     bool ccfgProgrammed = false;  // programmed and verified, or verified in a verification-only load
     bool scfgProgrammed = false;
-    bool ccfgMarkerByteZero = false;  // the programmed CCFG locks the debug interface
+    bool debugInterfaceLocked = false;  // by the CCFG that was programmed
 
     std::uint8_t fillValue = 0;
     std::vector<std::uint8_t> ccfgImage;
@@ -143,6 +146,8 @@ class FlashDeviceTovik {
   void PopulateDeviceInfoFields();
   [[nodiscard]] bool isBleHighPg2OrNewer() const;
   [[nodiscard]] bool isBleMid() const;
+  // These parts take no OTP data, and differ in boot, debug authorization and SCFG.
+  [[nodiscard]] bool HasHsm() const { return isBleHighPg2OrNewer() || isBleMid(); }
   // Stops the process for an address above 32 bits.
   [[nodiscard]] std::uint32_t Convert(Debugger::Address address) const;
 
@@ -153,14 +158,17 @@ class FlashDeviceTovik {
   static constexpr std::uint32_t kExitPollInterval = 100;
 
   std::uint32_t ReadReg(std::uint32_t address);
-  std::uint32_t ReadBootsta();
-  std::uint32_t ReadLifecycle();
+  // CFGAP_DEVICESTATUS: the AHB-AP's bit 24, the boot status [15:8], the life cycle [7:0]. One read each.
+  std::uint32_t ReadDeviceStatus();
+  std::uint8_t ReadBootsta() { return static_cast<std::uint8_t>(ReadDeviceStatus() >> 8); }
+  std::uint8_t ReadLifecycle() { return static_cast<std::uint8_t>(ReadDeviceStatus()); }
   bool BeforeSaci();
   bool InSaci();
   bool InDbgProbeLoop();
   bool InBootloader();
   bool IsAhbApEnabled();
   void EnterSaci();
+  void ConnectDebugPortAlone();
   void IssuePinResetAndEnterSaci();
   void ExitSaci(bool halt, std::uint32_t timeout, std::uint32_t pollInterval);
   void WaitForBootCodeExit(std::uint32_t timeout, std::uint32_t pollInterval);
@@ -178,6 +186,8 @@ class FlashDeviceTovik {
 
   enum class Destination { Ccfg, Otp, Scfg, MainFlash, Ram };
   Destination DestinationOf(unsigned int address, int length);
+  // Told of all CCFG data: what is just the user record switches the rest of the load to the record alone.
+  void NoteUserRecord(unsigned int address, int length);
   void WriteDataToFlashInternal(const unsigned char* data, unsigned int address, int length, short page);
 
   // --- Programming sequence and MAIN flash (MainFlash.cpp) ---
@@ -194,9 +204,10 @@ class FlashDeviceTovik {
 
   // --- Chip erase and blank check (ChipErase.cpp) ---
 
-  int GetEraseType();
+  EraseType GetEraseType();
   void EraseAsConfigured();
   void ChipErase(bool retainMainSectors, bool retainCcfgScfg);
+  void LogRetainedSectors();
   bool BlankCheck();
 
   // --- CCFG (Ccfg.cpp, CcfgAuthorization.cpp, Crc32Fields.cpp) ---

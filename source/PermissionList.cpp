@@ -28,7 +28,7 @@ std::string Hex(unsigned long value) {
 }  // namespace
 
 std::string PermissionObjections(const std::string& list, const std::string& region,
-                                 std::span<std::uint8_t const> data) {
+                                 std::span<const std::uint8_t> data) {
   if (list.empty()) return "";
   std::string message;
   bool anyDiffers = false;

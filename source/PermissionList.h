@@ -10,4 +10,4 @@
 // sector in the message. Throws std::out_of_range for an entry with a field missing and std::runtime_error
 // for a number that is none.
 [[nodiscard]] std::string PermissionObjections(const std::string& list, const std::string& region,
-                                               std::span<std::uint8_t const> data);
+                                               std::span<const std::uint8_t> data);

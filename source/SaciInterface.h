@@ -2,13 +2,13 @@
 
 #include <cstdint>
 #include <exception>
-#include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "IFlashProgrammerUtility2.h"
 #include "SaciInterface/Records.h"
+#include "ScopeGuard.h"
 
 // The one channel to the command interface that the target's boot ROM runs on the security access port.
 //
@@ -82,7 +82,9 @@ class SaciInterface {
   std::uint8_t ProgMainSector(std::uint32_t address, const std::vector<std::uint8_t>& data);
   std::uint8_t VerifyMainSectors(std::uint32_t address, std::uint32_t length, std::uint32_t crc,
                                  bool blankCheck);
-  std::uint8_t VerifyCcfgSector(bool checkCrcs, bool userRecordCrc, bool blankCheck, std::uint32_t crc1,
+  // The CRCs of boot configuration, whole sector, user record and debug configuration; `skipUserRecordCrc`
+  // leaves the third out of the comparison.
+  std::uint8_t VerifyCcfgSector(bool checkCrcs, bool skipUserRecordCrc, bool blankCheck, std::uint32_t crc1,
                                 std::uint32_t crc2, std::uint32_t crc3, std::uint32_t crc4);
   std::uint8_t VerifyScfgSector(bool checkCrc, std::uint32_t crc);
   // Unless `acknowledge`, no response is awaited and 0 is returned.
@@ -152,7 +154,7 @@ void SaciInterface::WithSecApCurrent(Transfer transfer) {
   std::exception_ptr restoreFailure;
   utility->SetCoreById("SEC_AP");
   {
-    const std::shared_ptr<void> restoreCore(nullptr, [&](void*) {
+    const ScopeGuard restoreCore([&] {
       try {
         utility->SetCoreById("CS_DAP_0");
       } catch (...) {

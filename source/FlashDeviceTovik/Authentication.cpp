@@ -4,7 +4,8 @@
 
 namespace {
 
-// Shown line by line when the target's configuration disables debugging. Users know these texts as they are.
+// Shown line by line when the target's configuration disables debugging. The text is interface: scripts read
+// it.
 constexpr const char* s_debuggingNotAllowedHelp[] = {
     "Debugging is not allowed. If this is not expected, check your CCFG.\n",
     "    If you are experiencing issues with loading your application, do the following (this will erase the "
@@ -36,7 +37,7 @@ void FlashDeviceTovik::EnsureAuthentication(bool exitSaciAfter) {
     EnterSaci();
     AuthenticateDebugging();
   }
-  if (isBleHighPg2OrNewer() || isBleMid()) return;
+  if (HasHsm()) return;
   if (exitSaciAfter && InSaci()) ExitSaci(true, kExitTimeout, kExitPollInterval);
 }
 
@@ -46,7 +47,7 @@ void FlashDeviceTovik::AuthenticateDebugging() {
     throw std::runtime_error("The DAP core needs to be connected to authenticate debugging.");
   if (!InSaci()) throw std::runtime_error("The target needs to be in SACI mode authenticate debugging.");
   ReadDeviceInfo();
-  if (isBleHighPg2OrNewer() || isBleMid()) {
+  if (HasHsm()) {
     if (isBleMid()) ExitSaci(true, kExitTimeout, kExitPollInterval);
     return;
   }

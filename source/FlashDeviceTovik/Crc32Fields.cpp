@@ -34,7 +34,7 @@ std::uint32_t FlashDeviceTovik::CalcCrc32Field(const std::string& infoProperty,
 
 std::string FlashDeviceTovik::getCrcFieldPropertyInfo(const std::string& fieldName) const {
   if (fieldName.find("scfg") == std::string::npos) return fieldName + "Info";
-  return isBleHighPg2OrNewer() || isBleMid() ? "scfg2.crc32Info" : "scfg.crc32Info";
+  return HasHsm() ? "scfg2.crc32Info" : "scfg.crc32Info";
 }
 
 void FlashDeviceTovik::UpdateCrc32Fields(const std::string& listProperty, std::vector<std::uint8_t>& sector) {

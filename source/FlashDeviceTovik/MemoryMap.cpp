@@ -47,12 +47,8 @@ bool FlashDeviceTovik::AnyRangeWithinMainFlash(unsigned int address, int length)
 
 bool FlashDeviceTovik::AnyRangeWithinCcfg(unsigned int address, int length) {
   const auto given = static_cast<std::uint32_t>(length);
-  // A block of CCFG and OTP together counts as a CCFG block.
   const std::uint32_t tested = given == map.CcfgSize + map.OtpSize ? given - map.OtpSize : given;
-  if (!LiesWithin(address, tested, map.CcfgBase, map.CcfgSize)) return false;
-  // The intake asks this of every CCFG block first; the answer decides the rest of the load.
-  if (address == map.userRecordAddress && map.CcfgUserRecordSize >= given) load.userRecordOnly = true;
-  return true;
+  return LiesWithin(address, tested, map.CcfgBase, map.CcfgSize);
 }
 
 bool FlashDeviceTovik::AnyRangeWithinScfg(unsigned int address, int length) {

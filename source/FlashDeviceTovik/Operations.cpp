@@ -74,7 +74,7 @@ void FlashDeviceTovik::FinishOperation() {
 
 void FlashDeviceTovik::RequireHsmSupport(const std::string& operation) {
   ReadDeviceInfo();
-  if (!isBleHighPg2OrNewer() && !isBleMid())
+  if (!HasHsm())
     throw std::runtime_error("This operation is only supported for Corvel devices revision E or higher: '" +
                              operation + "'");
 }

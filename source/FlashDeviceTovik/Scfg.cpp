@@ -3,7 +3,7 @@
 #include "ScfgKeyRing.h"
 
 void FlashDeviceTovik::StoreScfg(const std::uint8_t* data, std::uint32_t address, int length) {
-  if (GetProperty<bool>("PermissionsSetting", true) && (isBleHighPg2OrNewer() || isBleMid()))
+  if (GetProperty<bool>("PermissionsSetting", true) && HasHsm())
     CheckPermissions(data, length, "ScfgPermissions");
   CopyIntoStore(load.scfgImage, map.ScfgBase, {data, static_cast<std::size_t>(length)}, address);
   load.scfgStored = true;

@@ -119,11 +119,11 @@ std::uint8_t SaciInterface::VerifyMainSectors(std::uint32_t address, std::uint32
   return SendCmdAndReadResp(cmd, nullptr);
 }
 
-std::uint8_t SaciInterface::VerifyCcfgSector(bool checkCrcs, bool userRecordCrc, bool blankCheck,
+std::uint8_t SaciInterface::VerifyCcfgSector(bool checkCrcs, bool skipUserRecordCrc, bool blankCheck,
                                              std::uint32_t crc1, std::uint32_t crc2, std::uint32_t crc3,
                                              std::uint32_t crc4) {
   SACI_PARAM_T cmd;
-  const int flags = FlagIf(checkCrcs, kHeaderBit16) | FlagIf(userRecordCrc, kHeaderBit17) |
+  const int flags = FlagIf(checkCrcs, kHeaderBit16) | FlagIf(skipUserRecordCrc, kHeaderBit17) |
                     FlagIf(blankCheck, kHeaderBit31);
   ConstructCommonParam(&cmd.common, SACI_CMD_VERIFY_CCFG_SECTOR, static_cast<std::uint16_t>(flags));
   cmd.words[0] = crc1;

@@ -48,8 +48,8 @@ std::vector<std::uint32_t> AsWords(const std::vector<std::uint8_t>& image) {
 
 // Cuts the chain into its records. The first has a leading word before its length; all are rounded up to
 // whole words. A chain that does not end with the image is refused whole: half an update is worse than none.
-std::vector<std::span<std::uint32_t const>> CutRecords(std::span<std::uint32_t const> words) {
-  std::vector<std::span<std::uint32_t const>> records;
+std::vector<std::span<const std::uint32_t>> CutRecords(std::span<const std::uint32_t> words) {
+  std::vector<std::span<const std::uint32_t>> records;
   for (std::size_t position = 0; position < words.size() || records.empty();) {
     const std::size_t lengthWord = records.empty() ? 1 : position;
     const std::uint64_t end =
@@ -77,9 +77,9 @@ std::uint8_t SaciInterface::ProgHsmFw(const std::vector<std::uint8_t>& image) {
 
 std::uint8_t SaciInterface::ProgHsmFwBleMid(const std::vector<std::uint8_t>& image) {
   const std::vector<std::uint32_t> words = AsWords(image);
-  const std::vector<std::span<std::uint32_t const>> records = CutRecords(words);
+  const std::vector<std::span<const std::uint32_t>> records = CutRecords(words);
   StartHsmFwStream(words.size());
-  for (std::span<std::uint32_t const> record : records) {
+  for (std::span<const std::uint32_t> record : records) {
     WriteTxWords(record.begin(), record.end());
     WaitForSaciToClearCmdWorkingFlag(1000, kPollInterval);
     CheckForHsmFwError();

@@ -18,6 +18,7 @@ struct ExposedDevice : FlashDeviceTovik {
   using FlashDeviceTovik::IsAhbApEnabled;
   using FlashDeviceTovik::IssuePinResetAndEnterSaci;
   using FlashDeviceTovik::load;
+  using FlashDeviceTovik::NoteUserRecord;
   using FlashDeviceTovik::ProgramStoredRamData;
   using FlashDeviceTovik::ReadDeviceInfo;
 };
