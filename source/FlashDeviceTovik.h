@@ -200,6 +200,8 @@ class FlashDeviceTovik {
 
   bool IsSkipSpecificSectorsOptionEnabled() const;
   SectorMask ConvertRangeToBoolVector(const std::string& property) const;
+  // The sectors that the property leaves (`value` true) or lists (false), as range texts. For variants.
+  std::vector<std::string> InterpretRangeField(const std::string& property, bool value) const;
   bool IsSkipSectorsFilledWithOptionEnabledAndValid();
 
   // --- Chip erase and blank check (ChipErase.cpp) ---

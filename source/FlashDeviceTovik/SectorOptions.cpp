@@ -8,6 +8,11 @@ SectorMask FlashDeviceTovik::ConvertRangeToBoolVector(const std::string& propert
   return ParseSkippedSectors(GetProperty<std::string>(property), identity.mainSectorCount);
 }
 
+std::vector<std::string> FlashDeviceTovik::InterpretRangeField(const std::string& property,
+                                                               bool value) const {
+  return ConvertToAllowedSectorRanges(ConvertRangeToBoolVector(property), value);
+}
+
 bool FlashDeviceTovik::IsSkipSectorsFilledWithOptionEnabledAndValid() {
   if (!GetProperty<bool>("FlashPagesFilledWith")) return false;
   load.fillValue = ParseFillValue(GetProperty<std::string>("FlashPagesFilledWithValue"));

@@ -15,6 +15,7 @@ struct ExposedDevice : FlashDeviceTovik {
   using FlashDeviceTovik::InBootloader;
   using FlashDeviceTovik::InDbgProbeLoop;
   using FlashDeviceTovik::InSaci;
+  using FlashDeviceTovik::InterpretRangeField;
   using FlashDeviceTovik::IsAhbApEnabled;
   using FlashDeviceTovik::IssuePinResetAndEnterSaci;
   using FlashDeviceTovik::load;
