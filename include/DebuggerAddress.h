@@ -12,7 +12,7 @@ class Address {
   Address(unsigned long long address) : value(address) {}
   Address(unsigned int address) : value(address) {}
 
-  friend unsigned long long Extract(Address const& address) { return address.value; }
+  friend unsigned long long Extract(const Address& address) { return address.value; }
 
  private:
   unsigned long long value = 0;
@@ -20,19 +20,19 @@ class Address {
 static_assert(sizeof(Address) == 8 && alignof(Address) == 8);
 static_assert(std::is_trivially_copyable_v<Address> && std::is_standard_layout_v<Address>);
 
-unsigned long long Extract(Address const& address);
+unsigned long long Extract(const Address& address);
 
-inline bool Is32Bit(Address const& address) {
+inline bool Is32Bit(const Address& address) {
   return Extract(address) < 0x1'0000'0000;
 }
 
 template <std::integral Integer>
-bool operator<(Address const& address, Integer const& value) {
+bool operator<(const Address& address, const Integer& value) {
   return Extract(address) < static_cast<unsigned long long>(value);
 }
 
 template <std::integral Integer>
-bool operator>=(Integer const& value, Address const& address) {
+bool operator>=(const Integer& value, const Address& address) {
   return static_cast<unsigned long long>(value) >= Extract(address);
 }
 

@@ -13,14 +13,29 @@
 // std::exception; every wrapper turns that into a text and leaves its results unwritten. Exceptions of other
 // types are outside the device's contract and pass through.
 
+namespace Detail {
+
+// Copies the text to `kept`, which the host then reads. Where there is no memory for it, and that may be the
+// very failure to be told, the host gets a text that needs none.
+inline const char* KeepErrorText(std::string& kept, const char* text) noexcept {
+  try {
+    kept = text;
+    return kept.c_str();
+  } catch (...) {
+    return "Not enough memory to tell what failed";
+  }
+}
+
+}  // namespace Detail
+
 template <typename Converter, typename Device, typename DataType>
 class ExceptionSafeFlashDevice : public virtual IFlashDevice2 {
  public:
-  ExceptionSafeFlashDevice(char const* text1, char const* text2, char const* text3,
+  ExceptionSafeFlashDevice(const char* text1, const char* text2, const char* text3,
                            IFlashProgrammerUtility2 utility)
       : device(std::string(text1), std::string(text2), std::string(text3), utility) {}
 
-  char const* Initialize(bool& flashAvailable, char const*& supportedOperations) override {
+  const char* Initialize(bool& flashAvailable, const char*& supportedOperations) override {
     return ErrorTextOf([&] {
       device.Initialize();
       flashAvailable = device.FlashAvailable();
@@ -28,33 +43,33 @@ class ExceptionSafeFlashDevice : public virtual IFlashDevice2 {
     });
   }
 
-  char const* AddressWithinFlash(Debugger::Address address, bool& within) override {
+  const char* AddressWithinFlash(Debugger::Address address, bool& within) override {
     return ErrorTextOf([&] { within = device.AddressWithinFlash(Converter::Convert(address)); });
   }
 
-  char const* AnyRangeWithinFlash(Debugger::Address address, int length, bool& anyWithin) override {
+  const char* AnyRangeWithinFlash(Debugger::Address address, int length, bool& anyWithin) override {
     return ErrorTextOf([&] { anyWithin = device.AnyRangeWithinFlash(Converter::Convert(address), length); });
   }
 
-  char const* WriteDataToFlash(unsigned char const* data, Debugger::Address address, int count,
+  const char* WriteDataToFlash(const unsigned char* data, Debugger::Address address, int count,
                                short page) override {
     return WriteDataToFlashImpl(data, address, count, page);
   }
 
-  char const* WriteDataToFlash(unsigned short const* data, Debugger::Address address, int count,
+  const char* WriteDataToFlash(const unsigned short* data, Debugger::Address address, int count,
                                short page) override {
     return WriteDataToFlashImpl(data, address, count, page);
   }
 
-  char const* PerformOperation(char const* operation) override {
+  const char* PerformOperation(const char* operation) override {
     return ErrorTextOf([&] { device.PerformOperation(std::string(operation)); });
   }
 
-  char const* ResetSettings(ProgramState state) override {
+  const char* ResetSettings(ProgramState state) override {
     return ErrorTextOf([&] { device.ResetSettings(state); });
   }
 
-  char const* HandleVerification(Debugger::Address address, bool& handled) override {
+  const char* HandleVerification(Debugger::Address address, bool& handled) override {
     return ErrorTextOf([&] { handled = device.HandleVerification(Converter::Convert(address)); });
   }
 
@@ -62,13 +77,12 @@ class ExceptionSafeFlashDevice : public virtual IFlashDevice2 {
   ~ExceptionSafeFlashDevice() = default;
 
   template <typename Call>
-  char const* ErrorTextOf(Call&& call) {
+  const char* ErrorTextOf(Call&& call) {
     try {
       std::forward<Call>(call)();
       return nullptr;
-    } catch (std::exception const& error) {
-      lastError = error.what();
-      return lastError.c_str();
+    } catch (const std::exception& error) {
+      return Detail::KeepErrorText(lastError, error.what());
     }
   }
 
@@ -76,7 +90,7 @@ class ExceptionSafeFlashDevice : public virtual IFlashDevice2 {
 
  private:
   template <typename Element>
-  char const* WriteDataToFlashImpl(Element const* data, Debugger::Address address, int count, short page) {
+  const char* WriteDataToFlashImpl(const Element* data, Debugger::Address address, int count, short page) {
     if constexpr (std::is_same_v<Element, DataType>) {
       return ErrorTextOf([&] { device.WriteDataToFlash(data, Converter::Convert(address), count, page); });
     } else {
@@ -93,7 +107,7 @@ class ExceptionSafeFlashDevice2 : public ExceptionSafeFlashDevice<Converter, Dev
  public:
   using ExceptionSafeFlashDevice<Converter, Device, DataType>::ExceptionSafeFlashDevice;
 
-  char const* LoadImages(Debugger::ProgramImage const* images, unsigned int count) override {
+  const char* LoadImages(const Debugger::ProgramImage* images, unsigned int count) override {
     return this->ErrorTextOf(
         [&] { this->device.LoadImages(std::vector<Debugger::ProgramImage>(images, images + count)); });
   }
@@ -108,14 +122,14 @@ class ExceptionSafeFlashDevice4 final : public ExceptionSafeFlashDevice2<Convert
 
   void Delete() override { delete this; }
 
-  char const* GetNumberOfRuneFunctions(unsigned int& count) override {
+  const char* GetNumberOfRuneFunctions(unsigned int& count) override {
     return this->ErrorTextOf([&] {
       InitializeRuneFunctionNames();
       count = static_cast<unsigned int>(functionNames.size());
     });
   }
 
-  char const* GetRuneFunctionName(unsigned int index, char const*& name) override {
+  const char* GetRuneFunctionName(unsigned int index, const char*& name) override {
     return this->ErrorTextOf([&] {
       InitializeRuneFunctionNames();
       if (index >= functionNames.size())
@@ -124,16 +138,16 @@ class ExceptionSafeFlashDevice4 final : public ExceptionSafeFlashDevice2<Convert
     });
   }
 
-  char const* ExecuteRuneFunction(char const* name, C_RuneValue const* params, unsigned int paramCount,
+  const char* ExecuteRuneFunction(const char* name, const C_RuneValue* params, unsigned int paramCount,
                                   C_RuneValue& result) override {
     return this->ErrorTextOf([&] {
       InitializeRuneFunctionNames();
-      std::string const wanted(name);
+      const std::string wanted(name);
       if (std::find(functionNames.begin(), functionNames.end(), wanted) == functionNames.end())
         throw std::runtime_error("ExecuteRuneFunction(): unknown function");
       lastResult =
           this->device.ExecuteRuneFunction(wanted, std::vector<RuneValue>(params, params + paramCount));
-      result = static_cast<C_RuneValue const&>(lastResult);
+      result = static_cast<const C_RuneValue&>(lastResult);
     });
   }
 
@@ -152,17 +166,16 @@ class ExceptionSafeFlashDevice4 final : public ExceptionSafeFlashDevice2<Convert
 template <typename Device, typename DataType, typename ConvertedAddress>
 struct FlashDeviceFactory4 {
   // On success stores a heap object in `*device`, which its Delete() ends. A failure's text is valid until
-  // the next failed creation.
-  static char const* MakeExceptionSafe(char const* text1, char const* text2, char const* text3,
+  // the next failed creation on the same thread, or the thread's end.
+  static const char* MakeExceptionSafe(const char* text1, const char* text2, const char* text3,
                                        IFlashProgrammerUtility2 utility, IFlashDevice4** device) {
     using Adapter = ExceptionSafeFlashDevice4<Detail::DefaultConverter<ConvertedAddress>, Device, DataType>;
     try {
       *device = new Adapter(text1, text2, text3, utility);
       return nullptr;
-    } catch (std::exception const& error) {
-      static std::string sLastError;
-      sLastError = error.what();
-      return sLastError.c_str();
+    } catch (const std::exception& error) {
+      thread_local std::string sLastError;
+      return Detail::KeepErrorText(sLastError, error.what());
     }
   }
 };

@@ -11,6 +11,9 @@
 // What the host calls. Every operation but Delete returns null for success or an error text; the text belongs
 // to the plug-in and is valid until the next failing call on the same object. Results are written on success
 // only. Slot order and virtual inheritance are part of the contract: add nothing, reorder nothing.
+//
+// One thread a device: calls on one object do not overlap, and the host's functions are called on the thread
+// of the call. Devices share nothing, so that each may work on a thread of its own, over its own host object.
 
 namespace Debugger {
 
@@ -28,19 +31,24 @@ enum class ProgramState : int { LoadStart = 1, LoadEnd = 2 };
 class IFlashDevice2 {
  public:
   // `supportedOperations` receives a text with static lifetime: operation names joined by ", ".
-  virtual char const* Initialize(bool& flashAvailable, char const*& supportedOperations) = 0;
+  virtual const char* Initialize(bool& flashAvailable, const char*& supportedOperations) = 0;
   // Addresses above 0xFFFFFFFF stop the process, here and below.
-  virtual char const* AddressWithinFlash(Debugger::Address address, bool& within) = 0;
-  virtual char const* AnyRangeWithinFlash(Debugger::Address address, int length, bool& anyWithin) = 0;
+  virtual const char* AddressWithinFlash(Debugger::Address address, bool& within) = 0;
+  virtual const char* AnyRangeWithinFlash(Debugger::Address address, int length, bool& anyWithin) = 0;
   // One block of the image: `count` elements, read during the call only. Between ResetSettings(LoadStart) and
   // ResetSettings(LoadEnd).
-  virtual char const* WriteDataToFlash(unsigned char const* data, Debugger::Address address, int count,
+  // A block that touches n sectors of MAIN flash succeeds exactly if f + n - 1 <= 256, where f, 0 to 255, is
+  // the number of its command: acknowledgements are numbered in 8 bits. One or two sectors always pass; a
+  // longer block fails in the middle of programming. Commands are numbered modulo 256: in a load 0 is a
+  // no-operation, the erase takes one number where there is one, and every block of MAIN flash, or piece of
+  // it that the sector settings leave, takes two.
+  virtual const char* WriteDataToFlash(const unsigned char* data, Debugger::Address address, int count,
                                        short page) = 0;
-  virtual char const* WriteDataToFlash(unsigned short const* data, Debugger::Address address, int count,
+  virtual const char* WriteDataToFlash(const unsigned short* data, Debugger::Address address, int count,
                                        short page) = 0;
-  virtual char const* PerformOperation(char const* operation) = 0;
-  virtual char const* ResetSettings(ProgramState state) = 0;
-  virtual char const* HandleVerification(Debugger::Address address, bool& handled) = 0;
+  virtual const char* PerformOperation(const char* operation) = 0;
+  virtual const char* ResetSettings(ProgramState state) = 0;
+  virtual const char* HandleVerification(Debugger::Address address, bool& handled) = 0;
   // Ends the object's life: every text and name obtained from it is gone.
   virtual void Delete() = 0;
 
@@ -50,23 +58,24 @@ class IFlashDevice2 {
 
 class IFlashDevice3 : public virtual IFlashDevice2 {
  public:
-  virtual char const* LoadImages(Debugger::ProgramImage const* images, unsigned int count) = 0;
+  virtual const char* LoadImages(const Debugger::ProgramImage* images, unsigned int count) = 0;
   virtual ~IFlashDevice3() = default;
 };
 
 class IFlashDevice4 : public virtual IFlashDevice3 {
  public:
-  virtual char const* GetNumberOfRuneFunctions(unsigned int& count) = 0;
+  virtual const char* GetNumberOfRuneFunctions(unsigned int& count) = 0;
   // `name` is valid while the object lives.
-  virtual char const* GetRuneFunctionName(unsigned int index, char const*& name) = 0;
+  virtual const char* GetRuneFunctionName(unsigned int index, const char*& name) = 0;
   // A text result is valid until the next ExecuteRuneFunction on the same object.
-  virtual char const* ExecuteRuneFunction(char const* name, C_RuneValue const* params,
+  virtual const char* ExecuteRuneFunction(const char* name, const C_RuneValue* params,
                                           unsigned int paramCount, C_RuneValue& result) = 0;
 };
 
-// The plug-in's one exported symbol. On failure `*device` is left alone. The host object behind `utility`
-// must outlive the device.
-extern "C" char const* CreateFlashDevice4(char const* text1, char const* text2, char const* text3,
+// The plug-in's one exported symbol. On failure `*device` is left alone, and the text is valid until the next
+// failed creation on the same thread, or the thread's end. The host object behind `utility` must outlive the
+// device.
+extern "C" const char* CreateFlashDevice4(const char* text1, const char* text2, const char* text3,
                                           IFlashProgrammerUtility2 utility, IFlashDevice4** device);
 
 namespace Detail {

@@ -18,33 +18,33 @@ struct HostObject;
 struct HostFunctionTable {
   using Reserved = void (*)();
 
-  char const* (*getValueOfProperty)(HostObject*, char const* name);  // 0: null when there is no such property
-  char const* (*setValueOfProperty)(HostObject*, char const* name, char const* value);  // 1
+  const char* (*getValueOfProperty)(HostObject*, const char* name);  // 0: null when there is no such property
+  const char* (*setValueOfProperty)(HostObject*, const char* name, const char* value);  // 1
   Reserved reserved2to6[5];
-  char const* (*resetTarget)(HostObject*, int kind);  // 7: kind 0 is the pin reset
+  const char* (*resetTarget)(HostObject*, int kind);  // 7: kind 0 is the pin reset
   Reserved reserved8to9[2];
   // 10, 11: `count` elements of `elementSize` bytes; the element size is the access width on the target.
-  char const* (*readMemory)(HostObject*, void* elements, std::size_t count, Debugger::Address address,
+  const char* (*readMemory)(HostObject*, void* elements, std::size_t count, Debugger::Address address,
                             int page, std::size_t elementSize);
-  char const* (*writeMemory)(HostObject*, void const* elements, std::size_t count, Debugger::Address address,
+  const char* (*writeMemory)(HostObject*, const void* elements, std::size_t count, Debugger::Address address,
                              int page, std::size_t elementSize);
-  char const* (*lookupReg)(HostObject*, char const* name, Debugger::Address* address);        // 12
-  char const* (*readReg)(HostObject*, Debugger::Address address, unsigned long long* value);  // 13
-  char const* (*writeReg)(HostObject*, Debugger::Address address, unsigned long long value);  // 14
+  const char* (*lookupReg)(HostObject*, const char* name, Debugger::Address* address);        // 12
+  const char* (*readReg)(HostObject*, Debugger::Address address, unsigned long long* value);  // 13
+  const char* (*writeReg)(HostObject*, Debugger::Address address, unsigned long long value);  // 14
   Reserved reserved15to18[4];
-  char const* (*reportError)(HostObject*, char const* message);  // 19
-  char const* (*reportInfo)(HostObject*, char const* message);   // 20
+  const char* (*reportError)(HostObject*, const char* message);  // 19
+  const char* (*reportInfo)(HostObject*, const char* message);   // 20
   Reserved reserved21;
-  char const* (*sleep)(HostObject*, unsigned int milliseconds);  // 22
+  const char* (*sleep)(HostObject*, unsigned int milliseconds);  // 22
   Reserved reserved23to26[4];
-  char const* (*setCore)(HostObject*, char const* name);  // 27
+  const char* (*setCore)(HostObject*, const char* name);  // 27
   Reserved reserved28to32[5];
-  char const* (*disconnect)(HostObject*, bool);              // 33
-  char const* (*isConnected)(HostObject*, bool* connected);  // 34: of the current core
+  const char* (*disconnect)(HostObject*, bool);              // 33
+  const char* (*isConnected)(HostObject*, bool* connected);  // 34: of the current core
   Reserved reserved35;
-  char const* (*setCoreById)(HostObject*, char const* id);  // 36
-  char const* (*connect)(HostObject*, bool);                // 37
-  char const* (*reConnect)(HostObject*);                    // 38
+  const char* (*setCoreById)(HostObject*, const char* id);  // 36
+  const char* (*connect)(HostObject*, bool);                // 37
+  const char* (*reConnect)(HostObject*);                    // 38
 };
 static_assert(std::is_trivially_copyable_v<HostFunctionTable> &&
               std::is_standard_layout_v<HostFunctionTable>);
@@ -69,7 +69,7 @@ static_assert(offsetof(HostFunctionTable, reConnect) == 38 * sizeof(void*));
 
 // A host's own object derives from this (or begins with the same word) and casts back in its functions.
 struct HostObject {
-  HostFunctionTable const* table;
+  const HostFunctionTable* table;
 };
 static_assert(sizeof(HostObject) == sizeof(void*) && std::is_standard_layout_v<HostObject>);
 
@@ -80,24 +80,24 @@ class IFlashProgrammerUtility2 {
  public:
   explicit IFlashProgrammerUtility2(HostObject* hostObject) : host(hostObject) {}
 
-  static void CheckForError(char const* error) {
+  static void CheckForError(const char* error) {
     if (error != nullptr) throw std::runtime_error(error);
   }
 
-  [[nodiscard]] bool DoesPropertyExist(std::string const& name) const {
+  [[nodiscard]] bool DoesPropertyExist(const std::string& name) const {
     return host->table->getValueOfProperty(host, name.c_str()) != nullptr;
   }
 
   // Throws std::logic_error for a property that does not exist.
-  [[nodiscard]] std::string GetValueOfProperty(std::string const& name) {
+  [[nodiscard]] std::string GetValueOfProperty(const std::string& name) {
     if (DoesPropertyExist(name)) {
       // Asked anew: the host may hand out a buffer that its next answer overwrites.
-      if (char const* value = host->table->getValueOfProperty(host, name.c_str())) return value;
+      if (const char* value = host->table->getValueOfProperty(host, name.c_str())) return value;
     }
     throw std::logic_error("Unknown property \"" + name + "\"");
   }
 
-  void SetValueOfProperty(std::string const& name, std::string const& value) {
+  void SetValueOfProperty(const std::string& name, const std::string& value) {
     CheckForError(host->table->setValueOfProperty(host, name.c_str(), value.c_str()));
   }
 
@@ -117,7 +117,7 @@ class IFlashProgrammerUtility2 {
         host, std::to_address(first), static_cast<std::size_t>(last - first), address, page, sizeof(*first)));
   }
 
-  [[nodiscard]] Debugger::Address LookupReg(std::string const& name) const {
+  [[nodiscard]] Debugger::Address LookupReg(const std::string& name) const {
     Debugger::Address address;
     CheckForError(host->table->lookupReg(host, name.c_str(), &address));
     return address;
@@ -133,18 +133,18 @@ class IFlashProgrammerUtility2 {
     CheckForError(host->table->writeReg(host, address, value));
   }
 
-  void ReportError(std::string const& message) {
+  void ReportError(const std::string& message) {
     CheckForError(host->table->reportError(host, message.c_str()));
   }
-  void ReportInfo(std::string const& message) {
+  void ReportInfo(const std::string& message) {
     CheckForError(host->table->reportInfo(host, message.c_str()));
   }
 
   void Sleep(unsigned int milliseconds) { CheckForError(host->table->sleep(host, milliseconds)); }
 
   // Make the named debug core the one that later connection, register and memory calls go to.
-  void SetCore(std::string const& name) { CheckForError(host->table->setCore(host, name.c_str())); }
-  void SetCoreById(std::string const& id) { CheckForError(host->table->setCoreById(host, id.c_str())); }
+  void SetCore(const std::string& name) { CheckForError(host->table->setCore(host, name.c_str())); }
+  void SetCoreById(const std::string& id) { CheckForError(host->table->setCoreById(host, id.c_str())); }
 
   void Connect(bool option) { CheckForError(host->table->connect(host, option)); }
   void ReConnect() { CheckForError(host->table->reConnect(host)); }

@@ -21,7 +21,7 @@ struct C_RuneValue {
 
   union {
     long long integer;  // for every type but kText
-    char const* text;   // for kText: NUL-terminated, or null
+    const char* text;   // for kText: NUL-terminated, or null
   };
   std::uint32_t type;
 };
@@ -36,16 +36,16 @@ class RuneValue {
   RuneValue(long long number) : value(number) {}
 
   // Copies the text of a text value; a null text stays null.
-  RuneValue(C_RuneValue const& other) : value(other) {
+  RuneValue(const C_RuneValue& other) : value(other) {
     if (other.type != C_RuneValue::kText || other.text == nullptr) return;
     text = other.text;
     value.text = text.c_str();
   }
 
-  RuneValue(RuneValue const& other) : value(0) { *this = other; }
+  RuneValue(const RuneValue& other) : value(0) { *this = other; }
 
   // A text value always points at its own copy afterwards: a null text becomes an empty one.
-  RuneValue& operator=(RuneValue const& other) {
+  RuneValue& operator=(const RuneValue& other) {
     text = other.text;
     value = other.value;
     if (value.type == C_RuneValue::kText) value.text = text.c_str();
@@ -63,7 +63,7 @@ class RuneValue {
   }
 
   // A text in the record lives as long as this object keeps its value.
-  operator C_RuneValue const&() const { return value; }
+  operator const C_RuneValue&() const { return value; }
 
  private:
   std::string text;
@@ -72,14 +72,14 @@ class RuneValue {
 
 // Parameter checks of script functions. Both throw std::runtime_error.
 
-inline void ConfirmMinNumberParameters(std::vector<RuneValue> const& params, unsigned long count) {
+inline void ConfirmMinNumberParameters(const std::vector<RuneValue>& params, unsigned long count) {
   if (params.size() >= count) return;
   throw std::runtime_error("Expected at least " + std::to_string(count) + " parameters, but got " +
                            std::to_string(params.size()));
 }
 
 // `index` counts from 0 and must exist; the message counts from 1.
-inline void ConfirmParameterIsIntegral(std::vector<RuneValue> const& params, unsigned long index) {
+inline void ConfirmParameterIsIntegral(const std::vector<RuneValue>& params, unsigned long index) {
   if (params[index].IsInteger()) return;
   throw std::runtime_error("Expected an integral value for parameter " + std::to_string(index + 1));
 }

@@ -11,7 +11,7 @@ constexpr std::array<std::uint32_t, 16> crcRand32Lut = {
 
 }  // namespace
 
-std::uint32_t CalcCRC32(std::uint8_t const* data, std::uint32_t length) {
+std::uint32_t CalcCRC32(const std::uint8_t* data, std::uint32_t length) {
   std::uint32_t crc = 0xFFFF'FFFF;
   for (std::uint32_t i = 0; i < length; ++i) {
     crc = crcRand32Lut[(crc ^ data[i]) & 15] ^ (crc >> 4);

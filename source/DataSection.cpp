@@ -10,11 +10,11 @@ namespace {
 // Appends the allowed part of `section`; true when no further range need be looked at. The mix of strict and
 // non-strict bounds is fixed behaviour: a range that begins at the section's last byte and runs past it
 // writes nothing.
-bool AppendAllowedPart(DataSection const& section, std::uint32_t start, std::uint32_t end,
+bool AppendAllowedPart(const DataSection& section, std::uint32_t start, std::uint32_t end,
                        std::vector<DataSection>& parts) {
-  std::uint32_t const address = section.address;
-  std::uint32_t const afterLast = address + section.length;
-  std::uint32_t const last = afterLast - 1;
+  const std::uint32_t address = section.address;
+  const std::uint32_t afterLast = address + section.length;
+  const std::uint32_t last = afterLast - 1;
 
   if (start <= address && end >= last) {
     parts.push_back(section);
@@ -22,7 +22,7 @@ bool AppendAllowedPart(DataSection const& section, std::uint32_t start, std::uin
   }
   if (address <= start && start <= afterLast && address <= end && end <= afterLast) {
     // The bounds admit a range that ends one byte behind the section: its data ends with the section's.
-    std::uint32_t const length = std::min(end - start + 1, afterLast - start);
+    const std::uint32_t length = std::min(end - start + 1, afterLast - start);
     if (length != 0) parts.emplace_back(section.data + (start - address), start, length);
   } else if (start < address && address <= end && end <= last) {
     parts.emplace_back(section.data, address, end - address + 1);
@@ -32,7 +32,7 @@ bool AppendAllowedPart(DataSection const& section, std::uint32_t start, std::uin
   return false;
 }
 
-void AppendMerged(std::vector<DataSection>& kept, DataSection const& piece) {
+void AppendMerged(std::vector<DataSection>& kept, const DataSection& piece) {
   if (!kept.empty() && kept.back().address + kept.back().length == piece.address)
     kept.back().length += piece.length;
   else
@@ -42,16 +42,16 @@ void AppendMerged(std::vector<DataSection>& kept, DataSection const& piece) {
 }  // namespace
 
 void ExcludeSpecificSectorsFromDataSections(std::vector<DataSection>* sections,
-                                            std::vector<std::string> const& allowedRanges,
+                                            const std::vector<std::string>& allowedRanges,
                                             std::uint32_t sectorSize) {
   std::vector<std::pair<std::uint32_t, std::uint32_t>> ranges;
   ranges.reserve(allowedRanges.size());
-  for (std::string const& range : allowedRanges)
+  for (const std::string& range : allowedRanges)
     ranges.push_back(GetStartAndEndAddressOfSectorOption(range, sectorSize));
 
   std::vector<DataSection> parts;
-  for (DataSection const& section : *sections)
-    for (auto const& [start, end] : ranges)
+  for (const DataSection& section : *sections)
+    for (const auto& [start, end] : ranges)
       if (AppendAllowedPart(section, start, end, parts)) break;
   *sections = std::move(parts);
 }
@@ -59,15 +59,15 @@ void ExcludeSpecificSectorsFromDataSections(std::vector<DataSection>* sections,
 void ExcludeSectorsFilledWithValueFromDataSections(std::vector<DataSection>* sections, std::uint8_t fillValue,
                                                    std::uint32_t sectorSize) {
   std::vector<DataSection> kept;
-  for (DataSection const& section : *sections) {
+  for (const DataSection& section : *sections) {
     std::uint32_t taken = 0;
     for (std::uint32_t offset = 0; offset < section.length; offset += taken) {
-      std::uint32_t const left = section.length - offset;
+      const std::uint32_t left = section.length - offset;
       DataSection piece(section.data + offset, section.address + offset, 0);
-      std::uint32_t const intoSector = piece.address % sectorSize;
+      const std::uint32_t intoSector = piece.address % sectorSize;
       taken = std::min(sectorSize - intoSector, left);
       piece.length = taken;
-      bool const isWholeSector = taken == sectorSize;
+      const bool isWholeSector = taken == sectorSize;
       if (isWholeSector && std::all_of(piece.data, piece.data + taken,
                                        [fillValue](std::uint8_t byte) { return byte == fillValue; }))
         continue;

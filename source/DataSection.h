@@ -6,17 +6,17 @@
 
 // One contiguous piece of image data: a view, valid during the call that delivered the block.
 struct DataSection {
-  DataSection(std::uint8_t const* firstByte, std::uint32_t targetAddress, std::uint32_t byteCount)
+  DataSection(const std::uint8_t* firstByte, std::uint32_t targetAddress, std::uint32_t byteCount)
       : data(firstByte), address(targetAddress), length(byteCount) {}
 
-  std::uint8_t const* data;
+  const std::uint8_t* data;
   std::uint32_t address;
   std::uint32_t length;
 };
 
 // Replaces the sections by their parts inside the allowed ranges (texts of SectorList.h), in order.
 void ExcludeSpecificSectorsFromDataSections(std::vector<DataSection>* sections,
-                                            std::vector<std::string> const& allowedRanges,
+                                            const std::vector<std::string>& allowedRanges,
                                             std::uint32_t sectorSize);
 
 // Drops the whole sectors whose bytes all equal `fillValue`; parts of a sector at the ends of a section stay.

@@ -12,6 +12,9 @@
 #include "SaciInterface.h"
 #include "SectorList.h"
 
+// What a load erases before it programs. The configuration is CCFG and SCFG.
+enum class EraseType { None, Chip, RetainMain, RetainMainAndConfiguration, RetainConfiguration };
+
 // The device that the host drives: everything particular to the chip family. One source file a concern, in
 // FlashDeviceTovik/. Failures are exceptions derived from std::exception whose text is the complete message
 // for the user; the device stays usable after one.
@@ -31,34 +34,34 @@ class FlashDeviceTovik {
   virtual unsigned int GetSectorBaseAddress(unsigned int address);
   // The address of the first sector that the bytes touch, and whole sectors: 0xFF where no byte is given.
   virtual std::pair<std::uint32_t, std::vector<std::uint8_t>> AlignMainFlashBySectors(
-      unsigned char const* data, unsigned int address, int length);
-  // Whether the whole range lies in the region. Sums are 32 bits wide. Asking about the CCFG switches the
-  // load to the user record alone when the range is just that.
+      const unsigned char* data, unsigned int address, int length);
+  // Whether the whole range lies in the region. Sums are 32 bits wide. A block of CCFG and OTP together
+  // counts as a CCFG block.
   virtual bool AnyRangeWithinCcfg(unsigned int address, int length);
   virtual bool AnyRangeWithinScfg(unsigned int address, int length);
   virtual bool AnyRangeWithinOtp(unsigned int address, int length);
   virtual bool AnyRangeWithinMainFlash(unsigned int address, int length);
-  virtual void InterpretChipEraseRetainSectors(std::vector<unsigned int> const& words);
+  virtual void InterpretChipEraseRetainSectors(const std::vector<unsigned int>& words);
 
-  FlashDeviceTovik(FlashDeviceTovik const&) = delete;
-  FlashDeviceTovik& operator=(FlashDeviceTovik const&) = delete;
+  FlashDeviceTovik(const FlashDeviceTovik&) = delete;
+  FlashDeviceTovik& operator=(const FlashDeviceTovik&) = delete;
 
   // --- What the host's interface reaches ---
 
   void Initialize();
   [[nodiscard]] bool FlashAvailable() const { return true; }
-  [[nodiscard]] char const* ListSupportedOperations() const;
+  [[nodiscard]] const char* ListSupportedOperations() const;
   // Always true: data outside flash is RAM data, sorted out by WriteDataToFlash.
   bool AddressWithinFlash(unsigned int address) { return AnyRangeWithinFlash(address, 0); }
   bool AnyRangeWithinFlash(unsigned int, int) { return true; }
-  void WriteDataToFlash(unsigned char const* data, unsigned int address, int length, short page);
-  void PerformOperation(std::string const& operation);
+  void WriteDataToFlash(const unsigned char* data, unsigned int address, int length, short page);
+  void PerformOperation(const std::string& operation);
   void ResetSettings(ProgramState state);
   // Always true: the device verifies what it programs.
   bool HandleVerification(unsigned int) { return true; }
-  void LoadImages(std::vector<Debugger::ProgramImage> const&) {}
+  void LoadImages(const std::vector<Debugger::ProgramImage>&) {}
   [[nodiscard]] std::vector<std::string> GetRuneFunctionNames() const;
-  RuneValue ExecuteRuneFunction(std::string const& name, std::vector<RuneValue> const& params);
+  RuneValue ExecuteRuneFunction(const std::string& name, const std::vector<RuneValue>& params);
 
  protected:
   // Addresses and sizes in bytes; a size of 0 means that the chip has no such region. Read by Initialize.
@@ -102,7 +105,7 @@ class FlashDeviceTovik {
     bool mainVerified = false;
     bool ccfgProgrammed = false;  // programmed and verified, or verified in a verification-only load
     bool scfgProgrammed = false;
-    bool ccfgMarkerByteZero = false;  // the programmed CCFG locks the debug interface
+    bool debugInterfaceLocked = false;  // by the CCFG that was programmed
 
     std::uint8_t fillValue = 0;
     std::vector<std::uint8_t> ccfgImage;
@@ -118,14 +121,14 @@ class FlashDeviceTovik {
   // T is bool, unsigned int (hexadecimal) or std::string. Without a default a missing property is a
   // std::logic_error. Read at the moment of use, never cached.
   template <typename T>
-  [[nodiscard]] T GetProperty(std::string const& name) const;
+  [[nodiscard]] T GetProperty(const std::string& name) const;
   template <typename T>
-  [[nodiscard]] T GetProperty(std::string const& name, T defaultValue) const;
+  [[nodiscard]] T GetProperty(const std::string& name, T defaultValue) const;
   [[nodiscard]] std::shared_ptr<FlashUtil> GetHelper() const { return helper; }
   [[nodiscard]] bool IsVerboseEnabled();
   [[nodiscard]] bool IsImageVerificationEnabled() const;
   // To the user, whatever the verbose setting; cut at 511 characters.
-  [[gnu::format(printf, 2, 3)]] void DebugLog(char const* format, ...);
+  [[gnu::format(printf, 2, 3)]] void DebugLog(const char* format, ...);
 
   // --- Load bracket (Device.cpp) ---
 
@@ -139,10 +142,12 @@ class FlashDeviceTovik {
   bool ReadRevisionInfo();
   bool ReadFlashSize();
   bool ReadRamSize();
-  std::uint32_t ReadMemorySize(std::string const& translationProperty);
+  std::uint32_t ReadMemorySize(const std::string& translationProperty);
   void PopulateDeviceInfoFields();
   [[nodiscard]] bool isBleHighPg2OrNewer() const;
   [[nodiscard]] bool isBleMid() const;
+  // These parts take no OTP data, and differ in boot, debug authorization and SCFG.
+  [[nodiscard]] bool HasHsm() const { return isBleHighPg2OrNewer() || isBleMid(); }
   // Stops the process for an address above 32 bits.
   [[nodiscard]] std::uint32_t Convert(Debugger::Address address) const;
 
@@ -153,14 +158,17 @@ class FlashDeviceTovik {
   static constexpr std::uint32_t kExitPollInterval = 100;
 
   std::uint32_t ReadReg(std::uint32_t address);
-  std::uint32_t ReadBootsta();
-  std::uint32_t ReadLifecycle();
+  // CFGAP_DEVICESTATUS: the AHB-AP's bit 24, the boot status [15:8], the life cycle [7:0]. One read each.
+  std::uint32_t ReadDeviceStatus();
+  std::uint8_t ReadBootsta() { return static_cast<std::uint8_t>(ReadDeviceStatus() >> 8); }
+  std::uint8_t ReadLifecycle() { return static_cast<std::uint8_t>(ReadDeviceStatus()); }
   bool BeforeSaci();
   bool InSaci();
   bool InDbgProbeLoop();
   bool InBootloader();
   bool IsAhbApEnabled();
   void EnterSaci();
+  void ConnectDebugPortAlone();
   void IssuePinResetAndEnterSaci();
   void ExitSaci(bool halt, std::uint32_t timeout, std::uint32_t pollInterval);
   void WaitForBootCodeExit(std::uint32_t timeout, std::uint32_t pollInterval);
@@ -178,70 +186,75 @@ class FlashDeviceTovik {
 
   enum class Destination { Ccfg, Otp, Scfg, MainFlash, Ram };
   Destination DestinationOf(unsigned int address, int length);
-  void WriteDataToFlashInternal(unsigned char const* data, unsigned int address, int length, short page);
+  // Told of all CCFG data: what is just the user record switches the rest of the load to the record alone.
+  void NoteUserRecord(unsigned int address, int length);
+  void WriteDataToFlashInternal(const unsigned char* data, unsigned int address, int length, short page);
 
   // --- Programming sequence and MAIN flash (MainFlash.cpp) ---
 
   void initFlashProgramming();
   void ComputeAllowedSectorRanges();
-  void ProgramMainFlash(unsigned char const* data, unsigned int address, int length);
+  void ProgramMainFlash(const unsigned char* data, unsigned int address, int length);
 
   // --- Sector options (SectorOptions.cpp) ---
 
   bool IsSkipSpecificSectorsOptionEnabled() const;
-  SectorMask ConvertRangeToBoolVector(std::string const& property) const;
+  SectorMask ConvertRangeToBoolVector(const std::string& property) const;
+  // The sectors that the property leaves (`value` true) or lists (false), as range texts. For variants.
+  std::vector<std::string> InterpretRangeField(const std::string& property, bool value) const;
   bool IsSkipSectorsFilledWithOptionEnabledAndValid();
 
   // --- Chip erase and blank check (ChipErase.cpp) ---
 
-  int GetEraseType();
+  EraseType GetEraseType();
   void EraseAsConfigured();
   void ChipErase(bool retainMainSectors, bool retainCcfgScfg);
+  void LogRetainedSectors();
   bool BlankCheck();
 
   // --- CCFG (Ccfg.cpp, CcfgAuthorization.cpp, Crc32Fields.cpp) ---
 
-  void StoreCcfg(std::uint8_t const* data, std::uint32_t address, int length);
+  void StoreCcfg(const std::uint8_t* data, std::uint32_t address, int length);
   void ProgramStoredCcfg();
-  void ProgramCcfgUserRecord(std::uint8_t const* data, std::uint32_t address, int length);
+  void ProgramCcfgUserRecord(const std::uint8_t* data, std::uint32_t address, int length);
   bool OverwriteCcfgFields() { return OverwriteCcfgAuthorizationFields(); }
   bool OverwriteCcfgAuthorizationFields();
-  std::uint32_t CalcCrc32Field(std::string const& infoProperty, std::vector<std::uint8_t> const& sector,
+  std::uint32_t CalcCrc32Field(const std::string& infoProperty, const std::vector<std::uint8_t>& sector,
                                std::uint32_t& offset, std::uint32_t& length) const;
-  std::uint32_t CalcCrc32Field(std::string const& infoProperty,
-                               std::vector<std::uint8_t> const& sector) const;
-  std::string getCrcFieldPropertyInfo(std::string const& fieldName) const;
-  void UpdateCrc32Fields(std::string const& listProperty, std::vector<std::uint8_t>& sector);
-  void UpdateCrc32Field(std::string const& fieldName, std::uint32_t sectorBase,
+  std::uint32_t CalcCrc32Field(const std::string& infoProperty,
+                               const std::vector<std::uint8_t>& sector) const;
+  std::string getCrcFieldPropertyInfo(const std::string& fieldName) const;
+  void UpdateCrc32Fields(const std::string& listProperty, std::vector<std::uint8_t>& sector);
+  void UpdateCrc32Field(const std::string& fieldName, std::uint32_t sectorBase,
                         std::vector<std::uint8_t>& sector);
 
   // --- Permission check (Permissions.cpp) ---
 
   // `data` is the piece being stored. Throws, before anything is stored, when it could lock the user out.
-  void CheckPermissions(std::uint8_t const* data, int length, std::string const& listProperty) const;
+  void CheckPermissions(const std::uint8_t* data, int length, const std::string& listProperty) const;
 
   // --- SCFG (Scfg.cpp) ---
 
-  void StoreScfg(std::uint8_t const* data, std::uint32_t address, int length);
+  void StoreScfg(const std::uint8_t* data, std::uint32_t address, int length);
   void ProgramStoredScfg();
 
   // --- OTP and RAM data (OtpAndRam.cpp) ---
 
-  void StoreOtp(unsigned char const* data, unsigned int address, int length);
+  void StoreOtp(const unsigned char* data, unsigned int address, int length);
   void ProgramStoredOtp();
-  void StoreRamData(unsigned char const* data, unsigned int address, int length);
+  void StoreRamData(const unsigned char* data, unsigned int address, int length);
   void ProgramStoredRamData();
 
   // --- Operations and script functions (Operations.cpp) ---
 
   void FinishOperation();
-  void RequireHsmSupport(std::string const& operation);
+  void RequireHsmSupport(const std::string& operation);
   void ReadDeviceInfoOperation();
-  RuneValue SaciAppResetDevice(std::vector<RuneValue> const& params);
+  RuneValue SaciAppResetDevice(const std::vector<RuneValue>& params);
 
   // --- HSM (Hsm.cpp) ---
 
-  void ProgramHsmFw(std::string const& fileName);
+  void ProgramHsmFw(const std::string& fileName);
   void ReadHsmSysInfo();
   void ReadHsmUpdateStatus();
 

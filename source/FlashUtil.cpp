@@ -12,23 +12,23 @@ namespace {
 
 constexpr char kRevisionProperty[] = "DeviceInfoRevisionTranslation";
 
-bool HasHexPrefix(std::string const& entry) {
+bool HasHexPrefix(const std::string& entry) {
   return entry.size() > 2 && entry[0] == '0' && entry[1] == 'x';
 }
 
-int ParseRevisionCode(std::string const& entry) {
-  unsigned long const code = HasHexPrefix(entry) ? std::strtoul(entry.c_str() + 2, nullptr, 16)
+int ParseRevisionCode(const std::string& entry) {
+  const unsigned long code = HasHexPrefix(entry) ? std::strtoul(entry.c_str() + 2, nullptr, 16)
                                                  : std::strtoul(entry.c_str(), nullptr, 10);
   return static_cast<int>(code);
 }
 
-long ParseSizeEntry(std::string const& entry) {
+long ParseSizeEntry(const std::string& entry) {
   if (entry.at(0) == '*') return -1;
   return HasHexPrefix(entry) ? std::strtol(entry.c_str() + 2, nullptr, 16)
                              : std::strtol(entry.c_str(), nullptr, 10);
 }
 
-// The message names the revision property whichever table was read: users know the text so.
+// The message names the revision property whichever table was read. The text is interface: scripts read it.
 void RequireWholeRows(std::size_t entries, std::size_t entriesPerRow) {
   if (entries % entriesPerRow == 0) return;
   throw std::runtime_error(
@@ -53,7 +53,7 @@ void FlashUtil::ReadRevisionsTranslationFromXml(std::vector<RevisionRow>& rows) 
     rows.emplace_back(ParseRevisionCode(entries[i]), entries[i + 1], entries[i + 2]);
 }
 
-void FlashUtil::ReadSizeTranslationFromXml(std::string const& property, std::vector<SizeRow>& rows) const {
+void FlashUtil::ReadSizeTranslationFromXml(const std::string& property, std::vector<SizeRow>& rows) const {
   std::vector<std::string> entries;
   Split(GetFlashProgrammerUtility()->GetValueOfProperty(property), ':', entries);
   RequireWholeRows(entries.size(), 4);
@@ -80,7 +80,7 @@ void FlashUtil::ReadAddressLengthPropertyFromXml(std::string property, std::uint
   length = static_cast<std::uint32_t>(std::strtoul(entries.at(1).c_str(), nullptr, 16));
 }
 
-std::vector<std::string>& FlashUtil::Split(std::string const& text, char delimiter,
+std::vector<std::string>& FlashUtil::Split(const std::string& text, char delimiter,
                                            std::vector<std::string>& pieces) {
   std::istringstream stream(text);
   for (std::string piece; std::getline(stream, piece, delimiter);) pieces.push_back(piece);
@@ -98,7 +98,7 @@ void FlashUtil::ConvertRevisionStringToMajorMinor(std::string text, std::uint32_
   minor = static_cast<std::uint32_t>(std::strtoul(parts[1].c_str(), nullptr, 10));
 }
 
-std::string FlashUtil::ConvertByteVectorToString(std::vector<std::uint8_t> const& bytes, char separator,
+std::string FlashUtil::ConvertByteVectorToString(const std::vector<std::uint8_t>& bytes, char separator,
                                                  int base) {
   if (bytes.empty()) return "";
   if (base != 10 && base != 16)
@@ -127,16 +127,16 @@ void FlashUtil::ConvertStringToByteVector(std::string text, std::vector<std::uin
   Split(text, delimiter, pieces);
   bytes.resize(pieces.size());
   for (std::size_t i = 0; i < pieces.size(); ++i) {
-    std::string const& piece = pieces[i];
-    // The text runs its two halves together: users know it so.
+    const std::string& piece = pieces[i];
+    // Its two halves run together. The text is interface: scripts read it.
     if (piece.size() > 2) throw std::runtime_error("Error: Expecting HEX valueConvertStringToByteVector(): ");
-    unsigned long const value = std::strtoul(piece.c_str(), nullptr, 16);
+    const unsigned long value = std::strtoul(piece.c_str(), nullptr, 16);
     if (value > 255) throw std::runtime_error("Failed to convert HEX string '" + piece + "' to byte.");
     bytes[i] = static_cast<std::uint8_t>(value);
   }
 }
 
-std::uint32_t FlashUtil::ConvertByteArrayToWord(std::uint8_t const* bytes, bool littleEndian) {
+std::uint32_t FlashUtil::ConvertByteArrayToWord(const std::uint8_t* bytes, bool littleEndian) {
   std::uint32_t word = 0;
   for (unsigned i = 0; i < 4; ++i) word |= std::uint32_t{bytes[i]} << (8 * (littleEndian ? i : 3 - i));
   return word;
@@ -149,7 +149,7 @@ std::vector<std::uint8_t> FlashUtil::ConvertWordToByteVector(std::uint32_t word,
   return bytes;
 }
 
-std::vector<std::uint8_t> hexStringToBytes(std::string const& text) {
+std::vector<std::uint8_t> hexStringToBytes(const std::string& text) {
   std::vector<std::uint8_t> bytes;
   for (std::size_t i = 0; i < text.size(); i += 2)
     bytes.push_back(static_cast<std::uint8_t>(std::strtol(text.substr(i, 2).c_str(), nullptr, 16)));

@@ -11,9 +11,9 @@
 namespace {
 
 // Decimal, hexadecimal with 0x, or octal with a leading 0; what follows the digits is ignored.
-unsigned long ParseInteger(std::string const& text) {
+unsigned long ParseInteger(const std::string& text) {
   char* end = nullptr;
-  unsigned long const value = std::strtoul(text.c_str(), &end, 0);
+  const unsigned long value = std::strtoul(text.c_str(), &end, 0);
   if (end == text.c_str())
     throw std::runtime_error("Invalid format of the Permissions property: \"" + text + "\" is not a number");
   return value;
@@ -27,25 +27,25 @@ std::string Hex(unsigned long value) {
 
 }  // namespace
 
-std::string PermissionObjections(std::string const& list, std::string const& region,
-                                 std::span<std::uint8_t const> data) {
+std::string PermissionObjections(const std::string& list, const std::string& region,
+                                 std::span<const std::uint8_t> data) {
   if (list.empty()) return "";
   std::string message;
   bool anyDiffers = false;
-  for (std::string const& entry : GetSubStrings(list, ',')) {
-    std::vector<std::string> const fields = GetSubStrings(entry, ':');
-    std::string const& offsetField = fields.at(1);
+  for (const std::string& entry : GetSubStrings(list, ',')) {
+    const std::vector<std::string> fields = GetSubStrings(entry, ':');
+    const std::string& offsetField = fields.at(1);
     if (offsetField.find("0x") == std::string::npos) {
       message += "Invalid format of the Permissions property: \"" + offsetField +
                  "\". The offset value should be on the format \"0x12[L|H]\"";
       continue;
     }
-    unsigned const shift = offsetField.find('H') != std::string::npos ? 4 : 0;
-    unsigned long const offset = ParseInteger(offsetField.substr(0, 4));
+    const unsigned shift = offsetField.find('H') != std::string::npos ? 4 : 0;
+    const unsigned long offset = ParseInteger(offsetField.substr(0, 4));
     if (offset == 0) continue;
-    unsigned long const expected = ParseInteger(fields.at(2));
+    const unsigned long expected = ParseInteger(fields.at(2));
     if (offset >= data.size()) continue;
-    unsigned long const actual = (unsigned{data[offset]} >> shift) & 0xF;
+    const unsigned long actual = (unsigned{data[offset]} >> shift) & 0xF;
     if (actual == expected) continue;
     if (!anyDiffers)
       message += "The " + region +

@@ -9,5 +9,5 @@
 // from the start of `data`, offset 0 and bytes that `data` does not hold are not compared. `region` names the
 // sector in the message. Throws std::out_of_range for an entry with a field missing and std::runtime_error
 // for a number that is none.
-[[nodiscard]] std::string PermissionObjections(std::string const& list, std::string const& region,
-                                               std::span<std::uint8_t const> data);
+[[nodiscard]] std::string PermissionObjections(const std::string& list, const std::string& region,
+                                               std::span<const std::uint8_t> data);

@@ -13,8 +13,8 @@ constexpr std::uint32_t kSectorsPerGroup = 8;
 void ApplyWord(std::uint32_t word, unsigned firstBit, std::uint32_t groups, std::uint32_t groupSize,
                std::uint32_t firstSector, std::vector<bool>& retained) {
   for (std::uint32_t i = 0; i < groups; ++i) {
-    std::size_t const begin = std::min<std::size_t>(firstSector + i * groupSize, retained.size());
-    std::size_t const end = std::min<std::size_t>(begin + groupSize, retained.size());
+    const std::size_t begin = std::min<std::size_t>(firstSector + i * groupSize, retained.size());
+    const std::size_t end = std::min<std::size_t>(begin + groupSize, retained.size());
     for (std::size_t sector = begin; sector < end; ++sector)
       retained[sector] = (word >> (firstBit + i) & 1) != 0;
   }
@@ -22,7 +22,7 @@ void ApplyWord(std::uint32_t word, unsigned firstBit, std::uint32_t groups, std:
 
 }  // namespace
 
-void RequireRetainFieldSize(std::vector<std::uint32_t> const& words) {
+void RequireRetainFieldSize(const std::vector<std::uint32_t>& words) {
   if (words.size() == 2 || words.size() == 3 || words.size() == 5) return;
   throw std::runtime_error(
       "Unexpected size of 'ccfg.flashProt.chipEraseRetain' returned from device. Expected 2 or 3 "
@@ -30,7 +30,7 @@ void RequireRetainFieldSize(std::vector<std::uint32_t> const& words) {
       std::to_string(words.size()) + " 32-bit words.");
 }
 
-std::vector<bool> DecodeRetainField(std::vector<std::uint32_t> const& words, unsigned groupShift,
+std::vector<bool> DecodeRetainField(const std::vector<std::uint32_t>& words, unsigned groupShift,
                                     std::uint32_t sectorCount) {
   RequireRetainFieldSize(words);
   std::vector<bool> retained(sectorCount, false);

@@ -8,8 +8,8 @@
 // `groupShift` is the bit of word 1 that stands for sectors 32 to 39.
 
 // Throws std::runtime_error naming the count unless it is one of the three.
-void RequireRetainFieldSize(std::vector<std::uint32_t> const& words);
+void RequireRetainFieldSize(const std::vector<std::uint32_t>& words);
 
 // The retained sectors as a mask of `sectorCount` entries; bits of sectors that do not exist are ignored.
-[[nodiscard]] std::vector<bool> DecodeRetainField(std::vector<std::uint32_t> const& words,
+[[nodiscard]] std::vector<bool> DecodeRetainField(const std::vector<std::uint32_t>& words,
                                                   unsigned groupShift, std::uint32_t sectorCount);

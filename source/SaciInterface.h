@@ -2,13 +2,13 @@
 
 #include <cstdint>
 #include <exception>
-#include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "IFlashProgrammerUtility2.h"
 #include "SaciInterface/Records.h"
+#include "ScopeGuard.h"
 
 // The one channel to the command interface that the target's boot ROM runs on the security access port.
 //
@@ -46,18 +46,18 @@ class SaciInterface {
   void WaitForRxDataReady(std::uint32_t timeout, std::uint32_t pollInterval);
   void WaitForSaciToClearCmdWorkingFlag(std::uint32_t timeout, std::uint32_t pollInterval);
 
-  [[nodiscard]] std::uint32_t GetCmdWordCount(SACI_PARAM_T const& cmd) const;
+  [[nodiscard]] std::uint32_t GetCmdWordCount(const SACI_PARAM_T& cmd) const;
   std::uint8_t GenRespSeqNumber() { return nextSeqNumber++; }
   void ConstructCommonParam(SACI_PARAM_COMMON_T* common, SACI_CMD_ID_T id, std::uint16_t cmdSpecific);
-  void WriteCmdWords(std::vector<std::uint32_t> const& words);
-  void SendCmd(SACI_PARAM_T const& cmd);
+  void WriteCmdWords(const std::vector<std::uint32_t>& words);
+  void SendCmd(const SACI_PARAM_T& cmd);
   void ReadResponse(SACI_RESP_T& response);
-  // Without a record of the caller's the response goes to one shared by all calls.
-  std::uint8_t SendCmdAndReadResp(SACI_PARAM_T const& cmd, SACI_RESP_T* response);
+  // A caller that wants the result alone passes no record.
+  std::uint8_t SendCmdAndReadResp(const SACI_PARAM_T& cmd, SACI_RESP_T* response);
   std::uint8_t SendOneWordCmdAndReadResp(SACI_CMD_ID_T id, std::uint16_t cmdSpecific, SACI_RESP_T* response);
 
-  [[nodiscard]] static char const* ConvertResultCodeToString(SACI_CMD_RESULT_T result);
-  [[nodiscard]] static char const* ConvertResultCodeToString(std::uint8_t result) {
+  [[nodiscard]] static const char* ConvertResultCodeToString(SACI_CMD_RESULT_T result);
+  [[nodiscard]] static const char* ConvertResultCodeToString(std::uint8_t result) {
     return ConvertResultCodeToString(static_cast<SACI_CMD_RESULT_T>(result));
   }
 
@@ -67,7 +67,7 @@ class SaciInterface {
   // `passwordId` is written only when the target reports one.
   std::uint8_t ReqPasswordId(bool& hasId, std::uint64_t& passwordId);
   // The first 64 bytes of the password are sent, the header states its full length in words.
-  std::uint8_t SubmitAuth(std::string const& password, bool isHex);
+  std::uint8_t SubmitAuth(const std::string& password, bool isHex);
   std::uint8_t ExitSaciHalt();
   std::uint8_t ExitSaciShutdown();
   std::uint8_t ExitSaciRun();
@@ -75,14 +75,16 @@ class SaciInterface {
   std::uint8_t EraseChip(bool retainMainSectors, bool retainCcfgScfg,
                          std::vector<std::uint32_t>* retainedWords);
   // Data beyond the room of a command is cut.
-  std::uint8_t ProgCcfgSector(std::vector<std::uint8_t> const& image, bool skipUserRecord);
-  std::uint8_t ProgCcfgUserRecord(std::vector<std::uint8_t> const& record);
-  std::uint8_t ProgScfgSector(std::vector<std::uint8_t> const& image);
-  std::uint8_t ProgOtpSector(std::vector<std::uint8_t> const& data);
-  std::uint8_t ProgMainSector(std::uint32_t address, std::vector<std::uint8_t> const& data);
+  std::uint8_t ProgCcfgSector(const std::vector<std::uint8_t>& image, bool skipUserRecord);
+  std::uint8_t ProgCcfgUserRecord(const std::vector<std::uint8_t>& record);
+  std::uint8_t ProgScfgSector(const std::vector<std::uint8_t>& image);
+  std::uint8_t ProgOtpSector(const std::vector<std::uint8_t>& data);
+  std::uint8_t ProgMainSector(std::uint32_t address, const std::vector<std::uint8_t>& data);
   std::uint8_t VerifyMainSectors(std::uint32_t address, std::uint32_t length, std::uint32_t crc,
                                  bool blankCheck);
-  std::uint8_t VerifyCcfgSector(bool checkCrcs, bool userRecordCrc, bool blankCheck, std::uint32_t crc1,
+  // The CRCs of boot configuration, whole sector, user record and debug configuration; `skipUserRecordCrc`
+  // leaves the third out of the comparison.
+  std::uint8_t VerifyCcfgSector(bool checkCrcs, bool skipUserRecordCrc, bool blankCheck, std::uint32_t crc1,
                                 std::uint32_t crc2, std::uint32_t crc3, std::uint32_t crc4);
   std::uint8_t VerifyScfgSector(bool checkCrc, std::uint32_t crc);
   // Unless `acknowledge`, no response is awaited and 0 is returned.
@@ -91,13 +93,13 @@ class SaciInterface {
   // --- Streams: these return 0 and throw for every failure ---
 
   // `data` is whole chunks; `chunkSize` in bytes is a non-zero multiple of 4 (the MAIN sector size).
-  std::uint8_t ProgMainPipelined(std::uint32_t address, std::vector<std::uint8_t> const& data,
+  std::uint8_t ProgMainPipelined(std::uint32_t address, const std::vector<std::uint8_t>& data,
                                  unsigned long chunkSize);
 
   // `image` is whole words.
-  std::uint8_t ProgHsmFw(std::vector<std::uint8_t> const& image);
+  std::uint8_t ProgHsmFw(const std::vector<std::uint8_t>& image);
   // `image` is a chain of length-prefixed records, sent one by one.
-  std::uint8_t ProgHsmFwBleMid(std::vector<std::uint8_t> const& image);
+  std::uint8_t ProgHsmFwBleMid(const std::vector<std::uint8_t>& image);
   void ParseHsmCommandResponse();
   void CheckForHsmFwError();
   std::uint8_t ReadHsmSysInfo(std::string* versionText);
@@ -112,7 +114,7 @@ class SaciInterface {
 
   // The key and at most `room` bytes of `data`.
   std::uint8_t SendKeyedData(SACI_CMD_ID_T id, std::uint16_t cmdSpecific,
-                             std::vector<std::uint8_t> const& data, std::size_t room);
+                             const std::vector<std::uint8_t>& data, std::size_t room);
   void ReadPipelinedAck(std::uint64_t newest, std::uint32_t& lastAck);
   void StartHsmFwStream(std::size_t imageWords);
   SACI_RESP_T RequestHsmWords(SACI_CMD_ID_T id);
@@ -129,7 +131,7 @@ class SaciInterface {
 };
 
 // Throws std::runtime_error, `prefix` followed by the result's text, for every result but success.
-void RequireSaciSuccess(std::uint8_t result, char const* prefix);
+void RequireSaciSuccess(std::uint8_t result, const char* prefix);
 
 // The data word of the security access port is address 0 of its core.
 constexpr unsigned long long kSaciDataWord = 0;
@@ -152,7 +154,7 @@ void SaciInterface::WithSecApCurrent(Transfer transfer) {
   std::exception_ptr restoreFailure;
   utility->SetCoreById("SEC_AP");
   {
-    std::shared_ptr<void> const restoreCore(nullptr, [&](void*) {
+    const ScopeGuard restoreCore([&] {
       try {
         utility->SetCoreById("CS_DAP_0");
       } catch (...) {

@@ -10,7 +10,7 @@ constexpr std::size_t kEntryCount = 18;
 constexpr std::size_t kEntrySize = 44;
 constexpr std::size_t kMinEntries = 1;
 
-bool IsUnused(std::uint8_t const* entry) {
+bool IsUnused(const std::uint8_t* entry) {
   return std::all_of(entry, entry + kEntrySize, [](std::uint8_t byte) { return byte == 0xFF; });
 }
 

@@ -11,20 +11,20 @@
 using SectorMask = std::vector<bool>;
 
 // Splits at every delimiter: one piece more than there are delimiters, empty pieces included.
-[[nodiscard]] std::vector<std::string> GetSubStrings(std::string const& text, char delimiter);
+[[nodiscard]] std::vector<std::string> GetSubStrings(const std::string& text, char delimiter);
 
 // The mask of the sectors that `text` does not list. White space is ignored; an empty element is sector 0.
-[[nodiscard]] SectorMask ParseSkippedSectors(std::string const& text, std::uint32_t sectorCount);
+[[nodiscard]] SectorMask ParseSkippedSectors(const std::string& text, std::uint32_t sectorCount);
 
 // The runs of entries equal to `value`, as range texts in ascending order.
-[[nodiscard]] std::vector<std::string> ConvertToAllowedSectorRanges(SectorMask const& mask, bool value);
+[[nodiscard]] std::vector<std::string> ConvertToAllowedSectorRanges(const SectorMask& mask, bool value);
 
 // The range texts as the log shows them: each followed by ", ".
-[[nodiscard]] std::string JoinRanges(std::vector<std::string> const& ranges);
+[[nodiscard]] std::string JoinRanges(const std::vector<std::string>& ranges);
 
 // First and last byte address that a range text covers; 32-bit arithmetic.
 [[nodiscard]] std::pair<std::uint32_t, std::uint32_t> GetStartAndEndAddressOfSectorOption(
-    std::string const& range, std::uint32_t sectorSize);
+    const std::string& range, std::uint32_t sectorSize);
 
 // The byte that marks sectors to skip: "0x" and two hexadecimal digits.
-[[nodiscard]] std::uint8_t ParseFillValue(std::string const& text);
+[[nodiscard]] std::uint8_t ParseFillValue(const std::string& text);

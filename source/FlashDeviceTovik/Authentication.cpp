@@ -4,8 +4,9 @@
 
 namespace {
 
-// Shown line by line when the target's configuration disables debugging. Users know these texts as they are.
-constexpr char const* s_debuggingNotAllowedHelp[] = {
+// Shown line by line when the target's configuration disables debugging. The text is interface: scripts read
+// it.
+constexpr const char* s_debuggingNotAllowedHelp[] = {
     "Debugging is not allowed. If this is not expected, check your CCFG.\n",
     "    If you are experiencing issues with loading your application, do the following (this will erase the "
     "chip):\n",
@@ -36,7 +37,7 @@ void FlashDeviceTovik::EnsureAuthentication(bool exitSaciAfter) {
     EnterSaci();
     AuthenticateDebugging();
   }
-  if (isBleHighPg2OrNewer() || isBleMid()) return;
+  if (HasHsm()) return;
   if (exitSaciAfter && InSaci()) ExitSaci(true, kExitTimeout, kExitPollInterval);
 }
 
@@ -46,14 +47,14 @@ void FlashDeviceTovik::AuthenticateDebugging() {
     throw std::runtime_error("The DAP core needs to be connected to authenticate debugging.");
   if (!InSaci()) throw std::runtime_error("The target needs to be in SACI mode authenticate debugging.");
   ReadDeviceInfo();
-  if (isBleHighPg2OrNewer() || isBleMid()) {
+  if (HasHsm()) {
     if (isBleMid()) ExitSaci(true, kExitTimeout, kExitPollInterval);
     return;
   }
 
   bool hasId = false;
   std::uint64_t passwordId = 0;
-  std::uint8_t const result = saci.ReqPasswordId(hasId, passwordId);
+  const std::uint8_t result = saci.ReqPasswordId(hasId, passwordId);
   if (result == SACI_RESULT_NOT_ALLOWED) {
     PrintDebuggingNotAllowedHelp();
     return;
@@ -70,8 +71,8 @@ void FlashDeviceTovik::AuthenticateDebugging() {
 
 void FlashDeviceTovik::SubmitPassword(std::uint64_t passwordId) {
   DebugLog("Debug authentication is required. Submitting authentication...");
-  std::string const password = LookupPassword(passwordId);
-  std::uint8_t const result = saci.SubmitAuth(password, LookupPasswordIsHex());
+  const std::string password = LookupPassword(passwordId);
+  const std::uint8_t result = saci.SubmitAuth(password, LookupPasswordIsHex());
   if (result == SACI_RESULT_SUCCESS) {
     DebugLog("Debug authentication was successful.");
     return;
@@ -82,7 +83,7 @@ void FlashDeviceTovik::SubmitPassword(std::uint64_t passwordId) {
 }
 
 void FlashDeviceTovik::PrintDebuggingNotAllowedHelp() {
-  for (char const* line : s_debuggingNotAllowedHelp) DebugLog("%s", line);
+  for (const char* line : s_debuggingNotAllowedHelp) DebugLog("%s", line);
 }
 
 bool FlashDeviceTovik::LookupPasswordIsHex() const {

@@ -37,68 +37,64 @@ std::uint32_t FlashDeviceTovik::ReadReg(std::uint32_t address) {
   return Convert(Debugger::Address(utility.ReadReg(Debugger::Address(address))));
 }
 
-std::uint32_t FlashDeviceTovik::ReadBootsta() {
-  return ReadLifecycle() >> 8;
-}
-
-std::uint32_t FlashDeviceTovik::ReadLifecycle() {
+std::uint32_t FlashDeviceTovik::ReadDeviceStatus() {
   return ReadReg(Convert(utility.LookupReg("CFGAP_DEVICESTATUS")));
 }
 
 bool FlashDeviceTovik::BeforeSaci() {
-  return static_cast<std::uint8_t>(ReadBootsta()) < kBootstaSaci;
+  return ReadBootsta() < kBootstaSaci;
 }
 
 bool FlashDeviceTovik::InSaci() {
-  return static_cast<std::uint8_t>(ReadBootsta()) == kBootstaSaci;
+  return ReadBootsta() == kBootstaSaci;
 }
 
 bool FlashDeviceTovik::InBootloader() {
-  return static_cast<std::uint8_t>(ReadBootsta()) >= kBootstaFirstBootCode;
+  return ReadBootsta() >= kBootstaFirstBootCode;
 }
 
 bool FlashDeviceTovik::InDbgProbeLoop() {
-  auto const bootsta = static_cast<std::uint8_t>(ReadBootsta());
+  const std::uint8_t bootsta = ReadBootsta();
   return bootsta == kBootstaDbgProbeLoop || bootsta == kBootstaDbgProbeLoopAlternative;
 }
 
 bool FlashDeviceTovik::IsAhbApEnabled() {
-  return (ReadLifecycle() & kAhbApEnabled) != 0;
+  return (ReadDeviceStatus() & kAhbApEnabled) != 0;
 }
 
-// The debug-port connection is kept only when neither of the cores behind it is connected.
 void FlashDeviceTovik::EnterSaci() {
-  utility.SetCoreById("CS_DAP_0");
-  bool dapConnected = utility.IsConnected();
-  utility.SetCore("Cortex");
-  bool const cortexConnected = utility.IsConnected();
-  utility.SetCoreById("SEC_AP");
-  bool const secApConnected = utility.IsConnected();
-
-  if (dapConnected) {
-    if (cortexConnected) {
-      utility.SetCore("Cortex");
-      utility.Disconnect(true);
-      dapConnected = false;
-    }
-    if (secApConnected) {
-      utility.SetCoreById("SEC_AP");
-      utility.Disconnect(true);
-      dapConnected = false;
-    }
-    if (!dapConnected) {
-      utility.SetCoreById("CS_DAP_0");
-      utility.Disconnect(true);
-    }
-  }
-  utility.SetCoreById("CS_DAP_0");
-  if (!dapConnected) utility.Connect(false);
-
+  ConnectDebugPortAlone();
   saci.ResetInterfaceState();
   utility.WriteReg(utility.LookupReg("SECAP_RSTCTL"), kResetIntoSaci);
   utility.ReConnect();
   if (!InSaci()) throw std::runtime_error("Target did not enter SACI after pin reset");
   saci.Nop();
+}
+
+// A connection of the debug port is kept only when neither of the cores behind it is connected.
+void FlashDeviceTovik::ConnectDebugPortAlone() {
+  utility.SetCoreById("CS_DAP_0");
+  const bool dapConnected = utility.IsConnected();
+  utility.SetCore("Cortex");
+  const bool cortexConnected = utility.IsConnected();
+  utility.SetCoreById("SEC_AP");
+  const bool secApConnected = utility.IsConnected();
+
+  if (dapConnected && cortexConnected) {
+    utility.SetCore("Cortex");
+    utility.Disconnect(true);
+  }
+  if (dapConnected && secApConnected) {
+    utility.SetCoreById("SEC_AP");
+    utility.Disconnect(true);
+  }
+  const bool alone = !cortexConnected && !secApConnected;
+  if (dapConnected && !alone) {
+    utility.SetCoreById("CS_DAP_0");
+    utility.Disconnect(true);
+  }
+  utility.SetCoreById("CS_DAP_0");
+  if (!dapConnected || !alone) utility.Connect(false);
 }
 
 void FlashDeviceTovik::IssuePinResetAndEnterSaci() {
@@ -118,7 +114,7 @@ void FlashDeviceTovik::ExitSaci(bool halt, std::uint32_t timeout, std::uint32_t 
   utility.SetCoreById("CS_DAP_0");
   if (!utility.IsConnected()) utility.Connect(false);
 
-  switch (ActionFor(static_cast<std::uint8_t>(ReadLifecycle()))) {
+  switch (ActionFor(ReadLifecycle())) {
     case LifecycleAction::ExitSaci: break;
     case LifecycleAction::StayInSaci:
       DebugLog("Not exiting SACI. Life cycle state must be TESTFT, ENGRDEV or PRODDEV");
@@ -144,7 +140,7 @@ void FlashDeviceTovik::ExitSaci(bool halt, std::uint32_t timeout, std::uint32_t 
 void FlashDeviceTovik::WaitForBootCodeExit(std::uint32_t timeout, std::uint32_t pollInterval) {
   std::int64_t remaining = timeout;
   while (!InDbgProbeLoop() && remaining > 0) {
-    if ((isBleHighPg2OrNewer() || isBleMid()) && InBootloader()) break;
+    if (HasHsm() && InBootloader()) break;
     remaining -= pollInterval;
     utility.Sleep(pollInterval);
   }

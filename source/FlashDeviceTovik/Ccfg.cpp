@@ -4,7 +4,7 @@
 #include "DebugAuthorizationFields.h"
 #include "FlashDeviceTovik.h"
 
-void FlashDeviceTovik::StoreCcfg(std::uint8_t const* data, std::uint32_t address, int length) {
+void FlashDeviceTovik::StoreCcfg(const std::uint8_t* data, std::uint32_t address, int length) {
   if (GetProperty<bool>("PermissionsSetting", true)) CheckPermissions(data, length, "CcfgPermissions");
   CopyIntoStore(load.ccfgImage, map.CcfgBase, {data, static_cast<std::size_t>(length)}, address);
   load.ccfgStored = true;
@@ -21,26 +21,27 @@ void FlashDeviceTovik::ProgramStoredCcfg() {
     RequireSaciSuccess(saci.ProgCcfgSector(load.ccfgImage, skipUserRecord), "Error when programming CCFG - ");
   }
 
-  std::uint32_t const bootCfgCrc = CalcCrc32Field("ccfg.bootCfg.crc32Info", load.ccfgImage);
-  std::uint32_t const ccfgCrc = CalcCrc32Field("ccfg.crc32Info", load.ccfgImage);
-  std::uint32_t const userRecordCrc = CalcCrc32Field("ccfg.userRecord.crc32Info", load.ccfgImage);
-  std::uint32_t const debugCfgCrc = CalcCrc32Field("ccfg.debugCfg.crc32Info", load.ccfgImage);
-  bool const skipUserRecordCrc = !GetProperty<bool>("CcfgVerifyUserRecordCrcToggle", true) || skipUserRecord;
+  const std::uint32_t bootCfgCrc = CalcCrc32Field("ccfg.bootCfg.crc32Info", load.ccfgImage);
+  const std::uint32_t ccfgCrc = CalcCrc32Field("ccfg.crc32Info", load.ccfgImage);
+  const std::uint32_t userRecordCrc = CalcCrc32Field("ccfg.userRecord.crc32Info", load.ccfgImage);
+  const std::uint32_t debugCfgCrc = CalcCrc32Field("ccfg.debugCfg.crc32Info", load.ccfgImage);
+  const bool skipUserRecordCrc = !GetProperty<bool>("CcfgVerifyUserRecordCrcToggle", true) || skipUserRecord;
   RequireSaciSuccess(
       saci.VerifyCcfgSector(true, skipUserRecordCrc, false, bootCfgCrc, ccfgCrc, userRecordCrc, debugCfgCrc),
       "Error when verifying CCFG - ");
   load.ccfgProgrammed = true;
-  load.ccfgMarkerByteZero = ReadDebugAuthorization(load.ccfgImage) == DebugAuthorization::NotAllowed;
+  load.debugInterfaceLocked =
+      ReadDebugAuthorization(load.ccfgImage, map.CcfgSize) == DebugAuthorization::NotAllowed;
 }
 
 // A piece longer than the record is not a user record: nothing happens.
-void FlashDeviceTovik::ProgramCcfgUserRecord(std::uint8_t const* data, std::uint32_t, int length) {
+void FlashDeviceTovik::ProgramCcfgUserRecord(const std::uint8_t* data, std::uint32_t, int length) {
   std::vector<std::uint8_t> record(map.CcfgUserRecordSize, 0);
   if (record.size() < static_cast<std::uint32_t>(length)) return;
   std::copy_n(data, length, record.begin());
   if (!load.verificationOnly)
     RequireSaciSuccess(saci.ProgCcfgUserRecord(record), "Error when programming CCFG user record - ");
-  bool const skipCrc = !GetProperty<bool>("CcfgVerifyUserRecordCrcToggle", true);
+  const bool skipCrc = !GetProperty<bool>("CcfgVerifyUserRecordCrcToggle", true);
   RequireSaciSuccess(saci.VerifyCcfgSector(false, skipCrc, false, 0, 0, 0, 0),
                      "Error when verifying CCFG - ");
 }

@@ -5,14 +5,14 @@
 bool FlashDeviceTovik::OverwriteCcfgAuthorizationFields() {
   if (!GetProperty<bool>("CcfgOverwriteAuthorizationFieldsToggle")) return false;
 
-  std::string const typeProperty = "CcfgOverwriteAuthorizationFieldsTypeChoicelist";
-  auto const type = GetProperty<std::string>(typeProperty);
+  const std::string typeProperty = "CcfgOverwriteAuthorizationFieldsTypeChoicelist";
+  const auto type = GetProperty<std::string>(typeProperty);
   if (type == "Debug always allowed") {
-    WriteDebugAuthorization(load.ccfgImage, DebugAuthorization::Allowed);
+    WriteDebugAuthorization(load.ccfgImage, map.CcfgSize, DebugAuthorization::Allowed);
     return true;
   }
   if (type == "Debug not allowed") {
-    WriteDebugAuthorization(load.ccfgImage, DebugAuthorization::NotAllowed);
+    WriteDebugAuthorization(load.ccfgImage, map.CcfgSize, DebugAuthorization::NotAllowed);
     return true;
   }
   if (type != "Require debug authentication") {
@@ -22,20 +22,20 @@ bool FlashDeviceTovik::OverwriteCcfgAuthorizationFields() {
     return false;
   }
 
-  auto const passwordId = GetProperty<std::string>("CcfgOverwriteAuthorizationFieldsPasswordId");
+  const auto passwordId = GetProperty<std::string>("CcfgOverwriteAuthorizationFieldsPasswordId");
   if (!IsHexOfAtMost(passwordId, kPasswordIdDigits)) {
     utility.ReportError(
         "Password ID property must be 64-bit hex-formatted value. Skipping overwriting Debug Authorization "
         "Configuration.");
     return false;
   }
-  auto const passwordHash = GetProperty<std::string>("CcfgOverwriteAuthorizationFieldsPasswordHash");
+  const auto passwordHash = GetProperty<std::string>("CcfgOverwriteAuthorizationFieldsPasswordHash");
   if (!IsHexOfAtMost(passwordHash, kPasswordHashDigits)) {
     utility.ReportError(
         "Password Hash property must be valid hex-formatted SHA256 hash.\nSkipping overwriting Debug "
         "Authorization Configuration.");
     return false;
   }
-  WriteRequiredPassword(load.ccfgImage, passwordId, passwordHash);
+  WriteRequiredPassword(load.ccfgImage, map.CcfgSize, passwordId, passwordHash);
   return true;
 }

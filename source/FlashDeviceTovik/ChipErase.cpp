@@ -13,41 +13,41 @@ constexpr char kChipEraseRetainMain[] = "Chip Erase (retain sectors specified in
 constexpr char kRetainMainAndConfiguration[] = "Retain MAIN sectors and CCFG and SCFG";
 constexpr char kRetainConfiguration[] = "Retain CCFG and SCFG sectors";
 
-std::map<std::string, int> const s_eraseTypeMap = {
-    {kNoErase, 0},
-    {kChipErase, 1},
-    {kChipEraseRetainMain, 2},
-    {kRetainMainAndConfiguration, 3},
-    {kRetainConfiguration, 4},
+const std::map<std::string, EraseType> s_eraseTypeMap = {
+    {kNoErase, EraseType::None},
+    {kChipErase, EraseType::Chip},
+    {kChipEraseRetainMain, EraseType::RetainMain},
+    {kRetainMainAndConfiguration, EraseType::RetainMainAndConfiguration},
+    {kRetainConfiguration, EraseType::RetainConfiguration},
 };
 
 }  // namespace
 
-int FlashDeviceTovik::GetEraseType() {
+EraseType FlashDeviceTovik::GetEraseType() {
   ReadDeviceInfo();
   std::string name;
   if (!IsNewerPart(identity.device))
     name = GetProperty<std::string>("FlashEraseSetting");
   else if (GetProperty<bool>("NoFlashErase", false))
     name = kNoErase;
-  else if (GetProperty<bool>("RetainCcfgScfg", false) && (isBleHighPg2OrNewer() || isBleMid()))
+  else if (GetProperty<bool>("RetainCcfgScfg", false) && HasHsm())
     name = GetProperty<bool>("RetainMainSectors", false) ? kRetainMainAndConfiguration : kRetainConfiguration;
   else
     name = GetProperty<bool>("RetainMainSectors", false) ? kChipEraseRetainMain : kChipErase;
 
-  auto const type = s_eraseTypeMap.find(name);
+  const auto type = s_eraseTypeMap.find(name);
   if (type != s_eraseTypeMap.end()) return type->second;
   utility.ReportError(std::string("Unknown erase option. Using \"") + kNoErase + "\"");
-  return 0;
+  return EraseType::None;
 }
 
 void FlashDeviceTovik::EraseAsConfigured() {
   switch (GetEraseType()) {
-    case 1: ChipErase(false, false); break;
-    case 2: ChipErase(true, false); break;
-    case 3: ChipErase(true, true); break;
-    case 4: ChipErase(false, true); break;
-    default: break;
+    case EraseType::None: break;
+    case EraseType::Chip: ChipErase(false, false); break;
+    case EraseType::RetainMain: ChipErase(true, false); break;
+    case EraseType::RetainMainAndConfiguration: ChipErase(true, true); break;
+    case EraseType::RetainConfiguration: ChipErase(false, true); break;
   }
 }
 
@@ -59,13 +59,7 @@ void FlashDeviceTovik::ChipErase(bool retainMainSectors, bool retainCcfgScfg) {
 
   if (retainMainSectors) {
     InterpretChipEraseRetainSectors(words);
-    if (IsVerboseEnabled()) {
-      std::vector<std::string> const retained = ConvertToAllowedSectorRanges(load.retainedSectors, true);
-      if (retained.empty())
-        DebugLog("Chip Erase: No sectors retained");
-      else
-        DebugLog("Chip Erase: Retained the following sector(s): %s", JoinRanges(retained).c_str());
-    }
+    if (IsVerboseEnabled()) LogRetainedSectors();
   } else {
     load.retainedSectors.assign(identity.mainSectorCount, false);
   }
@@ -73,7 +67,15 @@ void FlashDeviceTovik::ChipErase(bool retainMainSectors, bool retainCcfgScfg) {
   if (!retainCcfgScfg) load.ccfgScfgErased = true;
 }
 
-void FlashDeviceTovik::InterpretChipEraseRetainSectors(std::vector<unsigned int> const& words) {
+void FlashDeviceTovik::LogRetainedSectors() {
+  const std::vector<std::string> retained = ConvertToAllowedSectorRanges(load.retainedSectors, true);
+  if (retained.empty())
+    DebugLog("Chip Erase: No sectors retained");
+  else
+    DebugLog("Chip Erase: Retained the following sector(s): %s", JoinRanges(retained).c_str());
+}
+
+void FlashDeviceTovik::InterpretChipEraseRetainSectors(const std::vector<unsigned int>& words) {
   load.retainedSectors.assign(identity.mainSectorCount, false);
   if (words.empty()) {
     DebugLog("No sectors were retained during Chip Erase - only allowed if CCFG is valid");

@@ -79,12 +79,12 @@ void FlashDeviceTovik::FinishProgramming() {
     }
   }
 
-  if (map.OtpSize != 0 && !isBleHighPg2OrNewer() && !isBleMid() && load.otpStored) {
+  if (map.OtpSize != 0 && !HasHsm() && load.otpStored) {
     if (!load.ccfgScfgErased) DebugLog("Chip has not been erased. Writing to OTP could fail.");
     ProgramStoredOtp();
   }
 
-  if (load.ccfgMarkerByteZero)
+  if (load.debugInterfaceLocked)
     DebugLog("Debugging Interface is Locked!");
   else
     WriteRamDataThroughDebugPort();

@@ -7,21 +7,21 @@
 namespace {
 
 // A directory opens like a file and fails when it is read.
-std::vector<std::uint8_t> ReadWholeFile(std::string const& fileName) {
+std::vector<std::uint8_t> ReadWholeFile(const std::string& fileName) {
   try {
     std::ifstream file(fileName, std::ios::binary);
     file.exceptions(std::ios::failbit);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  } catch (std::ios_base::failure const&) {
+  } catch (const std::ios_base::failure&) {
     throw std::runtime_error("Failed to read " + fileName);
   }
 }
 
 }  // namespace
 
-void FlashDeviceTovik::ProgramHsmFw(std::string const& fileName) {
+void FlashDeviceTovik::ProgramHsmFw(const std::string& fileName) {
   if (fileName.empty()) throw std::runtime_error("Error, empty file name!");
-  std::vector<std::uint8_t> const image = ReadWholeFile(fileName);
+  const std::vector<std::uint8_t> image = ReadWholeFile(fileName);
   if (isBleMid())
     saci.ProgHsmFwBleMid(image);
   else

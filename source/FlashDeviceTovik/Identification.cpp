@@ -19,12 +19,12 @@ constexpr std::uint32_t VersionOf(std::uint32_t deviceId) {
 constexpr std::uint32_t kDeviceAndVersion = 0xF'FFFF;
 constexpr std::uint32_t kDeviceOnly = 0xFFFF;
 
-std::string const s_unknownName = "-";
+const std::string s_unknownName = "-";
 
 // The last row wins: tables list revisions from old to new.
-FlashUtil::RevisionRow const* FindLastRevision(std::vector<FlashUtil::RevisionRow> const& table,
+const FlashUtil::RevisionRow* FindLastRevision(const std::vector<FlashUtil::RevisionRow>& table,
                                                std::uint32_t key, std::uint32_t mask) {
-  auto const row = std::find_if(table.rbegin(), table.rend(), [&](FlashUtil::RevisionRow const& candidate) {
+  const auto row = std::find_if(table.rbegin(), table.rend(), [&](const FlashUtil::RevisionRow& candidate) {
     return ((static_cast<std::uint32_t>(std::get<0>(candidate)) ^ key) & mask) == 0;
   });
   return row != table.rend() ? &*row : nullptr;
@@ -72,14 +72,14 @@ bool FlashDeviceTovik::ReadDeviceInfo() {
 bool FlashDeviceTovik::ReadRevisionInfo() {
   utility.SetCoreById("CS_DAP_0");
   if (!utility.IsConnected()) utility.Connect(false);
-  std::uint32_t const deviceId = ReadReg(Convert(utility.LookupReg("CFGAP_DEVICEID")));
-  std::uint32_t const key = deviceId >> 12;
+  const std::uint32_t deviceId = ReadReg(Convert(utility.LookupReg("CFGAP_DEVICEID")));
+  const std::uint32_t key = deviceId >> 12;
   identity.device = DeviceOf(deviceId);
   identity.revisionTable.clear();
   helper->ReadRevisionsTranslationFromXml(identity.revisionTable);
 
-  FlashUtil::RevisionRow const* row = FindLastRevision(identity.revisionTable, key, kDeviceAndVersion);
-  bool const versionKnown = row != nullptr;
+  const FlashUtil::RevisionRow* row = FindLastRevision(identity.revisionTable, key, kDeviceAndVersion);
+  const bool versionKnown = row != nullptr;
   if (!versionKnown) row = FindLastRevision(identity.revisionTable, key, kDeviceOnly);
   if (row == nullptr) {
     utility.ReportInfo("DEVICEID.DEVICE (DEVICEID[27:12]) '0x" + Hex(identity.device) +
@@ -94,7 +94,7 @@ bool FlashDeviceTovik::ReadRevisionInfo() {
                                             identity.revisionMinor);
   identity.revisionName = std::get<2>(*row);
   if (versionKnown) return true;
-  std::string const number = RevisionNumber(identity.revisionMajor, identity.revisionMinor);
+  const std::string number = RevisionNumber(identity.revisionMajor, identity.revisionMinor);
   utility.ReportInfo(
       "DEVICEID.VERSION (DEVICEID[31:28]) '0x" + Hex(VersionOf(deviceId)) +
       "' unknown for selected target. Assuming latest known revision: Rev. " +
@@ -118,14 +118,14 @@ bool FlashDeviceTovik::ReadRamSize() {
   return true;
 }
 
-std::uint32_t FlashDeviceTovik::ReadMemorySize(std::string const& translationProperty) {
+std::uint32_t FlashDeviceTovik::ReadMemorySize(const std::string& translationProperty) {
   utility.SetCoreById("CS_DAP_0");
   if (!utility.IsConnected()) utility.Connect(false);
-  std::uint32_t const deviceId = ReadReg(Convert(utility.LookupReg("CFGAP_DEVICEID")));
-  std::uint32_t const partId = ReadReg(Convert(utility.LookupReg("CFGAP_PARTID")));
+  const std::uint32_t deviceId = ReadReg(Convert(utility.LookupReg("CFGAP_DEVICEID")));
+  const std::uint32_t partId = ReadReg(Convert(utility.LookupReg("CFGAP_PARTID")));
   std::vector<FlashUtil::SizeRow> table;
   helper->ReadSizeTranslationFromXml(translationProperty, table);
-  for (auto const& [device, partNumber, variant, size] : table)
+  for (const auto& [device, partNumber, variant, size] : table)
     if (Matches(device, DeviceOf(deviceId)) && Matches(partNumber, partId & 0xFFFF) &&
         Matches(variant, partId >> 16 & 0xFF))
       return static_cast<std::uint32_t>(size);

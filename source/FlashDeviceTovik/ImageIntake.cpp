@@ -11,7 +11,7 @@ constexpr std::uint32_t kLastAddress = 0xFFFF'FFFF;
 
 }  // namespace
 
-void FlashDeviceTovik::WriteDataToFlash(unsigned char const* data, unsigned int address, int length,
+void FlashDeviceTovik::WriteDataToFlash(const unsigned char* data, unsigned int address, int length,
                                         short page) {
   // Everything below counts in 32 bits: a sum that wraps would take the block for MAIN flash and CCFG.
   if (length < 0 || std::uint64_t{address} + static_cast<std::uint32_t>(length) > kLastAddress)
@@ -20,8 +20,11 @@ void FlashDeviceTovik::WriteDataToFlash(unsigned char const* data, unsigned int 
   ReadDeviceInfo();
   if (HasFlashAlias(identity.device)) address &= ~kAliasBit;
 
-  bool const touchesFlash = AnyRangeWithinMainFlash(address, length) || AnyRangeWithinCcfg(address, length) ||
-                            AnyRangeWithinScfg(address, length) || AnyRangeWithinOtp(address, length);
+  const bool withinMain = AnyRangeWithinMainFlash(address, length);
+  const bool withinCcfg = !withinMain && AnyRangeWithinCcfg(address, length);
+  if (withinCcfg) NoteUserRecord(address, length);
+  const bool touchesFlash =
+      withinMain || withinCcfg || AnyRangeWithinScfg(address, length) || AnyRangeWithinOtp(address, length);
   if (touchesFlash && !load.programmingInitialised) initFlashProgramming();
 
   if (load.userRecordOnly) {
@@ -34,13 +37,14 @@ void FlashDeviceTovik::WriteDataToFlash(unsigned char const* data, unsigned int 
     ExcludeSpecificSectorsFromDataSections(&sections, load.allowedSectorRanges, map.SectorSize);
   if (IsSkipSectorsFilledWithOptionEnabledAndValid())
     ExcludeSectorsFilledWithValueFromDataSections(&sections, load.fillValue, map.SectorSize);
-  for (DataSection const& section : sections)
+  for (const DataSection& section : sections)
     WriteDataToFlashInternal(section.data, section.address, static_cast<int>(section.length), page);
 }
 
-void FlashDeviceTovik::WriteDataToFlashInternal(unsigned char const* data, unsigned int address, int length,
+void FlashDeviceTovik::WriteDataToFlashInternal(const unsigned char* data, unsigned int address, int length,
                                                 short) {
-  Destination const destination = DestinationOf(address, length);
+  const Destination destination = DestinationOf(address, length);
+  if (destination == Destination::Ccfg) NoteUserRecord(address, length);
   // The sector filter can leave a piece in a region although its block, as a whole, lay in none and opened
   // nothing. The chip is not in SACI then, and the stores have no size.
   if (destination != Destination::Ram && !load.programmingInitialised)
@@ -65,11 +69,16 @@ void FlashDeviceTovik::WriteDataToFlashInternal(unsigned char const* data, unsig
   }
 }
 
-// The order of the tests decides, and differs from the intake's: CCFG first, for what asking it sets.
+// The order of the questions decides, and differs from the intake's: CCFG first.
 FlashDeviceTovik::Destination FlashDeviceTovik::DestinationOf(unsigned int address, int length) {
   if (AnyRangeWithinCcfg(address, length)) return Destination::Ccfg;
   if (AnyRangeWithinOtp(address, length)) return Destination::Otp;
   if (AnyRangeWithinScfg(address, length)) return Destination::Scfg;
   if (AnyRangeWithinMainFlash(address, length)) return Destination::MainFlash;
   return Destination::Ram;
+}
+
+void FlashDeviceTovik::NoteUserRecord(unsigned int address, int length) {
+  if (address == map.userRecordAddress && map.CcfgUserRecordSize >= static_cast<std::uint32_t>(length))
+    load.userRecordOnly = true;
 }

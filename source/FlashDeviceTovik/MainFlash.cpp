@@ -21,35 +21,35 @@ void FlashDeviceTovik::initFlashProgramming() {
 void FlashDeviceTovik::ComputeAllowedSectorRanges() {
   SectorMask allowed = IsSkipSpecificSectorsOptionEnabled() ? ConvertRangeToBoolVector("FlashPages")
                                                             : SectorMask(identity.mainSectorCount, true);
-  std::size_t const count = std::min(allowed.size(), load.retainedSectors.size());
+  const std::size_t count = std::min(allowed.size(), load.retainedSectors.size());
   for (std::size_t sector = 0; sector < count; ++sector)
     if (load.retainedSectors[sector]) allowed[sector] = false;
   load.allowedSectorRanges = ConvertToAllowedSectorRanges(allowed, true);
 
   if (!IsVerboseEnabled()) return;
-  std::vector<std::string> const excluded = ConvertToAllowedSectorRanges(allowed, false);
+  const std::vector<std::string> excluded = ConvertToAllowedSectorRanges(allowed, false);
   if (!excluded.empty())
     DebugLog("Skipping programming the following sector(s): %s", JoinRanges(excluded).c_str());
 }
 
 std::pair<std::uint32_t, std::vector<std::uint8_t>> FlashDeviceTovik::AlignMainFlashBySectors(
-    unsigned char const* data, unsigned int address, int length) {
-  std::uint32_t const base = GetSectorBaseAddress(address);
-  std::uint32_t const offset = address - base;
-  std::uint32_t const total = offset + static_cast<std::uint32_t>(length);
-  std::uint32_t const excess = total % map.SectorSize;
-  std::uint32_t const padding = excess == 0 ? 0 : map.SectorSize - excess;
+    const unsigned char* data, unsigned int address, int length) {
+  const std::uint32_t base = GetSectorBaseAddress(address);
+  const std::uint32_t offset = address - base;
+  const std::uint32_t total = offset + static_cast<std::uint32_t>(length);
+  const std::uint32_t excess = total % map.SectorSize;
+  const std::uint32_t padding = excess == 0 ? 0 : map.SectorSize - excess;
   std::vector<std::uint8_t> buffer(total + padding, 0xFF);
   std::copy_n(data, length, buffer.begin() + offset);
   return {base, std::move(buffer)};
 }
 
-void FlashDeviceTovik::ProgramMainFlash(unsigned char const* data, unsigned int address, int length) {
-  auto const [base, buffer] = AlignMainFlashBySectors(data, address, length);
+void FlashDeviceTovik::ProgramMainFlash(const unsigned char* data, unsigned int address, int length) {
+  const auto [base, buffer] = AlignMainFlashBySectors(data, address, length);
   if (!load.verificationOnly)
     RequireSaciSuccess(saci.ProgMainPipelined(base, buffer, map.SectorSize),
                        "Error occurred when programming flash - ");
-  auto const size = static_cast<std::uint32_t>(buffer.size());
+  const auto size = static_cast<std::uint32_t>(buffer.size());
   RequireSaciSuccess(saci.VerifyMainSectors(base, size, CalcCRC32(buffer.data(), size), false),
                      "Error when verifying flash - ");
   load.mainVerified = true;

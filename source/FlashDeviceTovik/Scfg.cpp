@@ -2,8 +2,8 @@
 #include "FlashDeviceTovik.h"
 #include "ScfgKeyRing.h"
 
-void FlashDeviceTovik::StoreScfg(std::uint8_t const* data, std::uint32_t address, int length) {
-  if (GetProperty<bool>("PermissionsSetting", true) && (isBleHighPg2OrNewer() || isBleMid()))
+void FlashDeviceTovik::StoreScfg(const std::uint8_t* data, std::uint32_t address, int length) {
+  if (GetProperty<bool>("PermissionsSetting", true) && HasHsm())
     CheckPermissions(data, length, "ScfgPermissions");
   CopyIntoStore(load.scfgImage, map.ScfgBase, {data, static_cast<std::size_t>(length)}, address);
   load.scfgStored = true;
@@ -15,7 +15,7 @@ void FlashDeviceTovik::ProgramStoredScfg() {
 
   if (!load.verificationOnly)
     RequireSaciSuccess(saci.ProgScfgSector(load.scfgImage), "Error when programming SCFG - ");
-  std::uint32_t const crc = CalcCrc32Field(getCrcFieldPropertyInfo("scfg"), load.scfgImage);
+  const std::uint32_t crc = CalcCrc32Field(getCrcFieldPropertyInfo("scfg"), load.scfgImage);
   RequireSaciSuccess(saci.VerifyScfgSector(true, crc), "Error when verifying SCFG - ");
   load.scfgProgrammed = true;
 }

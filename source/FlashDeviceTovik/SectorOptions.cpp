@@ -4,8 +4,13 @@ bool FlashDeviceTovik::IsSkipSpecificSectorsOptionEnabled() const {
   return GetProperty<bool>("FlashPageToggle");
 }
 
-SectorMask FlashDeviceTovik::ConvertRangeToBoolVector(std::string const& property) const {
+SectorMask FlashDeviceTovik::ConvertRangeToBoolVector(const std::string& property) const {
   return ParseSkippedSectors(GetProperty<std::string>(property), identity.mainSectorCount);
+}
+
+std::vector<std::string> FlashDeviceTovik::InterpretRangeField(const std::string& property,
+                                                               bool value) const {
+  return ConvertToAllowedSectorRanges(ConvertRangeToBoolVector(property), value);
 }
 
 bool FlashDeviceTovik::IsSkipSectorsFilledWithOptionEnabledAndValid() {

@@ -11,21 +11,21 @@ struct PropertyGetter;
 
 template <>
 struct PropertyGetter<bool> {
-  static bool Get(IFlashProgrammerUtility2 utility, std::string const& name) {
+  static bool Get(IFlashProgrammerUtility2 utility, const std::string& name) {
     return utility.GetValueOfProperty(name) == "1";
   }
 };
 
 template <>
 struct PropertyGetter<unsigned int> {
-  static unsigned int Get(IFlashProgrammerUtility2 utility, std::string const& name) {
+  static unsigned int Get(IFlashProgrammerUtility2 utility, const std::string& name) {
     return static_cast<unsigned int>(std::stoul(utility.GetValueOfProperty(name), nullptr, 16));
   }
 };
 
 template <>
 struct PropertyGetter<std::string> {
-  static std::string Get(IFlashProgrammerUtility2 utility, std::string const& name) {
+  static std::string Get(IFlashProgrammerUtility2 utility, const std::string& name) {
     return utility.GetValueOfProperty(name);
   }
 };
@@ -33,21 +33,21 @@ struct PropertyGetter<std::string> {
 }  // namespace
 
 template <typename T>
-T FlashDeviceTovik::GetProperty(std::string const& name) const {
+T FlashDeviceTovik::GetProperty(const std::string& name) const {
   return PropertyGetter<T>::Get(utility, name);
 }
 
 template <typename T>
-T FlashDeviceTovik::GetProperty(std::string const& name, T defaultValue) const {
+T FlashDeviceTovik::GetProperty(const std::string& name, T defaultValue) const {
   if (!utility.DoesPropertyExist(name)) return defaultValue;
   return GetProperty<T>(name);
 }
 
-template bool FlashDeviceTovik::GetProperty(std::string const&) const;
-template bool FlashDeviceTovik::GetProperty(std::string const&, bool) const;
-template unsigned int FlashDeviceTovik::GetProperty(std::string const&) const;
-template unsigned int FlashDeviceTovik::GetProperty(std::string const&, unsigned int) const;
-template std::string FlashDeviceTovik::GetProperty(std::string const&) const;
+template bool FlashDeviceTovik::GetProperty(const std::string&) const;
+template bool FlashDeviceTovik::GetProperty(const std::string&, bool) const;
+template unsigned int FlashDeviceTovik::GetProperty(const std::string&) const;
+template unsigned int FlashDeviceTovik::GetProperty(const std::string&, unsigned int) const;
+template std::string FlashDeviceTovik::GetProperty(const std::string&) const;
 
 bool FlashDeviceTovik::IsVerboseEnabled() {
   if (load.verboseMode == LoadState::kVerboseModeUnread)
@@ -59,7 +59,7 @@ bool FlashDeviceTovik::IsImageVerificationEnabled() const {
   return GetProperty<bool>("ImageVerificationSetting");
 }
 
-void FlashDeviceTovik::DebugLog(char const* format, ...) {
+void FlashDeviceTovik::DebugLog(const char* format, ...) {
   std::array<char, 512> text{};
   std::va_list arguments;
   va_start(arguments, format);

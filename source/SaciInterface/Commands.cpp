@@ -20,9 +20,9 @@ constexpr std::uint16_t FlagIf(bool set, std::uint16_t flag) {
 constexpr std::size_t kMaxPasswordBytes = 64;
 
 // Copies at most `room` bytes of `data` to words[firstWord] and on.
-void PutBytes(SACI_PARAM_T& cmd, std::size_t firstWord, std::vector<std::uint8_t> const& data,
+void PutBytes(SACI_PARAM_T& cmd, std::size_t firstWord, const std::vector<std::uint8_t>& data,
               std::size_t room) {
-  std::size_t const count = std::min(room, data.size());
+  const std::size_t count = std::min(room, data.size());
   if (count != 0) std::memcpy(&cmd.words[firstWord], data.data(), count);
 }
 
@@ -34,13 +34,13 @@ std::uint8_t SaciInterface::Nop() {
 
 std::uint8_t SaciInterface::ReqPasswordId(bool& hasId, std::uint64_t& passwordId) {
   SACI_RESP_T response{};
-  std::uint8_t const result = SendOneWordCmdAndReadResp(SACI_CMD_REQ_PASSWORD_ID, 0, &response);
+  const std::uint8_t result = SendOneWordCmdAndReadResp(SACI_CMD_REQ_PASSWORD_ID, 0, &response);
   hasId = response.dataWordCount == 2;
   if (hasId) passwordId = std::uint64_t{response.data[1]} << 32 | response.data[0];
   return result;
 }
 
-std::uint8_t SaciInterface::SubmitAuth(std::string const& password, bool isHex) {
+std::uint8_t SaciInterface::SubmitAuth(const std::string& password, bool isHex) {
   std::vector<std::uint8_t> bytes =
       isHex ? hexStringToBytes(password) : std::vector<std::uint8_t>(password.begin(), password.end());
   bytes.resize((bytes.size() + 3) / 4 * 4);
@@ -69,30 +69,30 @@ std::uint8_t SaciInterface::EraseChip(bool retainMainSectors, bool retainCcfgScf
                        FlagIf(retainMainSectors, kHeaderBit16));
   cmd.words[0] = kSaciCommandKey;
   SACI_RESP_T response{};
-  std::uint8_t const result = SendCmdAndReadResp(cmd, &response);
+  const std::uint8_t result = SendCmdAndReadResp(cmd, &response);
   if (retainMainSectors)
     retainedWords->assign(response.data.begin(), response.data.begin() + response.dataWordCount);
   return result;
 }
 
-std::uint8_t SaciInterface::ProgCcfgSector(std::vector<std::uint8_t> const& image, bool skipUserRecord) {
+std::uint8_t SaciInterface::ProgCcfgSector(const std::vector<std::uint8_t>& image, bool skipUserRecord) {
   return SendKeyedData(SACI_CMD_PROG_CCFG_SECTOR, FlagIf(skipUserRecord, kHeaderBit16), image, 2048);
 }
 
-std::uint8_t SaciInterface::ProgCcfgUserRecord(std::vector<std::uint8_t> const& record) {
+std::uint8_t SaciInterface::ProgCcfgUserRecord(const std::vector<std::uint8_t>& record) {
   return SendKeyedData(SACI_CMD_PROG_CCFG_USER_RECORD, 0, record, 128);
 }
 
-std::uint8_t SaciInterface::ProgScfgSector(std::vector<std::uint8_t> const& image) {
+std::uint8_t SaciInterface::ProgScfgSector(const std::vector<std::uint8_t>& image) {
   return SendKeyedData(SACI_CMD_PROG_SCFG_SECTOR, static_cast<std::uint16_t>(image.size()), image, 1024);
 }
 
-std::uint8_t SaciInterface::ProgOtpSector(std::vector<std::uint8_t> const& data) {
+std::uint8_t SaciInterface::ProgOtpSector(const std::vector<std::uint8_t>& data) {
   return SendKeyedData(SACI_CMD_PROG_OTP_SECTOR, static_cast<std::uint16_t>(data.size()), data, 2048);
 }
 
 std::uint8_t SaciInterface::SendKeyedData(SACI_CMD_ID_T id, std::uint16_t cmdSpecific,
-                                          std::vector<std::uint8_t> const& data, std::size_t room) {
+                                          const std::vector<std::uint8_t>& data, std::size_t room) {
   SACI_PARAM_T cmd;
   ConstructCommonParam(&cmd.common, id, cmdSpecific);
   cmd.words[0] = kSaciCommandKey;
@@ -100,7 +100,7 @@ std::uint8_t SaciInterface::SendKeyedData(SACI_CMD_ID_T id, std::uint16_t cmdSpe
   return SendCmdAndReadResp(cmd, nullptr);
 }
 
-std::uint8_t SaciInterface::ProgMainSector(std::uint32_t address, std::vector<std::uint8_t> const& data) {
+std::uint8_t SaciInterface::ProgMainSector(std::uint32_t address, const std::vector<std::uint8_t>& data) {
   SACI_PARAM_T cmd;
   ConstructCommonParam(&cmd.common, SACI_CMD_PROG_MAIN_SECTOR, static_cast<std::uint16_t>(data.size()));
   cmd.words[0] = kSaciCommandKey;
@@ -119,11 +119,11 @@ std::uint8_t SaciInterface::VerifyMainSectors(std::uint32_t address, std::uint32
   return SendCmdAndReadResp(cmd, nullptr);
 }
 
-std::uint8_t SaciInterface::VerifyCcfgSector(bool checkCrcs, bool userRecordCrc, bool blankCheck,
+std::uint8_t SaciInterface::VerifyCcfgSector(bool checkCrcs, bool skipUserRecordCrc, bool blankCheck,
                                              std::uint32_t crc1, std::uint32_t crc2, std::uint32_t crc3,
                                              std::uint32_t crc4) {
   SACI_PARAM_T cmd;
-  int const flags = FlagIf(checkCrcs, kHeaderBit16) | FlagIf(userRecordCrc, kHeaderBit17) |
+  const int flags = FlagIf(checkCrcs, kHeaderBit16) | FlagIf(skipUserRecordCrc, kHeaderBit17) |
                     FlagIf(blankCheck, kHeaderBit31);
   ConstructCommonParam(&cmd.common, SACI_CMD_VERIFY_CCFG_SECTOR, static_cast<std::uint16_t>(flags));
   cmd.words[0] = crc1;

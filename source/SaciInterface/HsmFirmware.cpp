@@ -14,7 +14,7 @@ constexpr std::size_t kVersionDataWord = 7;
 
 struct FirmwareResultName {
   std::uint8_t result;
-  char const* text;
+  const char* text;
 };
 
 // Only these fail a firmware update; other results are let through.
@@ -28,7 +28,7 @@ constexpr FirmwareResultName s_firmwareResultNames[] = {
     {255, "HSM Command Failed"},
 };
 
-constexpr char const* s_updateStatusNames[] = {
+constexpr const char* s_updateStatusNames[] = {
     "Regular boot w/o a new image.",          "Requested update was successful.",
     "ROM panic mode due to fault injection.", "Invalid image detected.",
     "The target image failed to verify.",     "Requested image update process failed.",
@@ -38,7 +38,7 @@ constexpr char const* s_updateStatusNames[] = {
 constexpr char kStarted[] = "Programming of HSM FW image started...";
 constexpr char kCompleted[] = "Programming of the HSM FW image was completed successfully";
 
-std::vector<std::uint32_t> AsWords(std::vector<std::uint8_t> const& image) {
+std::vector<std::uint32_t> AsWords(const std::vector<std::uint8_t>& image) {
   if (image.size() % 4 != 0)
     throw std::runtime_error("The size of HSM image to be programmed must be divisible by 4");
   std::vector<std::uint32_t> words(image.size() / 4);
@@ -48,11 +48,11 @@ std::vector<std::uint32_t> AsWords(std::vector<std::uint8_t> const& image) {
 
 // Cuts the chain into its records. The first has a leading word before its length; all are rounded up to
 // whole words. A chain that does not end with the image is refused whole: half an update is worse than none.
-std::vector<std::span<std::uint32_t const>> CutRecords(std::span<std::uint32_t const> words) {
-  std::vector<std::span<std::uint32_t const>> records;
+std::vector<std::span<const std::uint32_t>> CutRecords(std::span<const std::uint32_t> words) {
+  std::vector<std::span<const std::uint32_t>> records;
   for (std::size_t position = 0; position < words.size() || records.empty();) {
-    std::size_t const lengthWord = records.empty() ? 1 : position;
-    std::uint64_t const end =
+    const std::size_t lengthWord = records.empty() ? 1 : position;
+    const std::uint64_t end =
         lengthWord < words.size() ? lengthWord + 1 + (std::uint64_t{words[lengthWord]} + 3) / 4 : UINT64_MAX;
     if (end > words.size())
       throw std::runtime_error("The record at offset " + std::to_string(position * 4) +
@@ -65,8 +65,8 @@ std::vector<std::span<std::uint32_t const>> CutRecords(std::span<std::uint32_t c
 
 }  // namespace
 
-std::uint8_t SaciInterface::ProgHsmFw(std::vector<std::uint8_t> const& image) {
-  std::vector<std::uint32_t> const words = AsWords(image);
+std::uint8_t SaciInterface::ProgHsmFw(const std::vector<std::uint8_t>& image) {
+  const std::vector<std::uint32_t> words = AsWords(image);
   StartHsmFwStream(words.size());
   WriteTxWords(words.begin(), words.end());
   WaitForRxDataReady(5000, kPollInterval);
@@ -75,11 +75,11 @@ std::uint8_t SaciInterface::ProgHsmFw(std::vector<std::uint8_t> const& image) {
   return SACI_RESULT_SUCCESS;
 }
 
-std::uint8_t SaciInterface::ProgHsmFwBleMid(std::vector<std::uint8_t> const& image) {
-  std::vector<std::uint32_t> const words = AsWords(image);
-  std::vector<std::span<std::uint32_t const>> const records = CutRecords(words);
+std::uint8_t SaciInterface::ProgHsmFwBleMid(const std::vector<std::uint8_t>& image) {
+  const std::vector<std::uint32_t> words = AsWords(image);
+  const std::vector<std::span<const std::uint32_t>> records = CutRecords(words);
   StartHsmFwStream(words.size());
-  for (std::span<std::uint32_t const> record : records) {
+  for (std::span<const std::uint32_t> record : records) {
     WriteTxWords(record.begin(), record.end());
     WaitForSaciToClearCmdWorkingFlag(1000, kPollInterval);
     CheckForHsmFwError();
@@ -108,14 +108,14 @@ void SaciInterface::ParseHsmCommandResponse() {
   ReadResponse(response);
   if (response.cmdId != SACI_CMD_PROG_HSM_FW)
     throw std::runtime_error("Received response from SACI with unexpected command id");
-  for (FirmwareResultName const& name : s_firmwareResultNames)
+  for (const FirmwareResultName& name : s_firmwareResultNames)
     if (name.result == response.result) throw std::runtime_error(name.text);
   if (response.dataWordCount != 0)
     throw std::runtime_error("Received response from SACI with non-zero data word count");
 }
 
 std::uint8_t SaciInterface::ReadHsmSysInfo(std::string* versionText) {
-  SACI_RESP_T const response = RequestHsmWords(SACI_CMD_READ_HSM_SYS_INFO);
+  const SACI_RESP_T response = RequestHsmWords(SACI_CMD_READ_HSM_SYS_INFO);
   if (response.result == SACI_RESULT_HSM_BOOT_FAILED)
     throw std::runtime_error(
         "HSM failed to boot. Make sure to program a valid HSM image under the \"HSM Image\" section.");
@@ -124,8 +124,8 @@ std::uint8_t SaciInterface::ReadHsmSysInfo(std::string* versionText) {
   if (response.dataWordCount != kSysInfoDataWords)
     throw std::runtime_error("Received response from SACI with unexpected data word count");
 
-  std::uint32_t const version = response.data[kVersionDataWord];
-  std::string const text = "FW Version: " + std::to_string(version >> 16 & 0xFF) + "." +
+  const std::uint32_t version = response.data[kVersionDataWord];
+  const std::string text = "FW Version: " + std::to_string(version >> 16 & 0xFF) + "." +
                            std::to_string(version >> 8 & 0xFF) + "." + std::to_string(version & 0xFF);
   utility->ReportInfo("HSM Information: " + text);
   *versionText = text;
@@ -133,13 +133,13 @@ std::uint8_t SaciInterface::ReadHsmSysInfo(std::string* versionText) {
 }
 
 std::uint8_t SaciInterface::ReadHsmUpdateStatus(std::string* statusText) {
-  SACI_RESP_T const response = RequestHsmWords(SACI_CMD_READ_HSM_UPDATE_STATUS);
+  const SACI_RESP_T response = RequestHsmWords(SACI_CMD_READ_HSM_UPDATE_STATUS);
   if (response.result != SACI_RESULT_SUCCESS)
     throw std::runtime_error("Failed to read HSM FW Update Status from target");
   if (response.dataWordCount != 1)
     throw std::runtime_error("Received response from SACI with unexpected data word count");
 
-  std::uint32_t const status = response.data[0];
+  const std::uint32_t status = response.data[0];
   *statusText += status < std::size(s_updateStatusNames) ? s_updateStatusNames[status]
                                                          : "Unknown status! " + std::to_string(status);
   utility->ReportInfo("Update status: " + *statusText);

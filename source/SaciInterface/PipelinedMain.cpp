@@ -6,7 +6,7 @@
 // Streamed programming of MAIN flash. While the ROM programs one chunk the next is on the wire; at most two
 // are unacknowledged. The ROM numbers the acknowledgements from the header's sequence number.
 
-std::uint8_t SaciInterface::ProgMainPipelined(std::uint32_t address, std::vector<std::uint8_t> const& data,
+std::uint8_t SaciInterface::ProgMainPipelined(std::uint32_t address, const std::vector<std::uint8_t>& data,
                                               unsigned long chunkSize) {
   if (chunkSize == 0)
     throw std::runtime_error("Internal error in Flash Loader: The chunk size of flash data cannot be zero.");
@@ -14,7 +14,7 @@ std::uint8_t SaciInterface::ProgMainPipelined(std::uint32_t address, std::vector
     throw std::runtime_error(
         "Internal error in Flash Loader: The size of flash data to be programmed must be divisible by " +
         std::to_string(chunkSize));
-  std::uint64_t const chunkCount = data.size() / chunkSize;
+  const std::uint64_t chunkCount = data.size() / chunkSize;
 
   SACI_PARAM_T cmd;
   ConstructCommonParam(&cmd.common, SACI_CMD_PROG_MAIN_PIPELINED, 0);
@@ -22,12 +22,12 @@ std::uint8_t SaciInterface::ProgMainPipelined(std::uint32_t address, std::vector
   cmd.words[1] = address;
   SendCmd(cmd);
 
-  std::uint64_t const firstSeq = cmd.common.respSeqNumber;
+  const std::uint64_t firstSeq = cmd.common.respSeqNumber;
   auto lastAck = static_cast<std::uint32_t>(firstSeq - 1);
   std::vector<std::uint32_t> words;
   for (std::uint64_t i = 0; i < chunkCount; ++i) {
-    std::size_t const begin = i * chunkSize / 4 * 4;
-    std::size_t const end = (i + 1) * chunkSize / 4 * 4;
+    const std::size_t begin = i * chunkSize / 4 * 4;
+    const std::size_t end = (i + 1) * chunkSize / 4 * 4;
     words.resize((end - begin) / 4);
     if (!words.empty()) std::memcpy(words.data(), data.data() + begin, end - begin);
     WriteTxWords(words.cbegin(), words.cend());
@@ -36,7 +36,7 @@ std::uint8_t SaciInterface::ProgMainPipelined(std::uint32_t address, std::vector
   }
 
   // 32 bits wide, like lastAck: a stream of no chunks that starts at number 0 is acknowledged at once.
-  auto const final = static_cast<std::uint32_t>(firstSeq + chunkCount - 1);
+  const auto final = static_cast<std::uint32_t>(firstSeq + chunkCount - 1);
   while (lastAck != final) ReadPipelinedAck(final, lastAck);
   return SACI_RESULT_SUCCESS;
 }

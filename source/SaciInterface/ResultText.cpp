@@ -6,7 +6,7 @@ namespace {
 
 struct ResultName {
   std::uint8_t result;
-  char const* text;
+  const char* text;
 };
 
 constexpr ResultName s_resultNames[] = {
@@ -34,13 +34,13 @@ constexpr ResultName s_resultNames[] = {
 
 }  // namespace
 
-char const* SaciInterface::ConvertResultCodeToString(SACI_CMD_RESULT_T result) {
-  for (ResultName const& name : s_resultNames)
+const char* SaciInterface::ConvertResultCodeToString(SACI_CMD_RESULT_T result) {
+  for (const ResultName& name : s_resultNames)
     if (name.result == result) return name.text;
   return "Unknown result code received from SACI";
 }
 
-void RequireSaciSuccess(std::uint8_t result, char const* prefix) {
+void RequireSaciSuccess(std::uint8_t result, const char* prefix) {
   if (result == SACI_RESULT_SUCCESS) return;
   throw std::runtime_error(std::string(prefix) + SaciInterface::ConvertResultCodeToString(result));
 }

@@ -19,14 +19,14 @@ constexpr std::uint32_t kMaxCcfgSize = 2048;
 constexpr std::uint32_t kMaxScfgSize = 1024;
 constexpr std::uint32_t kMaxCcfgUserRecordSize = 128;
 
-void RequireFits(std::uint32_t size, std::uint32_t limit, char const* what) {
+void RequireFits(std::uint32_t size, std::uint32_t limit, const char* what) {
   if (size > limit)
     throw std::runtime_error(std::string("Internal error in Flash Loader: Specified ") + what +
                              " is too big.");
 }
 
 void RequireLittleEndianHost() {
-  std::uint32_t const word = 0x0102'0304;
+  const std::uint32_t word = 0x0102'0304;
   std::uint8_t firstByte = 0;
   std::memcpy(&firstByte, &word, 1);
   if (firstByte != 4) throw std::runtime_error("Only host systems with little-endianness are supported.");
@@ -85,7 +85,7 @@ namespace {
 // signed: a poll interval that does not divide the time-out ends the wait below zero.
 template <typename Condition>
 void WaitUntil(IFlashProgrammerUtility2& utility, std::uint32_t timeout, std::uint32_t pollInterval,
-               char const* timeoutText, Condition holds) {
+               const char* timeoutText, Condition holds) {
   std::uint32_t remaining = timeout;
   bool reached = holds();
   while (!reached && static_cast<std::int32_t>(remaining) > 0) {
@@ -114,8 +114,8 @@ void SaciInterface::WaitForSaciToClearCmdWorkingFlag(std::uint32_t timeout, std:
 }
 
 // The configuration and OTP commands always have their full size, whatever data they carry.
-std::uint32_t SaciInterface::GetCmdWordCount(SACI_PARAM_T const& cmd) const {
-  std::uint32_t const param = cmd.common.cmdSpecific;
+std::uint32_t SaciInterface::GetCmdWordCount(const SACI_PARAM_T& cmd) const {
+  const std::uint32_t param = cmd.common.cmdSpecific;
   switch (cmd.common.cmdId) {
     case SACI_CMD_SUBMIT_AUTH: return std::min(param + 1, 17U);
     case SACI_CMD_ERASE_CHIP:
@@ -145,7 +145,7 @@ void SaciInterface::ConstructCommonParam(SACI_PARAM_COMMON_T* common, SACI_CMD_I
   common->cmdSpecific = cmdSpecific;
 }
 
-void SaciInterface::WriteCmdWords(std::vector<std::uint32_t> const& words) {
+void SaciInterface::WriteCmdWords(const std::vector<std::uint32_t>& words) {
   if (words.empty())
     throw std::runtime_error("Internal error in Flash Loader: Size of SACI command cannot be zero.");
   WaitForTxDataEmpty(1000, kPollInterval);
@@ -156,7 +156,7 @@ void SaciInterface::WriteCmdWords(std::vector<std::uint32_t> const& words) {
   WriteTxWords(words.begin() + 1, words.end());
 }
 
-void SaciInterface::SendCmd(SACI_PARAM_T const& cmd) {
+void SaciInterface::SendCmd(const SACI_PARAM_T& cmd) {
   std::vector<std::uint32_t> words(GetCmdWordCount(cmd));
   std::memcpy(words.data(), &cmd, words.size() * sizeof(std::uint32_t));
   WriteCmdWords(words);
@@ -171,9 +171,9 @@ void SaciInterface::ReadResponse(SACI_RESP_T& response) {
   ReadRxWords(response.data.data(), response.data.data() + response.dataWordCount);
 }
 
-std::uint8_t SaciInterface::SendCmdAndReadResp(SACI_PARAM_T const& cmd, SACI_RESP_T* response) {
-  static SACI_RESP_T shared;
-  SACI_RESP_T& record = response != nullptr ? *response : shared;
+std::uint8_t SaciInterface::SendCmdAndReadResp(const SACI_PARAM_T& cmd, SACI_RESP_T* response) {
+  SACI_RESP_T dropped{};
+  SACI_RESP_T& record = response != nullptr ? *response : dropped;
   SendCmd(cmd);
   WaitForRxDataReady(5000, kPollInterval);
   ReadResponse(record);

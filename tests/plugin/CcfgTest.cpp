@@ -254,6 +254,39 @@ TEST_F(AuthorizationTest, FieldsAreWrittenAndTheirCrcIsRenewed) {
   }
 }
 
+// A description can be read anew while a CCFG is stored.
+TEST_F(AuthorizationTest, FieldsLieAtTheEndOfTheChipsSectorOrNowhere) {
+  for (const char* name : {"ccfg.bootCfg.crc32Info", "ccfg.crc32Info", "ccfg.debugCfg.crc32Info"})
+    host.properties[name] = "0:4";
+  host.properties["ccfg.userRecord.crc32Info"] = "8:4";
+  host.properties["CcfgOverwriteAuthorizationFieldsTypeChoicelist"] = "Require debug authentication";
+  host.properties["CcfgOverwriteAuthorizationFieldsPasswordHash"] = kHash;
+  host.properties["CcfgCrcFields"] = "ccfg.crc32";
+  const struct {
+    const char *stored, *chip;
+    bool fits;
+  } rows[] = {{"800", "400", true}, {"400", "404", true}, {"400", "405", false}, {"400", "800", false}};
+  for (const auto& row : rows) {
+    host.properties["CcfgSize"] = row.stored;
+    EXPECT_EQ(Device().Initialize(), "ok");
+    EXPECT_EQ(Start(), "ok");
+    EXPECT_EQ(Write(kCcfg, {1}), "ok");
+    host.properties["CcfgSize"] = row.chip;
+    host.ccfgSize = static_cast<std::uint32_t>(std::stoul(row.chip, nullptr, 16));
+    EXPECT_EQ(Device().Initialize(), "ok");
+    host.ForgetCalls();
+    EXPECT_EQ(End() == "ok", row.fits) << row.chip;
+    if (!row.fits) {
+      EXPECT_EQ(Saci(), "");
+      continue;
+    }
+    const Bytes sent = Payload(12);
+    EXPECT_EQ(sent.at(host.ccfgSize - 48), 0xA5);
+    EXPECT_EQ(sent.at(host.ccfgSize - 5), 0x1F) << "the end of the hash";
+    EXPECT_EQ(std::count(sent.begin(), sent.end(), 0xA5), 1);
+  }
+}
+
 TEST_F(AuthorizationTest, ABadValueIsToldAndTheImageStays) {
   const std::string badId =
       "Error Password ID property must be 64-bit hex-formatted value. Skipping overwriting Debug "

@@ -70,7 +70,7 @@ TEST_F(FlashUtilTest, RevisionRows) {
 
 TEST_F(FlashUtilTest, SizeRows) {
   using Rows = std::vector<FlashUtil::SizeRow>;
-  // Names the other property on purpose: that is what users know.
+  // Names the other property on purpose. The text is interface: scripts read it.
   const std::string wrongCount =
       "Property \"DeviceInfoRevisionTranslation\" in Flash Properties XML does not contain the expected "
       "number of entries (N * 4 entries expected)";

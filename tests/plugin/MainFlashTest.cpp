@@ -129,7 +129,8 @@ TEST(EraseType, IsMadeFromThreeSettingsOnCorvelParts) {
       int expected = retainMain ? 2 : 1;
       if (retainConfiguration && part.keepsConfiguration) expected = retainMain ? 3 : 4;
       if (noErase) expected = 0;
-      EXPECT_EQ(device.GetEraseType(), expected) << std::hex << part.deviceId << " " << settings;
+      EXPECT_EQ(static_cast<int>(device.GetEraseType()), expected)
+          << std::hex << part.deviceId << " " << settings;
     }
   }
 }

@@ -104,6 +104,8 @@ TEST_F(MemoryMapTest, CcfgHoldsWholeRangesAndKnowsItsUserRecord) {
   for (const auto& row : rows) {
     device.ResetSettings(ProgramState::LoadStart);
     EXPECT_EQ(device.AnyRangeWithinCcfg(row.address, static_cast<int>(row.length)), row.within) << row.what;
+    EXPECT_FALSE(device.load.userRecordOnly) << row.what;
+    device.NoteUserRecord(row.address, static_cast<int>(row.length));
     EXPECT_EQ(device.load.userRecordOnly, row.userRecordOnly) << row.what;
   }
 }
@@ -115,8 +117,9 @@ TEST_F(MemoryMapTest, ACcfgAndOtpBlockIsNoUserRecord) {
   host.properties["ccfg.userRecord.crc32Info"] = "0:7C";
   device.Initialize();
   EXPECT_TRUE(device.AnyRangeWithinCcfg(0x4E020000, 0x180));
+  device.NoteUserRecord(0x4E020000, 0x180);
   EXPECT_FALSE(device.load.userRecordOnly);
-  EXPECT_TRUE(device.AnyRangeWithinCcfg(0x4E020000, 0x80));
+  device.NoteUserRecord(0x4E020000, 0x80);
   EXPECT_TRUE(device.load.userRecordOnly);
 }
 

@@ -10,6 +10,7 @@
 #include "DataSection.h"
 #include "DeviceTest.h"
 #include "ErrorOf.h"
+#include "ExposedDevice.h"
 #include "SectorList.h"
 
 namespace {
@@ -69,6 +70,16 @@ TEST_F(SectorOptionsTest, TheListCountsOnlyWhenSwitchedOn) {
   EXPECT_EQ(WriteFirst(0, Pattern(kSector)), "ok");
   EXPECT_EQ(Programmed(), "0+800");
   EXPECT_EQ(CallCount("GetProperty FlashPages"), 0U);
+}
+
+TEST_F(SectorOptionsTest, AVariantReadsAListOfItsOwnAsRanges) {
+  ExposedDevice variant(host);
+  variant.Initialize();
+  variant.ReadDeviceInfo();
+  host.properties["PagesOfAVariant"] = "0 , 2-4";
+  using Ranges = std::vector<std::string>;
+  EXPECT_EQ(variant.InterpretRangeField("PagesOfAVariant", true), (Ranges{"1", "5-7"}));
+  EXPECT_EQ(variant.InterpretRangeField("PagesOfAVariant", false), (Ranges{"0", "2-4"}));
 }
 
 TEST_F(SectorOptionsTest, SaysWhatIsWrongWithAList) {

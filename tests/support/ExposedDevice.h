@@ -15,9 +15,11 @@ struct ExposedDevice : FlashDeviceTovik {
   using FlashDeviceTovik::InBootloader;
   using FlashDeviceTovik::InDbgProbeLoop;
   using FlashDeviceTovik::InSaci;
+  using FlashDeviceTovik::InterpretRangeField;
   using FlashDeviceTovik::IsAhbApEnabled;
   using FlashDeviceTovik::IssuePinResetAndEnterSaci;
   using FlashDeviceTovik::load;
+  using FlashDeviceTovik::NoteUserRecord;
   using FlashDeviceTovik::ProgramStoredRamData;
   using FlashDeviceTovik::ReadDeviceInfo;
 };
