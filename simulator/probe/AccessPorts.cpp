@@ -6,6 +6,7 @@ namespace simulator {
 namespace {
 
 constexpr std::uint8_t kIdr = 0xFC;
+constexpr std::uint32_t kResetIntoSaci = 0x5C;
 
 }  // namespace
 
@@ -23,14 +24,8 @@ AccessPorts::AccessPorts(Chip& attached, const PortLayout& where)
 
 std::optional<std::uint32_t> AccessPorts::Read(std::uint8_t port, std::uint8_t offset) {
   if (!resetPinIsHigh) return std::nullopt;
-  if (port == layout.ahbAp) return ahbAp.Read(offset);
-  const RegisterTable* registers = TableOf(port);
-  if (registers == nullptr) return 0;
-  if (offset == kIdr) return port == layout.secAp ? layout.secIdr : layout.cfgIdr;
-  const auto which = (*registers)[offset / 4];
-  if (!which) return 0;
   try {
-    return chip.ReadRegister(*which);
+    return ReadAny(port, offset);
   } catch (const std::runtime_error&) {
     return std::nullopt;
   }
@@ -38,10 +33,33 @@ std::optional<std::uint32_t> AccessPorts::Read(std::uint8_t port, std::uint8_t o
 
 bool AccessPorts::Write(std::uint8_t port, std::uint8_t offset, std::uint32_t value) {
   if (!resetPinIsHigh) return false;
+  try {
+    WriteAny(port, offset, value);
+    return true;
+  } catch (const std::runtime_error&) {
+    return false;
+  }
+}
+
+std::uint32_t AccessPorts::ReadAny(std::uint8_t port, std::uint8_t offset) {
+  if (port == layout.ahbAp) return ahbAp.Read(offset);
+  const RegisterTable* registers = TableOf(port);
+  if (registers == nullptr) return 0;
+  if (offset == kIdr) return port == layout.secAp ? layout.secIdr : layout.cfgIdr;
+  const auto which = (*registers)[offset / 4];
+  return which ? chip.ReadRegister(*which) : 0;
+}
+
+void AccessPorts::WriteAny(std::uint8_t port, std::uint8_t offset, std::uint32_t value) {
   if (port == layout.ahbAp) return ahbAp.Write(offset, value);
   const RegisterTable* registers = TableOf(port);
   const auto which = registers != nullptr ? (*registers)[offset / 4] : std::nullopt;
-  return !which || WriteRegister(*which, value);
+  if (!which) return;
+  chip.WriteRegister(*which, value);
+  if (which == Register::SecApRstCtl && value == kResetIntoSaci) {
+    ahbAp.Reset();
+    restarted = !layout.debugPortSurvivesReset;
+  }
 }
 
 void AccessPorts::SetResetPin(bool high) {
@@ -55,20 +73,6 @@ void AccessPorts::SetResetPin(bool high) {
 const AccessPorts::RegisterTable* AccessPorts::TableOf(std::uint8_t port) const {
   if (port == layout.secAp) return &secRegisters;
   return port == layout.cfgAp ? &cfgRegisters : nullptr;
-}
-
-bool AccessPorts::WriteRegister(Register which, std::uint32_t value) {
-  try {
-    chip.WriteRegister(which, value);
-  } catch (const std::runtime_error&) {
-    return false;
-  }
-  constexpr std::uint32_t kResetIntoSaci = 0x5C;
-  if (which == Register::SecApRstCtl && value == kResetIntoSaci) {
-    ahbAp.Reset();
-    restarted = !layout.debugPortSurvivesReset;
-  }
-  return true;
 }
 
 }  // namespace simulator

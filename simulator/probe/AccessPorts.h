@@ -61,7 +61,9 @@ class AccessPorts {
   using RegisterTable = std::array<std::optional<Register>, 64>;  // by offset / 4
 
   [[nodiscard]] const RegisterTable* TableOf(std::uint8_t port) const;
-  bool WriteRegister(Register which, std::uint32_t value);
+  // Failures are Chip's and MemAp's.
+  std::uint32_t ReadAny(std::uint8_t port, std::uint8_t offset);
+  void WriteAny(std::uint8_t port, std::uint8_t offset, std::uint32_t value);
 
   Chip& chip;
   PortLayout layout;

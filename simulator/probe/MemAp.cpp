@@ -28,14 +28,14 @@ bool IsBanked(std::uint8_t offset) {
 
 }  // namespace
 
-std::optional<std::uint32_t> MemAp::Read(std::uint8_t offset) {
+std::uint32_t MemAp::Read(std::uint8_t offset) {
   if (IsBanked(offset)) return ReadBus(BankedAddress(offset));
   switch (offset) {
     case kCsw: return control | (IsEnabled() ? kDeviceEnabled : 0);
     case kTar: return address;
     case kDrw: {
-      const auto value = ReadBus(address);
-      if (value) Increment();
+      const std::uint32_t value = ReadBus(address);
+      Increment();
       return value;
     }
     case kBase: return kNoDebugComponents;
@@ -44,7 +44,7 @@ std::optional<std::uint32_t> MemAp::Read(std::uint8_t offset) {
   }
 }
 
-bool MemAp::Write(std::uint8_t offset, std::uint32_t value) {
+void MemAp::Write(std::uint8_t offset, std::uint32_t value) {
   if (IsBanked(offset)) return WriteBus(BankedAddress(offset), value);
   switch (offset) {
     case kCsw: {
@@ -52,14 +52,14 @@ bool MemAp::Write(std::uint8_t offset, std::uint32_t value) {
       const std::uint32_t size = (value & 7) <= kWordAccess ? value & 7 : kWordAccess;
       const std::uint32_t increment = (value & 0x30) == kIncrement ? kIncrement : 0;
       control = (value & kProtection) | increment | size;
-      return true;
+      return;
     }
-    case kTar: address = value; return true;
+    case kTar: address = value; return;
     case kDrw:
-      if (!WriteBus(address, value)) return false;
+      WriteBus(address, value);
       Increment();
-      return true;
-    default: return true;
+      return;
+    default: return;
   }
 }
 
@@ -72,28 +72,23 @@ std::uint32_t MemAp::BankedAddress(std::uint8_t offset) const {
   return (address & ~0xFU) | (offset & 0xCU);
 }
 
-std::optional<std::uint32_t> MemAp::ReadBus(std::uint32_t at) {
-  if (at % Size() != 0) return std::nullopt;
+std::uint32_t MemAp::ReadBus(std::uint32_t at) {
+  RequireAligned(at);
   std::array<std::uint8_t, 4> lanes{};
-  try {
-    chip.ReadMemory(at, std::span(lanes).subspan(at % 4, Size()));
-  } catch (const std::runtime_error&) {
-    return std::nullopt;
-  }
+  chip.ReadMemory(at, std::span(lanes).subspan(at % 4, Size()));
   return lanes[0] | std::uint32_t{lanes[1]} << 8 | std::uint32_t{lanes[2]} << 16 |
          std::uint32_t{lanes[3]} << 24;
 }
 
-bool MemAp::WriteBus(std::uint32_t at, std::uint32_t value) {
-  if (at % Size() != 0) return false;
+void MemAp::WriteBus(std::uint32_t at, std::uint32_t value) {
+  RequireAligned(at);
   std::array<std::uint8_t, 4> lanes{};
   for (std::size_t i = 0; i < lanes.size(); ++i) lanes[i] = static_cast<std::uint8_t>(value >> (8 * i));
-  try {
-    chip.WriteMemory(at, std::span(lanes).subspan(at % 4, Size()));
-  } catch (const std::runtime_error&) {
-    return false;
-  }
-  return true;
+  chip.WriteMemory(at, std::span(lanes).subspan(at % 4, Size()));
+}
+
+void MemAp::RequireAligned(std::uint32_t at) const {
+  if (at % Size() != 0) throw std::runtime_error("The address does not suit the size of the access");
 }
 
 void MemAp::Increment() {
@@ -103,7 +98,7 @@ void MemAp::Increment() {
 
 bool MemAp::IsEnabled() {
   constexpr std::uint32_t kAhbApEnabled = 1U << 24;
-  return chip.IsPowered() && (chip.ReadRegister(Register::CfgApDeviceStatus) & kAhbApEnabled) != 0;
+  return (chip.ReadRegister(Register::CfgApDeviceStatus) & kAhbApEnabled) != 0;
 }
 
 }  // namespace simulator
