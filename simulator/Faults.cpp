@@ -100,6 +100,8 @@ void Faults::AddOne(std::string_view entry) {
     answers.push_back(ParseSaci(entry, pieces));
     return;
   }
+  if (kind == "wire") return AddWire(entry);
+  if (kind == "packet") return AddPacket(entry);
   if (kind == "reset-misses-saci" && pieces.size() == 1) {
     resets.push_back({});
     return;
@@ -135,6 +137,35 @@ bool Faults::AddPair(std::string_view entry, std::string_view kind, std::string_
   return false;
 }
 
+void Faults::AddWire(std::string_view entry) {
+  const Pieces pieces = Split(entry, ':');
+  const auto nth = pieces.size() == 3 ? Nth(pieces[1]) : std::nullopt;
+  if (pieces.size() != (nth ? 3U : 2U)) Reject(entry, "is not wire[:nth=N]:ACTION");
+  WireFault fault;
+  fault.nth = nth.value_or(0);
+  fault.waits = Keyed(pieces.back(), "wait");
+  if (fault.waits || pieces.back() == "wait")
+    fault.kind = AccessFault::Wait;
+  else if (pieces.back() != "fault")
+    Reject(pieces.back(), "no such action");
+  accesses.push_back(fault);
+}
+
+void Faults::AddPacket(std::string_view entry) {
+  const Pieces pieces = Split(entry, ':');
+  if (pieces.size() != 3) Reject(entry, "is not packet:N:ACTION");
+  LinkFault fault;
+  fault.nth = Number(pieces[1], entry);
+  if (fault.nth == 0) Reject(entry, "the first is number 1");
+  if (pieces[2] == "short")
+    fault.kind = PacketFault::Short;
+  else if (pieces[2] == "unplugged")
+    fault.kind = PacketFault::Unplugged;
+  else if (pieces[2] != "lost")
+    Reject(pieces[2], "no such action");
+  packets.push_back(fault);
+}
+
 std::optional<SaciFault> Faults::NextAnswer(std::uint8_t command) {
   std::optional<SaciFault> next;
   for (SaciFault& fault : answers) {
@@ -152,6 +183,29 @@ bool Faults::NextResetMisses() {
     misses = misses || fault.nth == 0 || fault.nth == fault.seen;
   }
   return misses;
+}
+
+Faults::AccessFault Faults::FindAccessFault() {
+  bool waits = false;
+  for (WireFault& fault : accesses) {
+    if (fault.kind != AccessFault::Wait || fault.seen + 1 < fault.nth || fault.waits == 0U) continue;
+    if (fault.waits) --*fault.waits;
+    waits = true;
+  }
+  if (waits) return AccessFault::Wait;
+  bool fails = false;
+  for (WireFault& fault : accesses) {
+    ++fault.seen;
+    fails = fails || (fault.kind == AccessFault::Fail && (fault.nth == 0 || fault.nth == fault.seen));
+  }
+  return fails ? AccessFault::Fail : AccessFault::None;
+}
+
+std::optional<Faults::PacketFault> Faults::NextPacket() {
+  std::optional<PacketFault> next;
+  for (LinkFault& fault : packets)
+    if (++fault.seen == fault.nth && !next) next = fault.kind;
+  return next;
 }
 
 bool Faults::CellFails(std::uint32_t address) const {

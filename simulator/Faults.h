@@ -26,6 +26,14 @@ namespace simulator {
 //   power:after=N                 power fails when the N-th flash word (from 1) has been written; the chip
 //                                 answers nothing from then on until a power cycle
 //   hsm:status=N                  the security module reports update status N
+//   wire[:nth=N]:ACTION           accesses of the debug port to an access port and to RDBUFF, counted without
+//                                 those that were answered WAIT
+//       wait[=COUNT]              COUNT answers of WAIT before the N-th (or next) access, or without end
+//       fault                     the N-th access (without nth, every one) fails with STICKYERR
+//   packet:N:ACTION               the N-th packet to the probe
+//       lost                      executed, never answered
+//       short                     answered with half of the answer
+//       unplugged                 the probe is gone before it
 struct SaciFault {
   enum class Action : std::uint8_t { Result, Lost, Late, WrongId, WrongSequence, Count, Hang };
   std::optional<std::uint8_t> command;  // none: every command
@@ -48,6 +56,12 @@ class Faults {
   [[nodiscard]] bool CellFails(std::uint32_t address) const;
   [[nodiscard]] bool RamByteFails(std::uint32_t address) const;
   [[nodiscard]] std::optional<std::uint32_t> HsmStatus() const { return hsmStatus; }
+  enum class AccessFault : std::uint8_t { None, Wait, Fail };
+  // What the coming access through the debug port meets. Counts it, unless it is to wait.
+  AccessFault NextAccess() { return accesses.empty() ? AccessFault::None : FindAccessFault(); }
+  enum class PacketFault : std::uint8_t { Lost, Short, Unplugged };
+  // What the coming packet to the probe meets, if anything. Counts it.
+  std::optional<PacketFault> NextPacket();
   // Counts one flash word; true when power fails with it, which happens once.
   bool NextWordCutsPower();
 
@@ -56,12 +70,28 @@ class Faults {
     std::uint32_t nth = 0;
     std::uint32_t seen = 0;
   };
+  struct WireFault {
+    AccessFault kind = AccessFault::Fail;
+    std::uint32_t nth = 0;
+    std::optional<std::uint32_t> waits;  // still to be answered; none: without end
+    std::uint32_t seen = 0;
+  };
+  struct LinkFault {
+    PacketFault kind = PacketFault::Lost;
+    std::uint32_t nth = 0;
+    std::uint32_t seen = 0;
+  };
   void AddOne(std::string_view entry);
   // The faults "kind:what"; false when there is no such fault.
   bool AddPair(std::string_view entry, std::string_view kind, std::string_view what);
+  void AddWire(std::string_view entry);
+  void AddPacket(std::string_view entry);
+  AccessFault FindAccessFault();
 
   std::vector<SaciFault> answers;
   std::vector<ResetFault> resets;
+  std::vector<WireFault> accesses;
+  std::vector<LinkFault> packets;
   std::vector<std::uint32_t> cells;
   std::vector<std::uint32_t> ramBytes;
   std::optional<std::uint32_t> hsmStatus;
