@@ -13,6 +13,7 @@
 #include "host/cli/Verbs.h"
 #include "host/device/InputError.h"
 #include "host/load/LoadSession.h"
+#include "host/plan/ImagePlan.h"
 #include "host/plan/Preflight.h"
 #include "host/report/LoadText.h"
 #include "host/report/ProgressBar.h"
@@ -20,15 +21,6 @@
 namespace host::cli {
 
 namespace {
-
-LoadPlan MakePlan(const std::vector<ImageFile>& images, const Target& target, LoadMode mode) {
-  const PluginCuts cuts = PluginCutsUnder([&](std::string_view name) { return target.settings.Get(name); });
-  LoadPlan plan = PlanLoad(images, target.device.map, cuts);
-  // The plug-in compares MAIN flash, then CCFG, then SCFG; an image without MAIN flash gets no further.
-  if (mode == LoadMode::Verify && plan.Has(Region::UserRecord))
-    throw InputError("the images hold only the user record of the CCFG, which cannot be verified by itself");
-  return plan;
-}
 
 // Messages as they come, and on a terminal the progress bar in between.
 LoadEventSink TerminalSink(const Options& options, ProgressBar* bar) {
@@ -59,10 +51,9 @@ int RunLoad(const Options& options, const LoadOptions& load) {
   if (load.mode == LoadMode::Verify) target.settings.Set("ImageVerificationSetting", "1");
   std::vector<ImageFile> images;
   for (const std::string& argument : load.images) images.push_back(ReadImage(argument));
-  const LoadPlan plan = MakePlan(images, target, load.mode);
-
-  std::vector<std::string> warnings;
-  if (load.mode == LoadMode::Program) warnings = WarnBeforeLoad(plan, target.device, target.settings);
+  const LoadPlan plan = PlanLoad(images, target.device.map, PluginCutsUnder(target.settings));
+  const auto [refusals, warnings] = Inspect(plan, target.device, target.settings, {.chipIsDescribed = true});
+  if (!refusals.empty()) throw InputError(fmt::format("{}", fmt::join(refusals, "\ntovik-flash: ")));
   for (const std::string& warning : warnings) Complain("warning: " + warning);
   if (load.isStrict && !warnings.empty())
     throw InputError("refused because of --strict: " + warnings.front());
