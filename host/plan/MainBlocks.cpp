@@ -50,6 +50,10 @@ void MainBlocks::Add(std::uint32_t address, std::span<const std::uint8_t> data) 
 }
 
 std::vector<ImageBlock> MainBlocks::Take() {
+  // When the plug-in cuts away the sector before, it drops a last sector that holds a single byte.
+  for (ImageBlock& block : blocks)
+    if (cuts == PluginCuts::Yes && block.data.size() > 1 && block.End() % sectorSize == 1)
+      block.FillUpTo(block.End() + 1);
   return std::move(blocks);
 }
 

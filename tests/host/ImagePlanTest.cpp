@@ -134,6 +134,13 @@ TEST(ImagePlan, SettingsDecideHowLongABlockMayBe) {
         << testing::PrintToString(c.settings);
 }
 
+// The plug-in drops a last byte that is alone in its sector when it cuts away the sector before.
+TEST(ImagePlan, NoLastByteIsAloneInItsSectorWhereThePluginCuts) {
+  EXPECT_EQ(Shape(Plan({Image(0x80, 0x81)}, PluginCuts::Yes)), (Expected{{Region::Main, 0x80, 0x82}}));
+  EXPECT_EQ(Shape(Plan({Image(0x80, 0x81)}, PluginCuts::No)), (Expected{{Region::Main, 0x80, 0x81}}));
+  EXPECT_EQ(Shape(Plan({Image(0x100, 1)}, PluginCuts::Yes)), (Expected{{Region::Main, 0x100, 1}}));
+}
+
 // Many blocks of one range, two ranges with an untouched sector between them, and regions that are one range.
 TEST(ImagePlan, TellsRangesAsAPersonWouldCountThem) {
   const LoadPlan plan = Plan({Image(0x10, 0x2700), Image(0x2900, 2), Image(0x2908, 2), Image(0x4000'0010, 4),
