@@ -12,6 +12,7 @@
 #include "host/cli/Verb.h"
 #include "host/device/InputError.h"
 #include "host/load/LoadSession.h"
+#include "host/plan/ImagePlan.h"
 #include "host/plan/Preflight.h"
 #include "host/report/LoadText.h"
 #include "host/report/ProgressBar.h"
@@ -19,15 +20,6 @@
 namespace host::cli {
 
 namespace {
-
-LoadPlan MakePlan(const std::vector<ImageFile>& images, const SessionRequest& target, LoadMode mode) {
-  const PluginCuts cuts = PluginCutsUnder([&](std::string_view name) { return target.settings.Get(name); });
-  LoadPlan plan = PlanLoad(images, target.device.map, cuts);
-  // The plug-in compares MAIN flash, then CCFG, then SCFG; an image without MAIN flash gets no further.
-  if (mode == LoadMode::Verify && plan.Has(Region::UserRecord))
-    throw InputError("the images hold only the user record of the CCFG, which cannot be verified by itself");
-  return plan;
-}
 
 // Messages as they come, and on a terminal the progress bar in between.
 LoadEventSink TerminalSink(Output& output, ProgressBar* bar) {
@@ -43,6 +35,16 @@ int ExitCodeOf(const LoadReport& report, const Session& session) {
   return report.HasErrorMessages() ? kErrorsReported : kDone;
 }
 
+// All that is wrong is said, each on its line; the first of it is the error.
+void RequireUnopposed(const Preflight& preflight, bool isStrict, Output& output) {
+  const std::vector<std::string>& refusals = preflight.refusals;
+  if (refusals.empty() && isStrict && !preflight.warnings.empty())
+    throw InputError("refused because of --strict: " + preflight.warnings.front());
+  if (refusals.empty()) return;
+  for (auto other = refusals.begin() + 1; other != refusals.end(); ++other) output.Complain(*other);
+  throw InputError(refusals.front());
+}
+
 }  // namespace
 
 void AddImageOptions(CLI::App& verb, LoadOptions& load) {
@@ -54,7 +56,6 @@ void AddImageOptions(CLI::App& verb, LoadOptions& load) {
 }
 
 int RunLoad(const LoadOptions& load, Output& output) {
-  const bool isVerify = load.mode == LoadMode::Verify;
   Files files = FilesOf(load.target);
   std::vector<ImageFile> images;
   for (const std::string& argument : load.images) {
@@ -62,35 +63,38 @@ int RunLoad(const LoadOptions& load, Output& output) {
     files.Reads("image", images.back().name);
   }
   files.RequireDistinct();
-  SessionRequest request = Request(load.target, isVerify ? MissingChip::Refuse : MissingChip::Make);
-  if (isVerify) request.settings.Set("ImageVerificationSetting", "1");
-  const LoadPlan plan = MakePlan(images, request, load.mode);
+  SessionRequest request = Request(load.target, load.verifies ? MissingChip::Refuse : MissingChip::Make);
+  if (load.verifies) request.settings.Set("ImageVerificationSetting", "1");
+  const LoadPlan plan = PlanLoad(images, request.device.map, PluginCutsUnder(request.settings));
+  const LoadMode mode = ModeOf(request.settings);
 
   Session session(std::move(request));
-  if (!isVerify && !load.isDryRun) session.RequireSavableChip();
-  std::vector<std::string> warnings;
-  if (!isVerify) warnings = WarnBeforeLoad(plan, session.device, session.settings);
-  if (load.isStrict && !warnings.empty())
-    throw InputError("refused because of --strict: " + warnings.front());
+  const bool keepsChip = mode == LoadMode::Program && !load.isDryRun;
+  if (keepsChip) session.RequireSavableChip();
+  const Preflight preflight =
+      Inspect(plan, session.device, session.settings,
+              {.allowOutside = load.allowOutside, .chipIsDescribed = session.View() != nullptr});
+  RequireUnopposed(preflight, load.isStrict, output);
   if (!load.target.trace.empty()) session.TraceTo(load.target.trace);
 
-  output.Say(PlanText(plan, session.device, session.settings, images, load.mode));
+  output.Say(PlanText(plan, session.device, session.settings, images, mode));
   output.Say(fmt::format("{:<10}{}\n\n", "Chip", ChipText(load.target, session)));
-  for (const std::string& warning : warnings) output.Complain("warning: " + warning);
+  for (const std::string& warning : preflight.warnings) output.Complain("warning: " + warning);
+
   std::optional<ProgressBar> bar;
   if (!load.noProgress && !output.IsJson() && isatty(STDERR_FILENO) != 0) bar.emplace(stderr);
   const ChipPicture before = session.View()->Picture();
   LoadReport report = [&] {
     const Interruptible interruptible(session);
     return LoadSession(session.library, session.services, *session.probe, session.device.name)
-        .Run(plan, session.device.map, load.mode, TerminalSink(output, bar ? &*bar : nullptr));
+        .Run(plan, session.device.map, mode, TerminalSink(output, bar ? &*bar : nullptr));
   }();
   const ChipPicture after = session.View()->Picture();
-  if (!isVerify) {
+  if (mode == LoadMode::Program) {
     JudgeByContents(report, plan, session.device.map, before, after);
     try {
       // Also after a failure: what happened to the chip has happened.
-      if (!load.isDryRun) session.SaveChip();
+      if (keepsChip) session.SaveChip();
     } catch (const std::exception& error) {
       if (!report.error) report.error = error.what();
     }
@@ -101,7 +105,7 @@ int RunLoad(const LoadOptions& load, Output& output) {
   const LoadStory story{session.device,
                         session.settings,
                         images,
-                        warnings,
+                        preflight.warnings,
                         report,
                         sectors,
                         before,
@@ -111,7 +115,7 @@ int RunLoad(const LoadOptions& load, Output& output) {
   output.document = ToJson(story, exitCode);
   output.Say(SummaryText(story));
   if (report.error) output.Complain(*report.error);
-  return output.Finish(isVerify ? "verify" : "load", exitCode, report.error.value_or(""));
+  return output.Finish(load.verifies ? "verify" : "load", exitCode, report.error.value_or(""));
 }
 
 void AddLoad(CLI::App& program, Job& chosen) {
@@ -120,6 +124,8 @@ void AddLoad(CLI::App& program, Job& chosen) {
       [](CLI::App& verb, LoadOptions& load) {
         AddImageOptions(verb, load);
         verb.add_flag("--strict", load.isStrict, "Refuse the load when there is anything to warn of");
+        verb.add_flag("--allow-outside", load.allowOutside,
+                      "Hand on bytes that lie in no memory of the device, as RAM data");
         verb.add_flag("--dry-run", load.isDryRun,
                       "Do all of it to a copy of the chip and say what would change");
       },

@@ -4,16 +4,16 @@
 #include <vector>
 
 #include "host/cli/Options.h"
-#include "host/load/LoadReport.h"
 
 namespace host::cli {
 
 struct LoadOptions {
   TargetOptions target;
   std::vector<std::string> images;  // IMAGE[@ADDRESS]
-  LoadMode mode = LoadMode::Program;
+  bool verifies = false;          // what the settings may ask for as well
   bool isStrict = false;  // a warning before the load refuses it
   bool isDryRun = false;
+  bool allowOutside = false;  // bytes in no memory are handed on
   bool noProgress = false;
 };
 

@@ -7,7 +7,7 @@ void AddVerify(CLI::App& program, Job& chosen) {
   AddVerb<LoadOptions>(
       program, chosen, "verify", "Compare a chip with images and change nothing; exit code 4 if it differs",
       [](CLI::App& verb, LoadOptions& load) {
-        load.mode = LoadMode::Verify;
+        load.verifies = true;
         AddImageOptions(verb, load);
       },
       RunLoad);

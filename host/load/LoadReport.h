@@ -6,12 +6,11 @@
 #include <string_view>
 #include <vector>
 
-#include "host/plan/ImagePlan.h"
+#include "host/plan/LoadMode.h"
+#include "host/plan/LoadPlan.h"
 #include "host/probe/ChipPicture.h"
 
 namespace host {
-
-enum class LoadMode { Program, Verify };
 
 // What became of one region of the images.
 enum class RegionOutcome {

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <numeric>
 #include <string>
 
 #include "host/device/InputError.h"
@@ -11,18 +10,14 @@
 namespace host {
 namespace {
 
-constexpr std::uint8_t kFill = 0xFF;  // what erased flash reads
-
-// A transfer of 32 sectors is 64 KiB: longer ones save no time that could be measured on the faster probe.
-constexpr std::size_t kLargestTransfer = 32;
-
 // Bytes of one image at their plain address.
 struct Piece {
   std::uint32_t address;
   std::span<const std::uint8_t> data;
   const std::string* image;  // its name
 
-  [[nodiscard]] std::uint64_t End() const { return std::uint64_t{address} + data.size(); }
+  [[nodiscard]] AddressRange Range() const { return {address, static_cast<std::uint32_t>(data.size())}; }
+  [[nodiscard]] std::uint64_t End() const { return Range().End(); }
 };
 
 struct MappedRegion {
@@ -79,10 +74,10 @@ void RefuseOverlaps(std::span<const Piece> pieces) {
     const Piece& after = pieces[i];
     if (before.End() <= after.address) continue;
     const std::uint64_t last = std::min(before.End(), after.End()) - 1;
-    const std::string range = fmt::format("0x{:08X} to 0x{:08X}", after.address, last);
+    const std::string range = fmt::format("0x{:08x}..0x{:08x}", after.address, last);
     if (before.image == after.image)
-      throw InputError(fmt::format("{} gives the bytes from {} twice", *before.image, range));
-    throw InputError(fmt::format("{} and {} overlap from {}", *before.image, *after.image, range));
+      throw InputError(fmt::format("{} gives the bytes {} twice", *before.image, range));
+    throw InputError(fmt::format("{} and {} overlap in {}", *before.image, *after.image, range));
   }
 }
 
@@ -101,62 +96,14 @@ RegionEnd RegionAt(std::span<const MappedRegion> regions, std::uint32_t address)
   return outside;
 }
 
-void Append(ImageBlock& block, const Piece& piece) {
-  block.data.resize(piece.address - block.address, kFill);
-  block.data.insert(block.data.end(), piece.data.begin(), piece.data.end());
-  const auto size = static_cast<std::uint32_t>(piece.data.size());
-  if (block.given.empty() || block.given.back().End() != piece.address)
-    block.given.push_back({piece.address, size});
-  else
-    block.given.back().size += size;
-}
-
-// Runs of touched sectors. The plug-in programs whole sectors and fills up a block's first and last one, so
-// a second block in the same sector would wipe out what the first one wrote there.
-class MainBlocks {
- public:
-  MainBlocks(std::uint32_t bytesPerSector, PluginCuts pluginCuts)
-      : sectorSize(bytesPerSector), cuts(pluginCuts) {}
-
-  void Add(Piece piece) {
-    while (!piece.data.empty()) {
-      const std::uint32_t sector = piece.address / sectorSize;
-      const std::uint64_t sectorEnd = (std::uint64_t{sector} + 1) * sectorSize;
-      if (!Continues(sector)) {
-        blocks.push_back({Region::Main, piece.address, {}, {}});
-        sectorsInBlock = 1;
-      } else if (sector != lastSector) {
-        ++sectorsInBlock;
-      }
-      lastSector = sector;
-      Append(blocks.back(), TakeFront(piece, CountUpTo(piece, sectorEnd)));
-    }
-  }
-
-  std::vector<ImageBlock> Take() { return std::move(blocks); }
-
- private:
-  [[nodiscard]] bool Continues(std::uint32_t sector) const {
-    if (blocks.empty()) return false;
-    if (sector == lastSector) return true;
-    return sector == lastSector + 1 && sectorsInBlock < MaxSectorsOfBlock(blocks.size() - 1, cuts);
-  }
-
-  std::uint32_t sectorSize;
-  PluginCuts cuts;
-  std::vector<ImageBlock> blocks;
-  std::uint32_t lastSector = 0;
-  std::size_t sectorsInBlock = 0;
-};
-
 // The plug-in programs these regions in one command each, from a copy that starts out as zeros, and counts
 // the offsets of its permission check from the start of the block. So it gets the region from its first
 // byte to its last, with what no image gives as erased: no bit is cleared that nobody asked for, and a key
 // ring's unused entries are recognized.
 ImageBlock WholeRegion(Region region, AddressRange range, std::span<const Piece> pieces) {
   ImageBlock block{region, range.base, {}, {}};
-  for (const Piece& piece : pieces) Append(block, piece);
-  block.data.resize(range.size, kFill);
+  for (const Piece& piece : pieces) block.Append(piece.address, piece.data);
+  block.FillUpTo(range.End());
   return block;
 }
 
@@ -170,9 +117,9 @@ bool LiesWithin(std::span<const Piece> pieces, AddressRange range) {
 std::vector<ImageBlock> Joined(Region region, std::span<const Piece> pieces) {
   std::vector<ImageBlock> blocks;
   for (const Piece& piece : pieces) {
-    if (blocks.empty() || blocks.back().address + blocks.back().data.size() != piece.address)
+    if (blocks.empty() || blocks.back().End() != piece.address)
       blocks.push_back({region, piece.address, {}, {}});
-    Append(blocks.back(), piece);
+    blocks.back().Append(piece.address, piece.data);
   }
   return blocks;
 }
@@ -183,7 +130,7 @@ std::vector<ImageBlock> BlocksOf(Region region, std::span<const Piece> pieces, c
   switch (region) {
     case Region::Main: {
       MainBlocks blocks(map.sectorSize, cuts);
-      for (const Piece& piece : pieces) blocks.Add(piece);
+      for (const Piece& piece : pieces) blocks.Add(piece.address, piece.data);
       return blocks.Take();
     }
     case Region::Ccfg:
@@ -201,53 +148,28 @@ std::vector<ImageBlock> BlocksOf(Region region, std::span<const Piece> pieces, c
 
 }  // namespace
 
-std::size_t ImageBlock::ImageBytes() const {
-  return std::accumulate(given.begin(), given.end(), std::size_t{0},
-                         [](std::size_t sum, AddressRange range) { return sum + range.size; });
-}
-
-bool LoadPlan::Has(Region region) const {
-  return std::any_of(blocks.begin(), blocks.end(),
-                     [&](const ImageBlock& block) { return block.region == region; });
-}
-
-std::size_t LoadPlan::ImageBytes(Region region) const {
-  std::size_t bytes = 0;
-  for (const ImageBlock& block : blocks)
-    if (block.region == region) bytes += block.ImageBytes();
-  return bytes;
-}
-
-std::size_t LoadPlan::TotalBytes() const {
-  return std::accumulate(blocks.begin(), blocks.end(), std::size_t{0},
-                         [](std::size_t sum, const ImageBlock& block) { return sum + block.data.size(); });
-}
-
-PluginCuts PluginCutsUnder(const std::function<std::string(std::string_view)>& valueOf) {
-  const auto isOn = [&](std::string_view name) { return valueOf(name) == "1"; };
-  const std::string erase = valueOf("FlashEraseSetting");
-  const bool cuts = isOn("FlashPageToggle") || isOn("FlashPagesFilledWith") || isOn("RetainMainSectors") ||
-                    erase == "Chip Erase (retain sectors specified in CCFG)" ||
-                    erase == "Retain MAIN sectors and CCFG and SCFG";
-  return cuts ? PluginCuts::Yes : PluginCuts::No;
-}
-
 LoadPlan PlanLoad(std::span<const ImageFile> images, const MemoryMap& map, PluginCuts cuts) {
   const std::vector<Piece> pieces = PiecesOf(images, map.aliasMask);
   RefuseOverlaps(pieces);
   const std::vector<MappedRegion> regions = RegionsOf(map);
 
   LoadPlan plan;
-  std::vector<Piece> visited;  // pieces of the region that the walk is in
-  Region region = Region::Outside;
+  Region region = Region::Outside;  // that the walk is in
+  std::vector<Piece> visited;       // its pieces
   const auto leaveRegion = [&] {
     if (visited.empty()) return;
     for (ImageBlock& block : BlocksOf(region, visited, map, cuts)) plan.blocks.push_back(std::move(block));
     visited.clear();
   };
-  for (Piece rest : pieces) {
-    while (!rest.data.empty()) {
+  for (const Piece& piece : pieces) {
+    bool isStray = false;
+    for (Piece rest = piece; !rest.data.empty();) {
       const RegionEnd at = RegionAt(regions, rest.address);
+      if (at.region == Region::Outside && !isStray) {
+        plan.strays.push_back(
+            {*piece.image, piece.Range(), rest.address == piece.address ? at.region : region});
+        isStray = true;
+      }
       if (at.region != region) leaveRegion();
       region = at.region;
       visited.push_back(TakeFront(rest, CountUpTo(rest, at.end)));
@@ -255,19 +177,6 @@ LoadPlan PlanLoad(std::span<const ImageFile> images, const MemoryMap& map, Plugi
   }
   leaveRegion();
   return plan;
-}
-
-// A transfer's sectors are acknowledged with 8-bit numbers that count up from the transfer's own command
-// number f, and the plug-in follows them across one wrap only: a transfer of n sectors succeeds if and only
-// if f + n - 1 is at most 256. A load's commands are numbered from 0, a no-operation first, then the chip
-// erase if there is one; each MAIN block takes two numbers, one to program and one to verify. So block
-// number k begins at 2k + 1 or 2k + 2, modulo 256, and one or two sectors always pass. Where the plug-in may
-// cut a block into an unknown number of transfers, its number is unknown too, and nothing more is safe.
-std::size_t MaxSectorsOfBlock(std::size_t index, PluginCuts cuts) {
-  constexpr std::size_t kAlwaysSafe = 2;
-  if (cuts == PluginCuts::Yes) return kAlwaysSafe;
-  const std::size_t sinceWrap = index % 128;
-  return std::max(kAlwaysSafe, std::min(kLargestTransfer, 255 - 2 * sinceWrap));
 }
 
 }  // namespace host

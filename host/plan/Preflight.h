@@ -5,22 +5,28 @@
 
 #include "host/device/FlashProperties.h"
 #include "host/device/PropertyStore.h"
-#include "host/plan/ImagePlan.h"
+#include "host/plan/EraseChoice.h"
+#include "host/plan/LoadPlan.h"
 
 namespace host {
 
-// What the erase step of a load will do, by the settings.
-struct EraseChoice {
-  std::string text;                  // as the settings name it
-  bool erases = false;               // anything at all
-  bool erasesConfiguration = false;  // CCFG and SCFG with it
-  bool keepsMarkedSectors = false;   // MAIN sectors that the CCFG on the chip marks
+// A look at images and settings before anything is done to a chip, one line a finding.
+struct Preflight {
+  std::vector<std::string> refusals;  // the load would fail, or do something else than it says
+  std::vector<std::string> warnings;  // what usually is a mistake, and may be meant
 };
-EraseChoice ChosenErase(const PropertyStore& settings);
 
-// A look at the images and settings before anything is done: one line for each thing that usually goes wrong.
-// Empty for a load that nothing speaks against.
-std::vector<std::string> WarnBeforeLoad(const LoadPlan& plan, const DeviceDescription& device,
-                                        const PropertyStore& settings);
+struct PreflightOptions {
+  bool allowOutside = false;     // bytes that lie in no memory are handed on as RAM data
+  bool chipIsDescribed = false;  // the target is made from the description's <chip>: they must agree
+};
+
+// Whether it is a load or a verification is one of the settings.
+Preflight Inspect(const LoadPlan& plan, const DeviceDescription& device, const PropertyStore& settings,
+                  PreflightOptions options = {});
+
+// How the facts by which images are cut differ from the <chip> of the same description; empty when they
+// agree.
+std::vector<std::string> Contradictions(const DeviceDescription& device);
 
 }  // namespace host

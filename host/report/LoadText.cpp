@@ -78,10 +78,7 @@ std::string PlanText(const LoadPlan& plan, const DeviceDescription& device, cons
         fmt::format("{:<10}{} ({}, {})\n", "Image", image.name, ImageFormatName(image.format), Bytes(bytes));
   }
   text += fmt::format("{:<10}{} ({})\n", "Device", device.name, device.description);
-  const EraseChoice erase = ChosenErase(settings);
-  const std::string plain = plan.Has(Region::UserRecord)
-                                ? std::string("no erase (user record only), then program and verify")
-                                : fmt::format("{}, then program and verify", erase.text);
+  const std::string plain = fmt::format("{}, then program and verify", EraseOf(plan, settings).text);
   text +=
       fmt::format("{:<10}{}\n", "Plan", mode == LoadMode::Verify ? "compare only, change nothing" : plain);
   for (const RegionReport& region : DescribeRegions(plan, device.map))

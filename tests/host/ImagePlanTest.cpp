@@ -103,45 +103,55 @@ TEST(ImagePlan, WithoutAnAliasItsAddressesLieOutside) {
 
 TEST(ImagePlan, OverlapsAreRefusedNamingBothImagesAndTheRange) {
   EXPECT_EQ(ErrorOf({Image("b", 0x108, Bytes(16)), Image("a", 0x100, Bytes(16))}),
-            "a and b overlap from 0x00000108 to 0x0000010F");
+            "a and b overlap in 0x00000108..0x0000010f");
   EXPECT_EQ(ErrorOf({Image("a", 0x100, Bytes(16)), Image("b", 0x104, Bytes(4))}),
-            "a and b overlap from 0x00000104 to 0x00000107");
+            "a and b overlap in 0x00000104..0x00000107");
   EXPECT_EQ(ErrorOf({Image("a", 0x100, Bytes(16)), Image("b", 0x110, Bytes(4))}), "no error");
   ImageFile twice = Image("a", 0x100, Bytes(16));
   twice.segments.push_back({0x10F, {1}});
-  EXPECT_EQ(ErrorOf({twice}), "a gives the bytes from 0x0000010F to 0x0000010F twice");
+  EXPECT_EQ(ErrorOf({twice}), "a gives the bytes 0x0000010f..0x0000010f twice");
   EXPECT_EQ(ErrorOf({Image("plain", 0x100, {1}), Image("alias", 0x1000'0100, {1})}),
-            "plain and alias overlap from 0x00000100 to 0x00000100");
-}
-
-TEST(ImagePlan, CountsWhatItHolds) {
-  const LoadPlan plan = Plan({Image(0x100, 4), Image(0x4000'0000, 4)});
-  EXPECT_TRUE(plan.Has(Region::Main));
-  EXPECT_FALSE(plan.Has(Region::Scfg));
-  EXPECT_EQ(plan.ImageBytes(Region::Ccfg), 4u);
-  EXPECT_EQ(plan.TotalBytes(), 0x104u);
+            "plain and alias overlap in 0x00000100..0x00000100");
 }
 
 TEST(ImagePlan, SettingsDecideHowLongABlockMayBe) {
+  using Values = host::PropertyStore::Values;
   const struct {
-    const char* name;
-    const char* value;
+    Values settings;
     PluginCuts cuts;
   } cases[] = {
-      {"none", "", PluginCuts::No},
-      {"FlashPageToggle", "1", PluginCuts::Yes},
-      {"FlashPageToggle", "0", PluginCuts::No},
-      {"FlashPagesFilledWith", "1", PluginCuts::Yes},
-      {"RetainMainSectors", "1", PluginCuts::Yes},
-      {"FlashEraseSetting", "Chip Erase", PluginCuts::No},
-      {"FlashEraseSetting", "Retain CCFG and SCFG sectors", PluginCuts::No},
-      {"FlashEraseSetting", "Retain MAIN sectors and CCFG and SCFG", PluginCuts::Yes},
-      {"FlashEraseSetting", "Chip Erase (retain sectors specified in CCFG)", PluginCuts::Yes},
+      {{}, PluginCuts::No},
+      {{{"FlashPageToggle", "1"}}, PluginCuts::Yes},
+      {{{"FlashPageToggle", "0"}}, PluginCuts::No},
+      {{{"FlashPagesFilledWith", "1"}}, PluginCuts::Yes},
+      {{{"RetainMainSectors", "1"}}, PluginCuts::Yes},
+      {{{"RetainMainSectors", "1"}, {"NoFlashErase", "1"}}, PluginCuts::No},
+      {{{"FlashEraseSetting", "Retain CCFG and SCFG sectors"}}, PluginCuts::No},
+      {{{"FlashEraseSetting", "Retain MAIN sectors and CCFG and SCFG"}}, PluginCuts::Yes},
   };
-  for (const auto& c : cases) {
-    const auto valueOf = [&](std::string_view name) { return name == c.name ? c.value : std::string(); };
-    EXPECT_EQ(host::PluginCutsUnder(valueOf), c.cuts) << c.name << "=" << c.value;
-  }
+  for (const auto& c : cases)
+    EXPECT_EQ(host::PluginCutsUnder(host::PropertyStore(c.settings)), c.cuts)
+        << testing::PrintToString(c.settings);
+}
+
+// The plug-in drops a last byte that is alone in its sector when it cuts away the sector before.
+TEST(ImagePlan, NoLastByteIsAloneInItsSectorWhereThePluginCuts) {
+  EXPECT_EQ(Shape(Plan({Image(0x80, 0x81)}, PluginCuts::Yes)), (Expected{{Region::Main, 0x80, 0x82}}));
+  EXPECT_EQ(Shape(Plan({Image(0x80, 0x81)}, PluginCuts::No)), (Expected{{Region::Main, 0x80, 0x81}}));
+  EXPECT_EQ(Shape(Plan({Image(0x100, 1)}, PluginCuts::Yes)), (Expected{{Region::Main, 0x100, 1}}));
+}
+
+// Many blocks of one range, two ranges with an untouched sector between them, and regions that are one range.
+TEST(ImagePlan, TellsRangesAsAPersonWouldCountThem) {
+  const LoadPlan plan = Plan({Image(0x10, 0x2700), Image(0x2900, 2), Image(0x2908, 2), Image(0x4000'0010, 4),
+                              Image(0x4000'0080, 4), Image(0x2000'0000, 4), Image(0x2000'0009, 4)});
+  ASSERT_EQ(plan.blocks.size(), 6u);
+  EXPECT_EQ(RangesOf(plan, kMap.sectorSize),
+            (std::vector<host::PlannedRange>{{Region::Main, 0x10, 0x2710, 0x2700, 40},
+                                             {Region::Main, 0x2900, 0x290A, 4, 1},
+                                             {Region::Ram, 0x2000'0000, 0x2000'0004, 4, 0},
+                                             {Region::Ram, 0x2000'0009, 0x2000'000D, 4, 0},
+                                             {Region::Ccfg, 0x4000'0010, 0x4000'0084, 8, 0}}));
 }
 
 // --- what must hold for all images -----------------------------------------------------------------------
@@ -246,14 +256,6 @@ TEST(ImagePlanBlockSize, EveryBlockOfALoadSucceeds) {
   // Where the plug-in cuts blocks, any number may come.
   for (std::size_t first = 0; first < 256; ++first)
     EXPECT_TRUE(TransferSucceeds(first, host::MaxSectorsOfBlock(first, PluginCuts::Yes)));
-}
-
-// Small blocks would cost the plug-in its speed.
-TEST(ImagePlanBlockSize, MostBlocksAreLong) {
-  std::size_t sectors = 0;
-  for (std::size_t block = 0; block < 128; ++block) sectors += host::MaxSectorsOfBlock(block, PluginCuts::No);
-  EXPECT_GT(sectors / 128, 28u);
-  EXPECT_EQ(host::MaxSectorsOfBlock(0, PluginCuts::No), 32u);
 }
 
 RC_GTEST_PROP(ImagePlanProperty, NoMainBlockIsLongerThanItsNumberAllows, ()) {

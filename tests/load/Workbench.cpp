@@ -88,8 +88,7 @@ void Workbench::Prepare(const std::function<void(simulator::ChipState&)>& change
 
 host::LoadPlan Workbench::Plan(const std::vector<host::ImageSegment>& image) const {
   const std::vector<host::ImageFile> images{{"image", host::ImageFormat::Raw, image}};
-  return host::PlanLoad(images, device.map,
-                        host::PluginCutsUnder([&](std::string_view name) { return settings.Get(name); }));
+  return host::PlanLoad(images, device.map, host::PluginCutsUnder(settings));
 }
 
 host::LoadReport Workbench::Load(const std::vector<host::ImageSegment>& image) {
