@@ -57,15 +57,21 @@ Target::Target(const Options& options)
     if (IsHostFault(fault)) services.Fail(ParseHostFault(fault));
   if (options.target.trace.empty()) return;
 
-  trace.emplace(options.target.trace);
+  TraceSecrets secrets;
   for (const FlashProperty& property : device.properties) {
     if (property.type != PropertyType::Password) continue;
+    secrets.settings.push_back(property.name);
     const std::string secret = settings.Get(property.name);
-    // As a setting, and as it would go over the wire.
-    trace->Hide(secret.substr(0, kPasswordBytesSent));
-    trace->Hide(Unhex(secret).substr(0, kPasswordBytesSent));
+    for (const std::string& sent : {secret, Unhex(secret)}) {
+      const std::string_view bytes = std::string_view(sent).substr(0, kPasswordBytesSent);
+      secrets.passwords.emplace_back(bytes.begin(), bytes.end());
+    }
   }
-  services.TraceTo(&*trace);
+  const TraceHeader header{fmt::format("tovik-flash {}", TOVIK_VERSION),
+                           options.target.plugin.empty() ? DefaultPlugin().string() : options.target.plugin,
+                           device.name, options.target.probe};
+  trace.emplace(options.target.trace, header, std::move(secrets));
+  services.AddObserver(*trace);
 }
 
 void Target::ApplySettings(const TargetOptions& options) {
