@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "ProgramRun.h"
 
@@ -192,7 +193,10 @@ TEST_F(ProgramTest, AFaultOfTheChipFailsTheLoadAndTheNextOneRecovers) {
 TEST_F(ProgramTest, TraceHasALineForEachHostCall) {
   const ProgramRun run = folder.Run(LoadAll({"--json", "--trace", folder.Path("trace")}));
   const Bytes trace = folder.Read("trace");
-  EXPECT_EQ(json::parse(run.out)["host_calls"], std::count(trace.begin(), trace.end(), '\n'));
+  std::istringstream lines(std::string(trace.begin(), trace.end()));
+  int calls = 0;
+  for (std::string line; std::getline(lines, line);) calls += json::parse(line).contains("n") ? 1 : 0;
+  EXPECT_EQ(json::parse(run.out)["host_calls"], calls);
 }
 
 TEST_F(ProgramTest, EraseKeepsMarkedSectorsWhenAskedAndBlankCheckTells) {
