@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "host/device/Passwords.h"
+
 namespace host {
 
 namespace {
@@ -15,15 +17,24 @@ Session::Session(SessionRequest request)
       settings(std::move(request.settings)),
       probe(OpenProbe(request.probe, device)),
       library(request.plugin),
-      services(*probe, settings) {
+      services(*probe, settings),
+      pluginName(request.plugin.string()),
+      probeName(request.probe.name) {
   for (HostFault& fault : request.faults) services.Fail(std::move(fault));
 }
 
-void Session::TraceTo(const std::filesystem::path& file) {
-  trace.emplace(file.string());
+void Session::TraceTo(const std::filesystem::path& file, const std::string& program) {
+  TraceSecrets secrets;
   for (const FlashProperty& property : device.properties)
-    if (property.type == PropertyType::Password) trace->Hide(settings.Get(property.name));
-  services.TraceTo(&*trace);
+    if (property.type == PropertyType::Password) secrets.settings.push_back(property.name);
+  const std::string password = PasswordInUse(settings).bytes;
+  secrets.passwords.emplace_back(password.begin(), password.end());
+  trace.emplace(file.string(), TraceHeader{program, pluginName, device.name, probeName}, std::move(secrets));
+  services.AddObserver(*trace);
+}
+
+std::optional<std::string> Session::TraceLoss() const {
+  return trace ? trace->Loss() : std::nullopt;
 }
 
 std::uint32_t Session::ReadRegister(std::string_view name) {

@@ -36,8 +36,10 @@ class Session {
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  // Records every call from now on. Throws InputError when the file cannot be written.
-  void TraceTo(const std::filesystem::path& file);
+  // Records every call from now on; `program` is who does it. Throws InputError when the file cannot be written.
+  void TraceTo(const std::filesystem::path& file, const std::string& program);
+  // What is missing in the trace and why; nothing when it is whole, or not wanted.
+  [[nodiscard]] std::optional<std::string> TraceLoss() const;
 
   // Fails the plug-in's present and every further call with "cancelled". From any thread, or a signal
   // handler.
@@ -68,6 +70,8 @@ class Session {
   HostServices services;
 
  private:
+  const std::string pluginName;  // as it was asked for
+  const std::string probeName;
   std::optional<Trace> trace;
 };
 

@@ -17,18 +17,31 @@ struct HostCall {
   std::optional<std::string_view> subject{};  // property, register or core name, or the message
   std::optional<std::string_view> text{};     // a property's value
   std::optional<std::uint64_t> address{};
+  std::optional<int> page{};             // of a memory access
   std::optional<std::uint64_t> value{};  // register contents, milliseconds, a flag
   std::size_t elementSize = 0;           // of `data`; 0 when the call moves no memory
   std::span<const std::uint8_t> data{};  // what was written, or what has been read
   std::optional<std::string_view> error{};
 };
 
-// Who looks over the host services' shoulder.
+// One call of the host into the plug-in. Views, as above.
+struct PluginCall {
+  std::string_view function;                  // "WriteDataToFlash"
+  std::optional<std::string_view> subject{};  // device, operation, script function or load state
+  std::optional<std::uint32_t> address{};
+  std::optional<std::size_t> bytes{};
+  std::optional<std::string_view> error{};  // when it is over and has failed
+};
+
+// Who looks over the host services' shoulder. What an observer throws is lost: it cannot fail a call.
 class HostCallObserver {
  public:
   virtual ~HostCallObserver() = default;
   // Called at the end of every call, failed ones included; `elapsedNs` is the probe's time then.
   virtual void Saw(const HostCall& call, std::uint64_t elapsedNs) = 0;
+  // Around every call into the plug-in. One that never ends has stopped the process.
+  virtual void Begins(const PluginCall& /*call*/, std::uint64_t /*elapsedNs*/) {}
+  virtual void Ends(const PluginCall& /*call*/, std::uint64_t /*elapsedNs*/) {}
 };
 
 }  // namespace host

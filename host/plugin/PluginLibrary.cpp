@@ -11,11 +11,7 @@ namespace host {
 
 namespace {
 
-const constexpr char* kEntry = "CreateFlashDevice4";
-
-void Require(const char* error) {
-  if (error != nullptr) throw PluginError(error);
-}
+constexpr const char* kEntry = "CreateFlashDevice4";
 
 std::vector<std::string> SplitNames(std::string_view names) {
   constexpr std::string_view kSeparator = ", ";
@@ -45,54 +41,78 @@ PluginLibrary::PluginLibrary(const std::filesystem::path& path) {
     throw InputError(fmt::format("plug-in {}: does not export {}", path.string(), kEntry));
 }
 
-PluginDevice::PluginDevice(const PluginLibrary& library, HostServices& services, const std::string& name) {
+template <typename Action>
+void PluginDevice::Call(PluginCall call, Action&& action) {
+  services.TellBegin(call);
+  const char* const error = std::forward<Action>(action)();
+  if (error != nullptr) call.error = error;
+  services.TellEnd(call);
+  if (error != nullptr) throw PluginError(error);
+}
+
+PluginDevice::PluginDevice(const PluginLibrary& library, HostServices& hostServices, const std::string& name)
+    : services(hostServices) {
   IFlashDevice4* created = nullptr;
-  Require(library.Entry()(name.c_str(), "", "", services.Utility(), &created));
+  Call({.function = kEntry, .subject = name},
+       [&] { return library.Entry()(name.c_str(), "", "", services.Utility(), &created); });
   if (created == nullptr) throw PluginError("the plug-in reported success but made no device");
-  device.reset(created);
+  device = created;
+}
+
+PluginDevice::~PluginDevice() {
+  const PluginCall call{.function = "Delete"};
+  services.TellBegin(call);
+  device->Delete();
+  services.TellEnd(call);
 }
 
 std::vector<std::string> PluginDevice::Initialize() {
   bool flashAvailable = false;
   const char* operations = nullptr;
-  Require(device->Initialize(flashAvailable, operations));
+  Call({.function = "Initialize"}, [&] { return device->Initialize(flashAvailable, operations); });
   if (!flashAvailable) throw PluginError("the plug-in says that the device has no flash");
   return SplitNames(operations != nullptr ? operations : "");
 }
 
 void PluginDevice::StartLoad() {
-  Require(device->ResetSettings(ProgramState::LoadStart));
+  Call({.function = "ResetSettings", .subject = "LoadStart"},
+       [&] { return device->ResetSettings(ProgramState::LoadStart); });
 }
 
 void PluginDevice::EndLoad() {
-  Require(device->ResetSettings(ProgramState::LoadEnd));
+  Call({.function = "ResetSettings", .subject = "LoadEnd"},
+       [&] { return device->ResetSettings(ProgramState::LoadEnd); });
 }
 
 void PluginDevice::WriteBlock(std::uint32_t address, std::span<const std::uint8_t> bytes) {
   constexpr short kPage = 0;
   if (bytes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max()))
     throw std::runtime_error(fmt::format("a block of {} bytes is too big", bytes.size()));
-  Require(device->WriteDataToFlash(bytes.data(), Debugger::Address(address), static_cast<int>(bytes.size()),
-                                   kPage));
+  Call({.function = "WriteDataToFlash", .address = address, .bytes = bytes.size()}, [&] {
+    return device->WriteDataToFlash(bytes.data(), Debugger::Address(address), static_cast<int>(bytes.size()),
+                                    kPage);
+  });
 }
 
 bool PluginDevice::HandlesVerification(std::uint32_t address) {
   bool handled = false;
-  Require(device->HandleVerification(Debugger::Address(address), handled));
+  Call({.function = "HandleVerification", .address = address},
+       [&] { return device->HandleVerification(Debugger::Address(address), handled); });
   return handled;
 }
 
 void PluginDevice::PerformOperation(const std::string& operation) {
-  Require(device->PerformOperation(operation.c_str()));
+  Call({.function = "PerformOperation", .subject = operation},
+       [&] { return device->PerformOperation(operation.c_str()); });
 }
 
 std::vector<std::string> PluginDevice::ScriptFunctions() {
   unsigned int count = 0;
-  Require(device->GetNumberOfRuneFunctions(count));
+  Call({.function = "GetNumberOfRuneFunctions"}, [&] { return device->GetNumberOfRuneFunctions(count); });
   std::vector<std::string> names;
   for (unsigned int index = 0; index < count; ++index) {
     const char* name = nullptr;
-    Require(device->GetRuneFunctionName(index, name));
+    Call({.function = "GetRuneFunctionName"}, [&] { return device->GetRuneFunctionName(index, name); });
     names.emplace_back(name);
   }
   return names;
@@ -112,8 +132,10 @@ ScriptValue PluginDevice::RunScriptFunction(const std::string& name,
     values.push_back(value);
   }
   C_RuneValue result(0);
-  Require(device->ExecuteRuneFunction(name.c_str(), values.data(), static_cast<unsigned int>(values.size()),
-                                      result));
+  Call({.function = "ExecuteRuneFunction", .subject = name}, [&] {
+    return device->ExecuteRuneFunction(name.c_str(), values.data(), static_cast<unsigned int>(values.size()),
+                                       result);
+  });
   if (result.type == C_RuneValue::kText) return std::string(result.text != nullptr ? result.text : "");
   return result.integer;
 }

@@ -39,11 +39,15 @@ class PluginLibrary {
 // A parameter or result of a script function.
 using ScriptValue = std::variant<long long, std::string>;
 
-// One device object of the plug-in, with its error texts turned into PluginError.
+// One device object of the plug-in, with its error texts turned into PluginError. Tells the observers of the
+// host services when a call into the plug-in begins and ends.
 class PluginDevice {
  public:
-  // Creates the device; `name` is what the host calls it.
+  // Creates the device; `name` is what the host calls it. `services` must outlive this object.
   PluginDevice(const PluginLibrary& library, HostServices& services, const std::string& name);
+  ~PluginDevice();
+  PluginDevice(const PluginDevice&) = delete;
+  PluginDevice& operator=(const PluginDevice&) = delete;
 
   // Lists the operations that the plug-in advertises.
   std::vector<std::string> Initialize();
@@ -57,10 +61,12 @@ class PluginDevice {
   ScriptValue RunScriptFunction(const std::string& name, const std::vector<ScriptValue>& arguments);
 
  private:
-  struct Delete {
-    void operator()(IFlashDevice4* object) const { object->Delete(); }
-  };
-  std::unique_ptr<IFlashDevice4, Delete> device;
+  // Makes one call, which answers null or an error text; throws PluginError for the latter.
+  template <typename Action>
+  void Call(PluginCall call, Action&& action);
+
+  HostServices& services;
+  IFlashDevice4* device = nullptr;
 };
 
 }  // namespace host

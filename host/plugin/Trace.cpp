@@ -6,55 +6,112 @@
 #include <cerrno>
 #include <cstring>
 #include <nlohmann/json.hpp>
-#include <stdexcept>
+#include <span>
 #include <string_view>
+#include <utility>
 
 #include "host/device/InputError.h"
+#include "host/probe/DebugProbe.h"
 
 namespace host {
 
 namespace {
 
-constexpr std::size_t kShownBytes = 32;  // of a transfer: enough for a command header and its first words
+using Json = nlohmann::ordered_json;
+
+constexpr int kVersion = 1;              // of the format; docs/trace.md
+constexpr std::size_t kShownBytes = 32;  // of a transfer: what every command and answer but bulk data needs
+constexpr std::size_t kWord = 4;
 constexpr std::string_view kHidden = "(hidden)";
+
+double Milliseconds(std::uint64_t nanoseconds) {
+  return static_cast<double>(nanoseconds) / 1e6;
+}
+
+Json PluginLine(const char* event, const PluginCall& call, std::uint64_t elapsedNs) {
+  Json line;
+  line[event] = call.function;
+  line["ms"] = Milliseconds(elapsedNs);
+  if (call.subject) line["name"] = *call.subject;
+  if (call.address) line["address"] = fmt::format("0x{:08x}", *call.address);
+  if (call.bytes) line["bytes"] = *call.bytes;
+  if (call.error) line["error"] = *call.error;
+  return line;
+}
 
 }  // namespace
 
-Trace::Trace(const std::string& tracePath) : path(tracePath), file(tracePath, std::ios::trunc) {
+Trace::Trace(const std::string& tracePath, const TraceHeader& header, TraceSecrets hidden)
+    : path(tracePath), file(tracePath, std::ios::trunc), secrets(std::move(hidden)) {
   if (!file) throw InputError(fmt::format("trace file {}: {}", path, std::strerror(errno)));
+  // On the wire a password is padded to whole words; an empty one is none.
+  std::erase_if(secrets.passwords, [](const auto& password) { return password.empty(); });
+  for (auto& password : secrets.passwords) password.resize((password.size() + kWord - 1) / kWord * kWord);
+  Write(Json{{"format", "tovik-flash trace"},
+             {"version", kVersion},
+             {"program", header.program},
+             {"plugin", header.plugin},
+             {"device", header.device},
+             {"probe", header.probe}});
 }
 
-void Trace::Hide(const std::string& secret) {
-  if (!secret.empty()) secrets.push_back(secret);
-}
-
-void Trace::Record(const HostCall& call, std::uint64_t elapsedNs) {
-  nlohmann::ordered_json line;
+void Trace::Saw(const HostCall& call, std::uint64_t elapsedNs) {
+  Json line;
   line["n"] = call.number;
-  line["ms"] = static_cast<double>(elapsedNs) / 1e6;
+  line["ms"] = Milliseconds(elapsedNs);
   line["core"] = call.core;
   line["call"] = call.function;
   if (call.subject) line["name"] = *call.subject;
-  if (call.text) line["text"] = IsSecret(*call.text) ? kHidden : *call.text;
+  if (call.text) line["text"] = IsSecretSetting(call) ? kHidden : *call.text;
   if (call.address) line["address"] = fmt::format("0x{:08x}", *call.address);
+  if (call.page.value_or(0) != 0) line["page"] = *call.page;
   if (call.value) line["value"] = fmt::format("0x{:08x}", *call.value);
   if (call.elementSize != 0) {
     line["bytes"] = call.data.size();
     line["element"] = call.elementSize;
-    const std::string_view bytes(reinterpret_cast<const char*>(call.data.data()), call.data.size());
     const auto shown = call.data.first(std::min(kShownBytes, call.data.size()));
-    line["data"] = IsSecret(bytes) ? std::string(kHidden) : fmt::format("{:02x}", fmt::join(shown, ""));
+    line["data"] = IsSecretData(call) ? std::string(kHidden) : fmt::format("{:02x}", fmt::join(shown, ""));
   }
   if (call.error) line["error"] = *call.error;
-
-  // A plug-in may hand over any bytes as text; the file stays valid JSON.
-  file << line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
-  if (!file) throw std::runtime_error(fmt::format("trace file {}: cannot write", path));
+  Write(line);
 }
 
-bool Trace::IsSecret(std::string_view bytes) const {
-  return std::any_of(secrets.begin(), secrets.end(),
-                     [&](const std::string& secret) { return bytes.find(secret) != std::string_view::npos; });
+void Trace::Begins(const PluginCall& call, std::uint64_t elapsedNs) {
+  Write(PluginLine("begin", call, elapsedNs));
+}
+
+void Trace::Ends(const PluginCall& call, std::uint64_t elapsedNs) {
+  Write(PluginLine("end", call, elapsedNs));
+}
+
+// That no password is set is no secret, and often what is looked for.
+bool Trace::IsSecretSetting(const HostCall& call) const {
+  return !call.text->empty() &&
+         std::find(secrets.settings.begin(), secrets.settings.end(), call.subject) != secrets.settings.end();
+}
+
+// A password is a transfer of its own, or comes right behind the header of its command. Data that only
+// happens to hold the same bytes is not hidden.
+bool Trace::IsSecretData(const HostCall& call) const {
+  if (call.core != CoreName(Core::SecureAp)) return false;
+  return std::any_of(secrets.passwords.begin(), secrets.passwords.end(), [&](const auto& password) {
+    const auto isPassword = [&](std::span<const std::uint8_t> bytes) {
+      return std::equal(bytes.begin(), bytes.end(), password.begin(), password.end());
+    };
+    return isPassword(call.data) || (call.data.size() > kWord && isPassword(call.data.subspan(kWord)));
+  });
+}
+
+template <typename Line>
+void Trace::Write(const Line& line) {
+  if (loss) return;
+  // A plug-in may hand over any bytes as text; the file stays valid JSON.
+  file << line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n' << std::flush;
+  if (file) {
+    ++lines;
+    return;
+  }
+  loss = fmt::format("trace file {}: {}; it ends after {} lines", path, std::strerror(errno), lines);
 }
 
 }  // namespace host

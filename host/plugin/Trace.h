@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,26 +10,49 @@
 
 namespace host {
 
-// Records every call of the plug-in into the host, one JSON object a line, in the order of the calls:
-//   {"n":7,"ms":12.25,"core":"CS_DAP_0","call":"ReadReg","address":"0x00000010","value":"0x00200304"}
-// Moved memory shows as its byte count and its first bytes. A failed call has "error".
-class Trace {
+// What the first line of a trace says about the session.
+struct TraceHeader {
+  std::string program;  // with its version
+  std::string plugin;   // the library's file
+  std::string device;
+  std::string probe;
+};
+
+// What must not reach a trace.
+struct TraceSecrets {
+  std::vector<std::string> settings;                 // names of the properties whose values are passwords
+  std::vector<std::vector<std::uint8_t>> passwords;  // as they go over the wire, without the header word
+};
+
+// Records a session between host and plug-in, one JSON object a line: docs/trace.md describes them. Every
+// line is in the file before the call that it tells of goes on, so that a plug-in that stops the process
+// takes none along.
+//
+// A line that cannot be written ends the trace, not the session: whoever made the trace asks for Loss() at
+// the end and tells it.
+class Trace final : public HostCallObserver {
  public:
-  // Throws InputError when the file cannot be written.
-  explicit Trace(const std::string& path);
+  // Begins the file anew. Throws InputError when it cannot be written.
+  Trace(const std::string& path, const TraceHeader& header, TraceSecrets secrets);
 
-  // Texts that must not reach the file, whether as a property's value or within moved memory: passwords.
-  void Hide(const std::string& secret);
+  // What is missing and why; nothing when the trace is whole.
+  [[nodiscard]] const std::optional<std::string>& Loss() const { return loss; }
 
-  // `elapsedNs` is the probe's time at the end of the call. Throws std::runtime_error when the disk is full.
-  void Record(const HostCall& call, std::uint64_t elapsedNs);
+  void Saw(const HostCall& call, std::uint64_t elapsedNs) override;
+  void Begins(const PluginCall& call, std::uint64_t elapsedNs) override;
+  void Ends(const PluginCall& call, std::uint64_t elapsedNs) override;
 
  private:
-  [[nodiscard]] bool IsSecret(std::string_view bytes) const;
+  [[nodiscard]] bool IsSecretSetting(const HostCall& call) const;
+  [[nodiscard]] bool IsSecretData(const HostCall& call) const;
+  template <typename Line>
+  void Write(const Line& line);
 
   std::string path;
   std::ofstream file;
-  std::vector<std::string> secrets;
+  TraceSecrets secrets;
+  std::uint64_t lines = 0;
+  std::optional<std::string> loss;
 };
 
 }  // namespace host

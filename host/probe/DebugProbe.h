@@ -25,7 +25,8 @@ class DebugProbe {
  public:
   virtual ~DebugProbe() = default;
 
-  // Brings up (or takes down) the connection to one core; connecting twice renews the connection.
+  // Brings up (or takes down) the connection to one core; connecting twice renews the connection. Those to
+  // the other cores end with the debug port's, and are made anew after it has been renewed.
   virtual void Connect(Core core) = 0;
   virtual void Disconnect(Core core) = 0;
   // Pulls the target's reset pin; needs no connected core.
@@ -40,9 +41,11 @@ class DebugProbe {
   virtual void PushWords(std::span<const std::uint32_t> words) = 0;
   virtual void PopWords(std::span<std::uint32_t> words) = 0;
 
-  // Target memory through the AHB access port, one transfer for the whole range.
-  virtual void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes) = 0;
-  virtual void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes) = 0;
+  // Target memory through the AHB access port, one transfer for the whole range, which is a whole number of
+  // elements of `elementSize` (1, 2 or 4) bytes: the width of an access on the target's bus.
+  virtual void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes,
+                           std::size_t elementSize) = 0;
+  virtual void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t elementSize) = 0;
 
   virtual void Sleep(std::uint32_t milliseconds) = 0;
   // Time since the probe was opened, in nanoseconds of the probe's own clock: modelled time where the target

@@ -6,12 +6,15 @@
 
 namespace host {
 
-// What an answer of the chip or a text of the plug-in means for the user, and what to do about it.
+// What an answer of the chip or a text of the plug-in, the host or the probe means for the user, and what to
+// do about it.
 struct Explanation {
   int code = -1;          // result code of the chip; -1 for a text that has none
-  std::string_view text;  // as the plug-in words it, or the unchanging part of it
+  std::string_view text;  // as it is worded, or the unchanging part of it
   std::string_view meaning;
   std::string_view remedy;
+  // Where it holds: a region as RegionName() has it, or "erase", "exit", "password", "hsm". Empty: anywhere.
+  std::string_view place{};
 };
 
 // All that there are, codes first.
@@ -19,6 +22,10 @@ std::span<const Explanation> Explanations();
 
 // The explanations that fit a question: a result code ("132", "0x84"), or an error text that holds a known
 // text or is part of one, letter case aside. Empty when none does.
-std::vector<Explanation> Explain(std::string_view question);
+//
+// Where the place is known, as it is given or as the text names it, what is said of that place stands for
+// what holds anywhere; where it is not, there is all that is known, what holds anywhere first. A text that
+// only names a place has what is known of it.
+std::vector<Explanation> Explain(std::string_view question, std::string_view place = {});
 
 }  // namespace host

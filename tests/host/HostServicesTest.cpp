@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "FakeProbe.h"
 
 namespace host {
@@ -40,19 +42,88 @@ TEST_F(HostServicesTest, EachCoreHasAConnectionOfItsOwn) {
   Select("SEC_AP");
   EXPECT_FALSE(IsConnected());
   SelectConnected("SEC_AP");
-  EXPECT_EQ(Text(table.setCore(object, "CS_DAP_0")), "ok");
   EXPECT_EQ(Text(table.disconnect(object, true)), "ok");
   EXPECT_FALSE(IsConnected());
-  Select("SEC_AP");
+  EXPECT_EQ(Text(table.setCore(object, "CS_DAP_0")), "ok");
   EXPECT_TRUE(IsConnected());
-  EXPECT_THAT(probe.log, ElementsAre("disconnect CS_DAP_0"));
+  EXPECT_THAT(probe.log, ElementsAre("disconnect SEC_AP"));
 }
 
-TEST_F(HostServicesTest, AFailedConnectionLeavesTheCoreUnconnected) {
-  Select("Cortex");
-  probe.failure = "port is closed";
-  EXPECT_EQ(Text(table.connect(object, false)), "port is closed");
-  EXPECT_FALSE(IsConnected());
+TEST_F(HostServicesTest, CoresLoseTheirConnectionWithWhatCarriesIt) {
+  const struct {
+    const char* core;  // current when it happens
+    const char* what;
+    std::function<const char*()> happens;
+    bool keepsDebugPort;
+    bool keepsSecureAp;
+  } cases[] = {
+      {"CS_DAP_0", "let go", [&] { return table.disconnect(object, true); }, false, false},
+      {"CS_DAP_0", "renewed", [&] { return table.reConnect(object); }, true, false},
+      {"CS_DAP_0", "connected again", [&] { return table.connect(object, false); }, true, false},
+      {"SEC_AP", "let go", [&] { return table.disconnect(object, true); }, true, false},
+      {"SEC_AP", "renewed", [&] { return table.reConnect(object); }, true, true},
+      {"Cortex", "reset", [&] { return table.resetTarget(object, 0); }, false, false},
+  };
+  for (const auto& c : cases) {
+    for (const std::string failure : {"", "probe unplugged"}) {
+      SCOPED_TRACE(fmt::format("{} {}, \"{}\"", c.core, c.what, failure));
+      SelectConnected("CS_DAP_0");
+      SelectConnected("SEC_AP");
+      Select(c.core);
+      probe.failure = failure;
+      EXPECT_EQ(Text(c.happens()), failure.empty() ? "ok" : failure);
+      // What failed half-way cannot be relied on.
+      const bool isDebugPort = std::string_view(c.core) == "CS_DAP_0";
+      EXPECT_EQ(services.IsConnected(Core::DebugPort), c.keepsDebugPort && (failure.empty() || !isDebugPort));
+      EXPECT_EQ(services.IsConnected(Core::SecureAp), c.keepsSecureAp && failure.empty());
+    }
+  }
+}
+
+TEST_F(HostServicesTest, MemoryIsReachedInTheWidthThatIsAskedFor) {
+  SelectConnected("CS_DAP_0");
+  std::uint8_t bytes[4] = {1, 2, 3, 4};
+  const Debugger::Address address(0x20000000U);
+  EXPECT_EQ(Text(table.writeMemory(object, bytes, 4, address, 0, 1)), "ok");
+  EXPECT_EQ(Text(table.readMemory(object, bytes, 2, address, 0, 2)), "ok");
+  EXPECT_EQ(Text(table.readMemory(object, bytes, 1, address, 0, 3)),
+            "access width of 3 bytes is not offered");
+  EXPECT_THAT(probe.log,
+              ElementsAre("write memory 20000000 by 1: 01 02 03 04", "read memory 20000000 by 2: 4"));
+}
+
+TEST_F(HostServicesTest, EveryFaultThatIsAskedForComes) {
+  services.Fail({2, "second"});
+  services.Fail({3, ""});
+  std::vector<std::string> answers;
+  for (int i = 0; i < 4; ++i) answers.push_back(Text(table.setCore(object, "CS_DAP_0")));
+  EXPECT_THAT(answers, ElementsAre("ok", "second", "", "ok"));
+}
+
+TEST_F(HostServicesTest, ACancelledSessionRefusesAllButProperties) {
+  services.Cancel();
+  EXPECT_EQ(Text(table.setCoreById(object, "SEC_AP")), "cancelled");
+  EXPECT_EQ(Text(table.sleep(object, 1000)), "cancelled");
+  EXPECT_STREQ(table.getValueOfProperty(object, "SectorSize"), "800");
+  EXPECT_EQ(services.CurrentCore(), Core::DebugPort);
+  services.ResetCancel();
+  EXPECT_EQ(Text(table.sleep(object, 1)), "ok");
+  EXPECT_THAT(probe.log, ElementsAre("sleep 1"));
+}
+
+TEST_F(HostServicesTest, AnObserverThatFailsFailsNoCall) {
+  struct Failing : HostCallObserver {
+    int calls = 0;
+    void Saw(const HostCall&, std::uint64_t) override {
+      ++calls;
+      throw std::runtime_error("disk full");
+    }
+  } first, second;
+  services.AddObserver(first);
+  services.AddObserver(second);
+  EXPECT_EQ(Text(table.setCore(object, "CS_DAP_0")), "ok");
+  EXPECT_EQ(Text(table.setCore(object, "nowhere")), "there is no core \"nowhere\"");
+  EXPECT_EQ(second.calls, 2);
 }
 
 TEST_F(HostServicesTest, RefusesAccessesOnACoreThatIsNotConnected) {

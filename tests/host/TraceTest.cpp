@@ -14,7 +14,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 
 struct TraceTest : testing::Test {
   std::string path = testing::TempDir() + "tovik-trace-" + std::to_string(getpid()) + ".jsonl";
@@ -33,47 +32,70 @@ struct TraceTest : testing::Test {
 };
 
 TEST_F(TraceTest, RecordsEveryCallWithWhatWentInAndWhatCameOut) {
-  {
-    Trace trace(path);
-    services.TraceTo(&trace);
-    probe.elapsedNs = 1'500'000;
-    (void)table.getValueOfProperty(&services, "SectorSize");
-    (void)table.connect(&services, false);
-    unsigned long long value = 0;
-    (void)table.readReg(&services, Debugger::Address(FakeProbe::kStatusAddress), &value);
-    const std::uint8_t bytes[] = {1, 2, 0xAB};
-    (void)table.writeMemory(&services, bytes, 3, Debugger::Address(0x20000000U), 0, 1);
-    (void)table.setCoreById(&services, "NOWHERE");
-  }
+  Trace trace(path, {"tovik-flash 1.0", "lib.so", "serin-s20", "hs"}, {});
+  services.AddObserver(trace);
+  probe.elapsedNs = 1'500'000;
+  services.TellBegin({.function = "WriteDataToFlash", .address = 0x800, .bytes = 6});
+  (void)table.getValueOfProperty(&services, "SectorSize");
+  (void)table.connect(&services, false);
+  unsigned long long value = 0;
+  (void)table.readReg(&services, Debugger::Address(FakeProbe::kStatusAddress), &value);
+  const std::uint8_t bytes[] = {1, 2, 0xAB};
+  (void)table.writeMemory(&services, bytes, 3, Debugger::Address(0x20000000U), 7, 1);
+  (void)table.setCoreById(&services, "NOWHERE");
+  services.TellEnd({.function = "WriteDataToFlash", .error = "there is no core"});
+  // Read while the trace is open: a plug-in that stops the process takes no line along.
   EXPECT_THAT(
       Lines(),
       ElementsAre(
+          R"({"format":"tovik-flash trace","version":1,"program":"tovik-flash 1.0","plugin":"lib.so","device":"serin-s20","probe":"hs"})",
+          R"({"begin":"WriteDataToFlash","ms":1.5,"address":"0x00000800","bytes":6})",
           R"({"n":1,"ms":1.5,"core":"CS_DAP_0","call":"GetValueOfProperty","name":"SectorSize","text":"800"})",
           R"({"n":2,"ms":1.5,"core":"CS_DAP_0","call":"Connect","value":"0x00000000"})",
           R"({"n":3,"ms":1.5,"core":"CS_DAP_0","call":"ReadReg","address":"0x00010008","value":"0x00002005"})",
-          R"({"n":4,"ms":1.5,"core":"CS_DAP_0","call":"WriteMemory","address":"0x20000000","bytes":3,"element":1,"data":"0102ab"})",
-          R"({"n":5,"ms":1.5,"core":"CS_DAP_0","call":"SetCoreById","name":"NOWHERE","error":"there is no core \"NOWHERE\""})"));
+          R"({"n":4,"ms":1.5,"core":"CS_DAP_0","call":"WriteMemory","address":"0x20000000","page":7,"bytes":3,"element":1,"data":"0102ab"})",
+          R"({"n":5,"ms":1.5,"core":"CS_DAP_0","call":"SetCoreById","name":"NOWHERE","error":"there is no core \"NOWHERE\""})",
+          R"({"end":"WriteDataToFlash","ms":1.5,"error":"there is no core"})"));
+  EXPECT_EQ(trace.Loss(), std::nullopt);
 }
 
-TEST_F(TraceTest, HidesPasswordsInPropertiesAndOnTheWire) {
-  {
-    Trace trace(path);
-    trace.Hide("open-sesame");
-    trace.Hide("");  // no password set hides nothing
-    services.TraceTo(&trace);
-    (void)table.getValueOfProperty(&services, "DebugPassword");
-    (void)table.setCoreById(&services, "SEC_AP");
+TEST_F(TraceTest, HidesPasswordsAndNothingElse) {
+  const auto bytes = [](std::string_view text) {
+    return std::vector<std::uint8_t>(text.begin(), text.end());
+  };
+  Trace trace(path, {}, {{"DebugPassword"}, {bytes("open!"), bytes("")}});
+  services.AddObserver(trace);
+  const struct {
+    const char* core;
+    std::string_view bytes;  // whole words
+    const char* data;        // as the trace shows it
+  } cases[] = {
+      {"SEC_AP", {"open!\0\0\0", 8}, "(hidden)"},
+      {"SEC_AP", {"\x06\x01\x02\x00open!\0\0\0", 12}, "(hidden)"},
+      {"SEC_AP", {"open", 4}, "6f70656e"},
+      {"SEC_AP", {"open!\0\0\0zzzz", 12}, "6f70656e210000007a7a7a7a"},
+      {"SEC_AP", {"zzzz", 4}, "7a7a7a7a"},
+      {"CS_DAP_0", {"open!\0\0\0", 8}, "6f70656e21000000"},
+  };
+  for (const auto& c : cases) {
+    (void)table.setCoreById(&services, c.core);
     (void)table.connect(&services, false);
-    const char words[] = "\x06\x01\x03\x00open-sesame";  // 16 bytes with the closing zero
-    (void)table.writeMemory(&services, words, 4, Debugger::Address(0U), 1, 4);
-    const std::uint32_t other[] = {1};
-    (void)table.writeMemory(&services, other, 1, Debugger::Address(0U), 1, 4);
+    (void)table.writeMemory(&services, c.bytes.data(), c.bytes.size() / 4, Debugger::Address(0U), 1, 4);
+    EXPECT_THAT(Lines().back(), HasSubstr(fmt::format(R"("data":"{}")", c.data)));
   }
-  const std::vector<std::string> lines = Lines();
-  ASSERT_EQ(lines.size(), 5U);
-  EXPECT_THAT(lines[0], HasSubstr(R"-("text":"(hidden)")-"));
-  EXPECT_THAT(lines[3], HasSubstr(R"-("bytes":16,"element":4,"data":"(hidden)")-"));
-  EXPECT_THAT(lines[4], HasSubstr(R"("data":"01000000")"));
+  (void)table.getValueOfProperty(&services, "DebugPassword");
+  EXPECT_THAT(Lines().back(), HasSubstr(R"-("text":"(hidden)")-"));
+  (void)table.setValueOfProperty(&services, "DebugPassword", "");
+  EXPECT_THAT(Lines().back(), HasSubstr(R"("text":"")"));
+  (void)table.setValueOfProperty(&services, "HsmSysInfo", "open!");
+  EXPECT_THAT(Lines().back(), HasSubstr(R"("text":"open!")"));
+}
+
+TEST_F(TraceTest, AFullDiskEndsTheTraceAndNothingElse) {
+  Trace trace("/dev/full", {}, {});
+  services.AddObserver(trace);
+  EXPECT_EQ(table.setCoreById(&services, "SEC_AP"), nullptr);
+  EXPECT_EQ(trace.Loss(), "trace file /dev/full: No space left on device; it ends after 0 lines");
 }
 
 }  // namespace

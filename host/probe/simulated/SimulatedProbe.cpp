@@ -138,11 +138,11 @@ void SimulatedProbe::PopWords(std::span<std::uint32_t> words) {
   ports->ReadRxWords(words);
 }
 
-void SimulatedProbe::WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes) {
+void SimulatedProbe::WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes, std::size_t) {
   ports->WriteMemory(address, bytes);
 }
 
-void SimulatedProbe::ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes) {
+void SimulatedProbe::ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t) {
   ports->ReadMemory(address, bytes);
 }
 

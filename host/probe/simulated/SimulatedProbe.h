@@ -31,8 +31,9 @@ class SimulatedProbe final : public DebugProbe, public ChipView {
   void WriteRegister(std::uint32_t address, std::uint32_t value) override;
   void PushWords(std::span<const std::uint32_t> words) override;
   void PopWords(std::span<std::uint32_t> words) override;
-  void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes) override;
-  void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes) override;
+  void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes,
+                   std::size_t elementSize) override;
+  void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t elementSize) override;
   void Sleep(std::uint32_t milliseconds) override;
   [[nodiscard]] std::uint64_t ElapsedNs() const override;
   [[nodiscard]] std::uint64_t RoundTrips() const override { return ports->Counted().roundTrips; }
