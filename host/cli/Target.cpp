@@ -4,20 +4,13 @@
 
 #include "host/cli/Locations.h"
 #include "host/device/InputError.h"
+#include "host/device/Passwords.h"
+#include "host/device/Settings.h"
 #include "host/plugin/HostFault.h"
 
 namespace host::cli {
 
 namespace {
-
-// What the password command carries of a longer password.
-constexpr std::size_t kPasswordBytesSent = 64;
-
-PropertyStore Defaults(const DeviceDescription& device) {
-  PropertyStore::Values values;
-  for (const FlashProperty& property : device.properties) values.emplace(property.name, property.value);
-  return PropertyStore(std::move(values));
-}
 
 SimulatedChipOptions ChipOptions(const TargetOptions& options) {
   SimulatedChipOptions chip;
@@ -27,13 +20,6 @@ SimulatedChipOptions ChipOptions(const TargetOptions& options) {
   for (const std::string& fault : options.faults)
     if (!IsHostFault(fault)) chip.faults.push_back(fault);
   return chip;
-}
-
-std::string Unhex(std::string_view digits) {
-  std::string bytes;
-  for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
-    bytes += static_cast<char>(std::strtoul(std::string(digits.substr(i, 2)).c_str(), nullptr, 16));
-  return bytes;
 }
 
 }  // namespace
@@ -47,7 +33,7 @@ DeviceDescription ReadDevice(const TargetOptions& options) {
 
 Target::Target(const Options& options)
     : device(ReadDevice(options.target)),
-      settings(Defaults(device)),
+      settings(DefaultSettings(device)),
       probe(device, ChipOptions(options.target)),
       library(options.target.plugin.empty() ? DefaultPlugin() : std::filesystem::path(options.target.plugin)),
       services(probe, settings) {
@@ -58,33 +44,16 @@ Target::Target(const Options& options)
   if (options.target.trace.empty()) return;
 
   trace.emplace(options.target.trace);
-  for (const FlashProperty& property : device.properties) {
-    if (property.type != PropertyType::Password) continue;
-    const std::string secret = settings.Get(property.name);
-    // As a setting, and as it would go over the wire.
-    trace->Hide(secret.substr(0, kPasswordBytesSent));
-    trace->Hide(Unhex(secret).substr(0, kPasswordBytesSent));
-  }
+  const DebugPassword password = PasswordInUse(settings);
+  trace->Hide(password.setting);
+  trace->Hide(password.bytes);
   services.TraceTo(&*trace);
 }
 
 void Target::ApplySettings(const TargetOptions& options) {
-  for (const std::string& given : options.settings) {
-    const std::size_t equals = given.find('=');
-    if (equals == std::string::npos || equals == 0)
-      throw InputError(fmt::format("--set {}: expected NAME=VALUE", given));
-    const std::string name = given.substr(0, equals);
-    std::string value = given.substr(equals + 1);
-
-    const FlashProperty* property = device.Find(name);
-    if (property == nullptr && !options.allowUnknownSettings) {
-      const std::vector<std::string> nearest = settings.Nearest(name, 3);
-      const std::string hint = nearest.empty() ? "" : fmt::format("; nearest: {}", fmt::join(nearest, ", "));
-      throw InputError(fmt::format("{} has no setting \"{}\"{}", device.name, name, hint));
-    }
-    if (property != nullptr) value = NormalizedValue(*property, value);
-    settings.Set(name, value);
-  }
+  for (const std::string& given : options.settings)
+    ApplySetting(device, settings, given, options.allowUnknownSettings ? Beyond::Allowed : Beyond::Refused);
+  RequirePasswordInItsFormat(settings);
 }
 
 }  // namespace host::cli
