@@ -57,7 +57,7 @@ struct ElfFile {
   }
   [[nodiscard]] Bytes Whole() const {
     Elf32_Ehdr counted = header;
-    counted.e_phnum = static_cast<Elf32_Half>(programs.size());
+    if (counted.e_phnum == 0) counted.e_phnum = static_cast<Elf32_Half>(programs.size());
     Bytes bytes(sizeof counted + programs.size() * sizeof(Elf32_Phdr));
     std::memcpy(bytes.data(), &counted, sizeof counted);
     if (!programs.empty())
@@ -105,8 +105,13 @@ TEST(ElfImage, BadOnesAreRefused) {
       {[](ElfFile& elf) { elf.header.e_ident[EI_DATA] = ELFDATA2MSB; },
        "is not a 32-bit little-endian ELF file"},
       {[](ElfFile& elf) { elf.header.e_machine = EM_386; }, "is an ELF file for machine 3, not for ARM"},
-      {[](ElfFile& elf) { elf.header.e_phoff += 1; },
-       "damaged ELF: its program headers begin at byte 53, no multiple of 4"},
+      // The real count then stands in the first section header, and may be anything.
+      {[](ElfFile& elf) { elf.header.e_phnum = 0xFFFF, elf.header.e_phentsize = 0; },
+       "damaged ELF: it says that it has 65535 program headers or more"},
+      {[](ElfFile& elf) { elf.header.e_phentsize = 0; },
+       "damaged ELF: it says that a program header has 0 bytes, not 32"},
+      {[](ElfFile& elf) { elf.header.e_shnum = 1, elf.header.e_shentsize = 41; },
+       "damaged ELF: it says that a section header has 41 bytes, not 40"},
       {[](ElfFile& elf) { elf.programs.clear(); }, "has no program headers; is it linked?"},
       {[](ElfFile& elf) {
          elf.programs.assign(1, {PT_NOTE, 0, 0, 0, 0, 0, 0, 0});
@@ -121,7 +126,7 @@ TEST(ElfImage, BadOnesAreRefused) {
          elf.header.e_shnum = 1;
          elf.header.e_shentsize = sizeof(Elf32_Shdr);
        },
-       "truncated ELF: its header tables reach to byte 196, the file has 155"}};
+       "truncated ELF: its section headers reach to byte 196, the file has 155"}};
   for (const auto& c : cases) {
     ElfFile elf = SmallElf();
     c.spoil(elf);
