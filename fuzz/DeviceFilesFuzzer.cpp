@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "Require.h"
-#include "host/device/FlashProperties.h"
+#include "host/device/DeviceDescription.h"
 #include "host/device/InputError.h"
 #include "host/probe/simulated/SimulatedProbe.h"
 
@@ -22,8 +22,7 @@ void CheckProperties(const host::DeviceDescription& device) {
   for (const host::FlashProperty& property : device.properties) {
     Require(names.insert(property.name).second, "a property is described once");
     Require(device.Find(property.name) == &property, "a property is found by its name");
-    Require(property.type == host::PropertyType::Fixed || property.type == host::PropertyType::Display ||
-                host::NormalizedValue(property, property.value) == property.value,
+    Require(!property.IsSetting() || host::NormalizedValue(property, property.value) == property.value,
             "a setting's default is one of its values");
   }
 }
@@ -40,6 +39,14 @@ void CheckMap(const host::MemoryMap& map) {
   }
   Require(map.userRecord.base >= map.ccfg.base && map.userRecord.End() <= map.ccfg.End(),
           "the user record lies in the CCFG");
+}
+
+void CheckPorts(const host::AccessPorts& ports) {
+  std::set<std::string> names;
+  for (const host::PortRegister& one : ports.registers)
+    Require(names.insert(one.name).second && one.offset % 4 == 0, "a register is a word, described once");
+  for (const host::PortRegister& one : host::AccessPorts().registers)
+    Require(names.contains(one.name), "no register is missing");
 }
 
 // A chip is made as described, or the description is refused.
@@ -69,6 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   CheckProperties(device);
   CheckMap(device.map);
+  CheckPorts(device.ports);
   CheckChip(device);
   return 0;
 }

@@ -1,5 +1,6 @@
 #include "host/cli/PluginRun.h"
 #include "host/cli/Verb.h"
+#include "host/plugin/PluginTexts.h"
 
 namespace host::cli {
 
@@ -7,7 +8,7 @@ namespace {
 
 int BlankCheck(const TargetOptions& target, Output& output) {
   return RunOperation(output, "blank-check", target, "BlankCheck", [](Session&, PluginAnswer& answer) {
-    if (answer.Said("Blank Check: Device flash is blank")) return;
+    if (answer.Said(kFlashIsBlank)) return;
     answer.error = "the chip is not blank";
     answer.differs = true;
   });

@@ -16,6 +16,7 @@ struct ExplainOptions {
 Json AsJson(const Explanation& explanation) {
   return {{"code", explanation.code < 0 ? Json(nullptr) : Json(explanation.code)},
           {"text", explanation.text},
+          {"place", explanation.place},
           {"meaning", explanation.meaning},
           {"remedy", explanation.remedy}};
 }
@@ -27,8 +28,10 @@ int ExplainText(const ExplainOptions& options, Output& output) {
     output.document["explanations"].push_back(AsJson(explanation));
     const std::string code =
         explanation.code < 0 ? "" : fmt::format("{} (0x{:02X}): ", explanation.code, explanation.code);
-    output.Say(fmt::format("{}{}\n  What it means: {}\n  What to do:    {}\n", code, explanation.text,
-                           explanation.meaning, explanation.remedy));
+    const std::string place =
+        explanation.place.empty() ? "" : fmt::format(" (when it comes with: {})", explanation.place);
+    output.Say(fmt::format("{}{}{}\n  What it means: {}\n  What to do:    {}\n", code, explanation.text,
+                           place, explanation.meaning, explanation.remedy));
   }
   if (!found.empty()) return output.Finish("explain", kDone);
   const std::string error = fmt::format("no explanation for \"{}\"", options.question);

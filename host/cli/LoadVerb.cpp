@@ -32,7 +32,7 @@ LoadEventSink TerminalSink(Output& output, ProgressBar* bar) {
 int ExitCodeOf(const LoadReport& report, const Session& session) {
   if (session.IsCancelled()) return kInterrupted;
   if (report.error) return report.mode == LoadMode::Verify ? kDiffers : kFailed;
-  return report.HasErrorMessages() ? kErrorsReported : kDone;
+  return report.HasErrorMessages() || session.TraceLoss() ? kErrorsReported : kDone;
 }
 
 // All that is wrong is said, each on its line; the first of it is the error.
@@ -75,7 +75,7 @@ int RunLoad(const LoadOptions& load, Output& output) {
       Inspect(plan, session.device, session.settings,
               {.allowOutside = load.allowOutside, .chipIsDescribed = session.View() != nullptr});
   RequireUnopposed(preflight, load.isStrict, output);
-  if (!load.target.trace.empty()) session.TraceTo(load.target.trace);
+  if (!load.target.trace.empty()) session.TraceTo(load.target.trace, kProgram);
 
   output.Say(PlanText(plan, session.device, session.settings, images, mode));
   output.Say(fmt::format("{:<10}{}\n\n", "Chip", ChipText(load.target, session)));
@@ -102,19 +102,12 @@ int RunLoad(const LoadOptions& load, Output& output) {
 
   const int exitCode = ExitCodeOf(report, session);
   const std::vector<SectorState> sectors = ClassifySectors(plan, session.device.map, before, after);
-  const LoadStory story{session.device,
-                        session.settings,
-                        images,
-                        preflight.warnings,
-                        report,
-                        sectors,
-                        before,
-                        after,
-                        session.probe->RoundTrips(),
-                        load.isDryRun};
+  const LoadStory story{session.device, session.settings, images, preflight.warnings,          report,
+                        sectors,        before,           after,  session.probe->RoundTrips(), load.isDryRun};
   output.document = ToJson(story, exitCode);
   output.Say(SummaryText(story));
   if (report.error) output.Complain(*report.error);
+  if (const auto loss = session.TraceLoss()) output.Complain(*loss);
   return output.Finish(load.verifies ? "verify" : "load", exitCode, report.error.value_or(""));
 }
 

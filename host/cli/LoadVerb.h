@@ -10,8 +10,8 @@ namespace host::cli {
 struct LoadOptions {
   TargetOptions target;
   std::vector<std::string> images;  // IMAGE[@ADDRESS]
-  bool verifies = false;          // what the settings may ask for as well
-  bool isStrict = false;  // a warning before the load refuses it
+  bool verifies = false;            // what the settings may ask for as well
+  bool isStrict = false;            // a warning before the load refuses it
   bool isDryRun = false;
   bool allowOutside = false;  // bytes in no memory are handed on
   bool noProgress = false;

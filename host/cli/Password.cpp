@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "host/device/InputError.h"
+#include "host/device/Passwords.h"
 
 namespace host::cli {
 
@@ -51,6 +52,7 @@ void SetPassword(const DeviceDescription& device, PropertyStore& settings, const
                  bool isHex) {
   const char* const name = isHex ? "DebugPasswordHex" : "DebugPassword";
   if (device.Find(name) == nullptr) throw InputError(fmt::format("{} takes no debug password", device.name));
+  RequireSoundPassword(name, password);
   settings.Set("DebugPasswordFormatList", isHex ? "Hex" : "Text");
   settings.Set(name, password);
 }

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "host/cli/Options.h"
-#include "host/device/FlashProperties.h"
+#include "host/device/DeviceDescription.h"
 #include "host/device/PropertyStore.h"
 
 namespace host::cli {

@@ -17,6 +17,7 @@ namespace {
 int ExitCodeOf(const PluginAnswer& answer, const Session& session) {
   if (session.IsCancelled()) return kInterrupted;
   if (answer.error) return answer.differs ? kDiffers : kFailed;
+  if (session.TraceLoss()) return kErrorsReported;
   const bool hasErrors = std::any_of(answer.messages.begin(), answer.messages.end(),
                                      [](const LoadMessage& message) { return message.isError; });
   return hasErrors ? kErrorsReported : kDone;
@@ -25,6 +26,7 @@ int ExitCodeOf(const PluginAnswer& answer, const Session& session) {
 void Show(Output& output, const Session& session, const PluginAnswer& answer) {
   for (const auto& [title, text] : answer.lines) output.Say(fmt::format("{:<22}{}\n", title, text));
   if (answer.error) output.Complain(*answer.error);
+  if (const auto loss = session.TraceLoss()) output.Complain(*loss);
 
   Json& document = output.document;
   document["device"] = session.device.name;
@@ -55,7 +57,7 @@ int RunPlugin(Output& output, std::string_view verb, const TargetOptions& option
   FilesOf(options).RequireDistinct();
   Session session(Request(options, MissingChip::Refuse));
   if (afterwards == ChipAfterwards::Kept) session.RequireSavableChip();
-  if (!options.trace.empty()) session.TraceTo(options.trace);
+  if (!options.trace.empty()) session.TraceTo(options.trace, kProgram);
   const std::string chip = ChipText(options, session);
   if (!chip.empty()) output.Say(fmt::format("{:<22}{}\n", "Chip", chip));
 

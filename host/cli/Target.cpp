@@ -5,16 +5,12 @@
 #include "host/cli/Locations.h"
 #include "host/cli/Password.h"
 #include "host/device/InputError.h"
+#include "host/device/Passwords.h"
+#include "host/device/Settings.h"
 
 namespace host::cli {
 
 namespace {
-
-PropertyStore Defaults(const DeviceDescription& device) {
-  PropertyStore::Values values;
-  for (const FlashProperty& property : device.properties) values.emplace(property.name, property.value);
-  return PropertyStore(std::move(values));
-}
 
 SimulatedChipOptions ChipOptions(const TargetOptions& options, MissingChip missing) {
   SimulatedChipOptions chip;
@@ -25,24 +21,6 @@ SimulatedChipOptions ChipOptions(const TargetOptions& options, MissingChip missi
   for (const std::string& fault : options.faults)
     if (!IsHostFault(fault)) chip.faults.push_back(fault);
   return chip;
-}
-
-void ApplySetting(const std::string& given, const DeviceDescription& device, bool allowUnknown,
-                  PropertyStore& settings) {
-  const std::size_t equals = given.find('=');
-  if (equals == std::string::npos || equals == 0)
-    throw InputError(fmt::format("--set {}: expected NAME=VALUE", given));
-  const std::string name = given.substr(0, equals);
-  std::string value = given.substr(equals + 1);
-
-  const FlashProperty* property = device.Find(name);
-  if (property == nullptr && !allowUnknown) {
-    const std::vector<std::string> nearest = settings.Nearest(name, 3);
-    const std::string hint = nearest.empty() ? "" : fmt::format("; nearest: {}", fmt::join(nearest, ", "));
-    throw InputError(fmt::format("{} has no setting \"{}\"{}", device.name, name, hint));
-  }
-  if (property != nullptr) value = NormalizedValue(*property, value);
-  settings.Set(name, value);
 }
 
 }  // namespace
@@ -58,10 +36,11 @@ SessionRequest Request(const TargetOptions& options, MissingChip missing) {
   if (missing == MissingChip::Refuse && !options.chip.empty() && !std::filesystem::exists(options.chip))
     throw InputError(fmt::format("chip file {}: no such file", options.chip));
   DeviceDescription device = ReadDevice(options);
-  PropertyStore settings = Defaults(device);
+  PropertyStore settings = DefaultSettings(device);
   for (const std::string& given : options.settings)
-    ApplySetting(given, device, options.allowUnknownSettings, settings);
+    ApplySetting(device, settings, given, options.allowUnknownSettings ? Beyond::Allowed : Beyond::Refused);
   ApplyPassword(options.password, device, settings);
+  RequirePasswordInItsFormat(settings);
   if (options.verbose) settings.Set("FlashVerboseMode", "1");
 
   SessionRequest request{std::move(device), std::move(settings), {}, {}, {}};

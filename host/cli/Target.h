@@ -6,6 +6,9 @@
 
 namespace host::cli {
 
+// The program and its version, as traces and --version name it.
+inline constexpr const char* kProgram = "tovik-flash " TOVIK_VERSION;
+
 // The description of the device that the options name, or else of the one that the chip file is of. Throws
 // InputError.
 DeviceDescription ReadDevice(const TargetOptions& options);

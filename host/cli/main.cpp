@@ -11,9 +11,10 @@
 #include "host/cli/Interrupt.h"
 #include "host/cli/Output.h"
 #include "host/cli/Password.h"
+#include "host/cli/Target.h"
 #include "host/cli/Verbs.h"
 #include "host/device/InputError.h"
-#include "host/device/PropertyStore.h"
+#include "host/device/Text.h"
 
 namespace {
 
@@ -58,10 +59,10 @@ std::string TypedVerb(const std::vector<std::string>& arguments) {
 
 void RequireKnownVerb(const CLI::App& program, const std::string& typed) {
   if (typed.empty()) throw InputError("which verb? tovik-flash --help lists them");
-  PropertyStore known;
-  for (const CLI::App* verb : program.get_subcommands({})) known.Set(verb->get_name(), "");
-  if (known.Find(typed) != nullptr) return;
-  const std::vector<std::string> nearest = known.Nearest(typed, 1);
+  std::vector<std::string> known;
+  for (const CLI::App* verb : program.get_subcommands({})) known.push_back(verb->get_name());
+  if (std::find(known.begin(), known.end(), typed) != known.end()) return;
+  const std::vector<std::string> nearest = NearestNames(typed, known, 1);
   throw InputError(fmt::format("there is no verb \"{}\"{} (see --help)", typed,
                                nearest.empty() ? "" : fmt::format("; do you mean \"{}\"?", nearest.front())));
 }
@@ -74,7 +75,7 @@ int Fail(Output& output, const std::string& verb, const std::string& text, ExitC
 int Run(const std::vector<std::string>& arguments, Output& output) {
   CLI::App program("Programs Serin and Corvel chips through a flash-loader plug-in.", "tovik-flash");
   program.footer(kFooter);
-  program.set_version_flag("--version", "tovik-flash " TOVIK_VERSION);
+  program.set_version_flag("--version", kProgram);
   program.require_subcommand(1);
   program.fallthrough();  // so that --config may stand behind the verb
   const std::string verb = TypedVerb(arguments);

@@ -3,7 +3,7 @@
 #include <map>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 namespace host {
 
@@ -23,14 +23,9 @@ class PropertyStore {
   void Set(std::string_view name, std::string_view value);
 
   [[nodiscard]] const Values& All() const { return values; }
-  // Known names that look most like `name`, best first, at most `count`.
-  [[nodiscard]] std::vector<std::string> Nearest(std::string_view name, std::size_t count) const;
 
  private:
   Values values;
 };
-
-// Number of single-character insertions, deletions and substitutions between two texts, letter case aside.
-[[nodiscard]] std::size_t EditDistance(std::string_view left, std::string_view right);
 
 }  // namespace host

@@ -2,21 +2,19 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <cctype>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
+#include "host/device/FileBytes.h"
 #include "host/device/InputError.h"
 #include "host/device/Number.h"
+#include "host/device/Text.h"
 #include "host/image/ImageFormats.h"
 
 namespace host {
 namespace {
 
 // The largest part has 16 MiB of MAIN flash; an ELF file with debug information is a few times its code. More
-// than this is a wrong file, or a device that never ends.
+// than this is a wrong file.
 constexpr std::uintmax_t kLargestFile = std::uintmax_t{1} << 30;
 
 struct FormatName {
@@ -47,9 +45,7 @@ struct Argument {
 };
 
 bool BeginsWithDigits(std::string_view text, std::size_t count) {
-  return text.size() >= count && std::all_of(text.begin(), text.begin() + std::ptrdiff_t(count), [](char c) {
-           return std::isxdigit(static_cast<unsigned char>(c)) != 0;
-         });
+  return text.size() >= count && IsHexDigits(text.substr(0, count));
 }
 
 // A file may have an '@' in its own name, so a whole argument that names a file is just that.
@@ -66,25 +62,6 @@ Argument SplitArgument(std::string_view argument) {
   return {path, address};
 }
 
-std::vector<std::uint8_t> ReadFile(std::string_view path) {
-  const std::filesystem::path file(path);
-  std::error_code error;
-  const std::filesystem::file_status status = std::filesystem::status(file, error);
-  if (!std::filesystem::exists(status)) throw InputError(fmt::format("{}: no such file", path));
-  if (std::filesystem::is_directory(status)) throw InputError(fmt::format("{}: is a folder", path));
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream) throw InputError(fmt::format("{}: cannot be opened for reading", path));
-
-  std::vector<std::uint8_t> content;
-  std::vector<char> chunk(1 << 16);
-  while (stream.read(chunk.data(), static_cast<std::streamsize>(chunk.size())), stream.gcount() > 0) {
-    content.insert(content.end(), chunk.begin(), chunk.begin() + stream.gcount());
-    if (content.size() > kLargestFile) throw InputError(fmt::format("{}: is larger than 1 GiB", path));
-  }
-  if (stream.bad()) throw InputError(fmt::format("{}: cannot be read", path));
-  return content;
-}
-
 std::optional<ImageFormat> FormatByContent(std::string_view text) {
   if (text.starts_with("\x7f"
                        "ELF"))
@@ -99,9 +76,7 @@ std::optional<ImageFormat> FormatByContent(std::string_view text) {
 }
 
 std::optional<ImageFormat> FormatByExtension(std::string_view name) {
-  std::string extension = std::filesystem::path(name).extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  const std::string extension = LowerCase(std::filesystem::path(name).extension().string());
   for (const Extension& known : s_extensions)
     if (known.text == extension) return known.format;
   return std::nullopt;
@@ -135,7 +110,9 @@ std::string_view ImageFormatName(ImageFormat format) {
 
 ImageFile ReadImage(std::string_view argument) {
   const Argument split = SplitArgument(argument);
-  return ParseImage(split.path, ReadFile(split.path), split.address);
+  const std::string content = ReadWholeFile(split.path, kLargestFile);
+  return ParseImage(split.path, {reinterpret_cast<const std::uint8_t*>(content.data()), content.size()},
+                    split.address);
 }
 
 ImageFile ParseImage(std::string_view name, std::span<const std::uint8_t> content,

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/device/FlashProperties.h"
+#include "host/device/DeviceDescription.h"
 #include "host/device/PropertyStore.h"
 #include "host/load/LoadEvents.h"
 #include "host/plugin/HostServices.h"
@@ -36,7 +36,8 @@ class Session {
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  // Records every call from now on; `program` is who does it. Throws InputError when the file cannot be written.
+  // Records every call from now on; `program` is who does it. Throws InputError when the file cannot be
+  // written.
   void TraceTo(const std::filesystem::path& file, const std::string& program);
   // What is missing in the trace and why; nothing when it is whole, or not wanted.
   [[nodiscard]] std::optional<std::string> TraceLoss() const;

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/device/FlashProperties.h"
+#include "host/device/DeviceDescription.h"
 #include "host/probe/DebugProbe.h"
 
 namespace host {

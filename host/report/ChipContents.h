@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/device/FlashProperties.h"
+#include "host/device/DeviceDescription.h"
 #include "host/probe/ChipPicture.h"
 
 namespace host {

@@ -343,6 +343,8 @@ constexpr Explanation s_explanations[] = {
     {-1, "this host offers no function", "The plug-in called a function that the contract reserves.",
      kReportWithTrace},
     {-1, "the host is out of memory", "This machine has no memory left.", "Close something and try again."},
+    {-1, "Not enough memory to tell what failed", "This machine has no memory left.",
+     "Close something and try again."},
     {-1, "the plug-in reported success but made no device", kFaultOfPlugin, kReportWithTrace},
     {-1, "the plug-in says that the device has no flash", "The plug-in does not serve this device.",
      "Check --plugin and --device."},

@@ -51,6 +51,7 @@ class FakeProbe : public DebugProbe {
     for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(address + i);
   }
   void Sleep(std::uint32_t milliseconds) override { Note(fmt::format("sleep {}", milliseconds)); }
+  std::uint64_t RoundTrips() const override { return 0; }
   std::uint64_t ElapsedNs() const override { return elapsedNs; }
 
  private:

@@ -34,7 +34,7 @@ TEST_P(DebugAuthorizationTest, OnlyTheRightPasswordOpensTheWayToTheRam) {
     EXPECT_THAT(Errors(report), IsEmpty());
     EXPECT_EQ(bench.Chip().State().ram,
               Laid(image.ram, bench.device.chip.ram.base, bench.device.chip.ram.size, 0x00));
-    EXPECT_TRUE(bench.probe.IsDebuggingOpen());
+    EXPECT_TRUE(bench.IsDebuggingOpen());
     bench.Chip().PowerCycle();
   }
   const Bytes ramBefore = bench.Chip().State().ram;
@@ -46,7 +46,7 @@ TEST_P(DebugAuthorizationTest, OnlyTheRightPasswordOpensTheWayToTheRam) {
     EXPECT_THAT(Errors(report), Contains(testing::StartsWith("Debug authentication failed. Error: ")));
     EXPECT_THAT(Errors(report), Contains(kRamNotWritten));
     EXPECT_EQ(bench.Chip().State().ram, ramBefore);
-    EXPECT_FALSE(bench.probe.IsDebuggingOpen());
+    EXPECT_FALSE(bench.IsDebuggingOpen());
   }
 }
 
@@ -57,7 +57,7 @@ TEST_P(DebugAuthorizationTest, AChipThatForbidsDebuggingTakesNoRamData) {
   const host::LoadReport report = bench.Load(image.ram);
   EXPECT_EQ(Outcome(report), "ok");
   EXPECT_THAT(Errors(report), testing::ElementsAre(kRamNotWritten));
-  EXPECT_FALSE(bench.probe.IsDebuggingOpen());
+  EXPECT_FALSE(bench.IsDebuggingOpen());
 }
 
 std::vector<std::string> DevicesWithPassword() {
@@ -83,7 +83,7 @@ TEST_P(LockingLoadTest, SaysSoAndWritesNoRamData) {
   EXPECT_EQ(bench.Chip().State().ram, Bytes(bench.device.chip.ram.size, 0));
   bench.Chip().PowerCycle();
   bench.Chip().Clock().Advance(10 * simulator::kMillisecond);
-  EXPECT_FALSE(bench.probe.IsDebuggingOpen());
+  EXPECT_FALSE(bench.IsDebuggingOpen());
 }
 
 INSTANTIATE_TEST_SUITE_P(AllDevices, LockingLoadTest, testing::ValuesIn(DeviceNames()), DeviceCaseName);

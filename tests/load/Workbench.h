@@ -43,6 +43,9 @@ class Workbench {
   bool SetErase(Erase erase);
 
   simulator::Chip& Chip() { return probe.Chip(); }
+  bool IsDebuggingOpen() {
+    return (Chip().ReadRegister(simulator::Register::CfgApDeviceStatus) & 1U << 24) != 0;
+  }
   // Changes the chip's contents behind everybody's back, as if it had come so from elsewhere.
   void Prepare(const std::function<void(simulator::ChipState&)>& change);
 

@@ -1,4 +1,4 @@
-#include "host/device/FlashProperties.h"
+#include "host/device/DeviceDescription.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,15 +6,12 @@
 
 #include <fstream>
 #include <map>
-#include <optional>
 
 #include "InputErrorOf.h"
-#include "host/device/Number.h"
 
 namespace {
 
 using host::DeviceDescription;
-using host::FlashProperty;
 using host::PropertyType;
 using testing::HasSubstr;
 
@@ -123,34 +120,34 @@ TEST(DeviceFiles, AreFoundByNameAndByPath) {
 // --- the format --------------------------------------------------------------------------------------
 
 // Line numbers of the errors below count in this text, whose first line is line 1.
-constexpr std::string_view kSmallDevice = R"(<device family="Test">
+constexpr std::string_view kSmallDevice = R"(<device family='Test'>
 <description>A device</description>
-<map><main size="0x1000"/><ram base="0x20000000" size="256"/></map>
+<map><main size='0x1000'/><ram base='0x20000000' size='256'/></map>
 <facts>
-<fact name="SectorSize" value="0x800" meaning="m"/>
-<fact name="CcfgBase" value="0x40000000" meaning="m"/>
-<fact name="CcfgSize" value="0x100" meaning="m"/>
-<fact name="CcfgUserRecordSize" value="0x10" meaning="m"/>
-<fact name="ccfg.userRecord.crc32Info" value="0x20:0xC" meaning="m"/>
+<fact name='SectorSize' value='0x800' meaning='m'/>
+<fact name='CcfgBase' value='0x40000000' meaning='m'/>
+<fact name='CcfgSize' value='0x100' meaning='m'/>
+<fact name='CcfgUserRecordSize' value='10' meaning='m'/>
+<fact name='ccfg.userRecord.crc32Info' value='20:C' meaning='m'/>
 </facts>
-<group name="Group">
-<setting name="Toggle" type="bool" default="0" meaning="m"/>
-<setting name="Choice" type="choice" default="A" meaning="m"><choice>A</choice><choice>B</choice></setting>
-<display name="Shown" meaning="m"/>
+<group name='Group'>
+<setting name='Toggle' type='bool' default='0' meaning='m'/>
+<setting name='Choice' type='choice' default='A' meaning='m'><choice>A</choice><choice>B</choice></setting>
+<display name='Shown' meaning='m'/>
 </group>
-<chip deviceId="0x10001001" partId="0x2" lifeCycle="5" hsm="whole">
-<main size="4096" sectorSize="2048"/>
-<ccfg base="0x40000000" size="0x100">
-<userRecord offset="0x20" length="16"/>
-<crc covers="boot" offset="0" length="4"/>
-<crc covers="ccfg" offset="8" length="8"/>
-<crc covers="userRecord" offset="0x20" length="12"/>
-<crc covers="debug" offset="0xD0" length="44"/>
-<retain offset="8" words="2" groupShift="4"/>
-<authorization type="0xD0" id="0xD4" hash="0xDC"/>
+<chip deviceId='0x10001001' partId='0x2' lifeCycle='5' hsm='whole'>
+<main size='4096' sectorSize='2048'/>
+<ccfg base='0x40000000' size='0x100'>
+<userRecord offset='0x20' length='16'/>
+<crc covers='boot' offset='0' length='4'/>
+<crc covers='ccfg' offset='8' length='8'/>
+<crc covers='userRecord' offset='0x20' length='12'/>
+<crc covers='debug' offset='0xD0' length='44'/>
+<retain offset='8' words='2' groupShift='4'/>
+<authorization type='0xD0' id='0xD4' hash='0xDC'/>
 </ccfg>
-<otp base="0x40001000" size="64"/>
-<ram base="0x20000000" size="256"/>
+<otp base='0x40001000' size='64'/>
+<ram base='0x20000000' size='256'/>
 </chip>
 </device>
 )";
@@ -162,81 +159,87 @@ std::string Replaced(std::string_view from, std::string_view to) {
   return text.replace(at, from.size(), to);
 }
 
-TEST(FlashProperties, ReadsEverything) {
+TEST(DeviceDescription, ReadsEverything) {
   const DeviceDescription device = host::ParseDeviceDescription(kSmallDevice, "folder/small.xml");
   EXPECT_EQ(device.name, "small");
-  EXPECT_EQ(device.family, "Test");
-  EXPECT_EQ(device.description, "A device");
   ASSERT_EQ(device.properties.size(), 8u);
   EXPECT_EQ(device.Find("SectorSize")->type, PropertyType::Fixed);
-  EXPECT_EQ(device.Find("SectorSize")->value, "0x800");
-  EXPECT_EQ(device.Find("Toggle")->type, PropertyType::Bool);
   EXPECT_EQ(device.Find("Toggle")->group, "Group");
   EXPECT_EQ(device.Find("Choice")->choices, (std::vector<std::string>{"A", "B"}));
   EXPECT_EQ(device.Find("Shown")->value, "--");
-  EXPECT_EQ(device.Find("Missing"), nullptr);
   EXPECT_EQ(device.map.userRecord, (host::AddressRange{0x4000'0020, 0x10}));
   EXPECT_EQ(device.map.scfg.size, 0u);
-  EXPECT_EQ(device.chip.deviceId, 0x1000'1001u);
   EXPECT_EQ(device.chip.hsm, host::HsmForm::Whole);
   EXPECT_EQ(device.chip.otp, (host::AddressRange{0x4000'1000, 64}));
-  EXPECT_EQ(device.chip.retainGroupShift, 4u);
   EXPECT_EQ(device.chip.authorizationHashOffset, 0xDCu);
 }
 
-TEST(FlashProperties, BadFilesAreRefusedWithFileAndLine) {
+TEST(DeviceDescription, BadFilesAreRefusedWithFileAndLine) {
   const struct {
     std::string from, to;  // what is changed in the small device
-    std::string error;
+    std::string error;     // behind the file's name
   } cases[] = {
-      {"</facts>", "</fact>", "small.xml:10: broken XML: "},
-      {" family=\"Test\"", "", "small.xml:1: <device> lacks the attribute \"family\""},
-      {"<description>A device</description>", "", "small.xml:1: <device> lacks a <description>"},
-      {"</description>", "</description><description/>", "small.xml:2: <device> has a second <description>"},
-      {"<group name=\"Group\">", "<group name=\"Group\"><flag/>",
-       "small.xml:11: <flag> does not belong in <group>"},
-      {"<group name=\"Group\">", "<group name=\"Group\">text", "small.xml:"},
-      {"type=\"bool\"", "type=\"boolean\"", "small.xml:12: unknown type \"boolean\""},
-      {"type=\"bool\"", "type=\"bool\" hint=\"h\"",
-       "small.xml:12: <setting> has an unknown attribute \"hint\""},
-      {"default=\"0\"", "default=\"2\"", "small.xml:12: default of Toggle: \"2\" is not 1 or 0"},
-      {"default=\"0\"", "default=\"off\"", "small.xml:12: default of Toggle: \"off\" must be spelled"},
-      {"default=\"A\"", "default=\"C\"", "small.xml:13: default of Choice: \"C\" is not one of \"A\", \"B\""},
-      {"default=\"A\"", "default=\"a\"", "small.xml:13: default of Choice: \"a\" must be spelled"},
-      {"\"Shown\"", "\"Toggle\"", "small.xml:14: the property \"Toggle\" is given twice"},
-      {"<main size=\"0x1000\"/>", "<main size=\"lots\"/>",
-       "small.xml:3: size=\"lots\" is not a number of 32 bits"},
-      {"<main size=\"0x1000\"/>", "<main size=\"0x1001\"/>",
-       "small.xml:3: main is not a whole number of sectors"},
-      {"size=\"256\"/></map>", "size=\"0xE0000001\"/></map>", "small.xml:3: <ram> ends above 32 bits"},
-      {"base=\"0x20000000\" size=\"256\"/></map>", "base=\"0x800\" size=\"256\"/></map>",
-       "small.xml:3: main and ram overlap"},
-      {"<map>", "<map aliasMask=\"0x40000000\">", "small.xml:3: ccfg lies in the alias"},
-      {"value=\"0x800\"", "value=\"0\"",
-       "small.xml:4: the fact SectorSize: \"0\" is not a 32-bit number with 0x"},
-      {"value=\"0x800\"", "value=\"0x0\"", "small.xml:3: main is not a whole number of sectors"},
-      {"\"CcfgSize\"", "\"CcfgSizes\"", "small.xml:4: <facts> lacks the fact \"CcfgSize\""},
-      {"0x20:0xC", "0x20", "small.xml:4: the fact ccfg.userRecord.crc32Info: \"0x20\" is not OFFSET:LENGTH"},
-      {"0x20:0xC", "0xF1:0xC", "small.xml:3: the user record does not lie in the ccfg"},
-      {"deviceId=\"0x10001001\"", "deviceId=\"0x1000010001\"",
-       "small.xml:16: deviceId=\"0x1000010001\" is not a number of 32 bits"},
-      {"hsm=\"whole\"", "hsm=\"half\"", "small.xml:16: hsm=\"half\" is none of"},
-      {"covers=\"boot\"", "covers=\"boots\"", "small.xml:18: <ccfg> lacks the <crc covers=\"boot\">"},
-      {"<group name", "<include file=\"../x.xml\"/><group name",
-       "small.xml:11: file=\"../x.xml\" must lie in"},
-      {"<group name", "<include file=\"/etc/x.xml\"/><group name",
-       "small.xml:11: file=\"/etc/x.xml\" must lie in"},
-      {"<group name", "<include file=\"absent.xml\"/><group name",
-       "small.xml:11: there is no file \"absent.xml\""}};
+      {"</facts>", "</fact>", "10: broken XML: "},
+      {" family='Test'", "", "1: <device> lacks the attribute \"family\""},
+      {"<description>A device</description>", "", "1: <device> lacks a <description>"},
+      {"</description>", "</description><description/>", "2: <device> has a second <description>"},
+      {"<group name='Group'>", "<group name='Group'><flag/>", "11: <flag> does not belong in <group>"},
+      {"<group name='Group'>", "<group name='Group'>text", "11: text does not belong in <group>"},
+      {"type='bool'", "type='boolean'", "12: unknown type \"boolean\""},
+      {"type='bool'", "type='bool' hint='h'", "12: <setting> has an unknown attribute \"hint\""},
+      {"default='0'", "default='2'", "12: default of Toggle: \"2\" is not 1 or 0"},
+      {"default='0'", "default='off'", "12: default of Toggle: \"off\" must be spelled"},
+      {"default='A'", "default='C'", "13: default of Choice: \"C\" is not one of \"A\", \"B\""},
+      {"default='A'", "default='a'", "13: default of Choice: \"a\" must be spelled"},
+      {"'Shown'", "'Toggle'", "14: the property \"Toggle\" is given twice"},
+      {"<main size='0x1000'/>", "<main size='lots'/>", "3: size=\"lots\" is not a number of 32 bits"},
+      {"<main size='0x1000'/>", "<main size='0x1001'/>", "3: main is not a whole number of sectors"},
+      {"size='256'/></map>", "size='0x1000001'/></map>", "3: size=\"0x1000001\" is more than 0x1000000"},
+      {"base='0x20000000' size='256'/></map>", "base='0xFFFFFF01' size='256'/></map>",
+       "3: <ram> ends above 32 bits"},
+      {"base='0x20000000' size='256'/></map>", "base='0x800' size='256'/></map>", "3: main and ram overlap"},
+      {"<map>", "<map aliasMask='0x40000000'>", "3: ccfg lies in the alias"},
+      {"value='0x800'", "value=''", "4: the fact SectorSize: \"\" is not a hexadecimal number of 32 bits"},
+      {"value='0x800'", "value='1000'", "4: the fact SectorSize: \"1000\" is not at most 0x800"},
+      {"value='0x800'", "value='0'", "3: main is not a whole number of sectors"},
+      {"'CcfgSize'", "'CcfgSizes'", "4: <facts> lacks the fact \"CcfgSize\""},
+      {"20:C", "20", "4: the fact ccfg.userRecord.crc32Info: \"20\" is not OFFSET:LENGTH"},
+      {"20:C", "0xF1:0xC", "3: the user record does not lie in the ccfg"},
+      {"deviceId='0x10001001'", "deviceId='0x1000010001'",
+       "16: deviceId=\"0x1000010001\" is not a number of 32 bits"},
+      {"hsm='whole'", "hsm='half'", "16: hsm=\"half\" is none of"},
+      {"covers='boot'", "covers='boots'", "18: <ccfg> lacks the <crc covers=\"boot\">"},
+      {"<group name", "<include file='../x.xml'/><group name", "11: file=\"../x.xml\" must lie in"},
+      {"<group name", "<include file='/etc/x.xml'/><group name", "11: file=\"/etc/x.xml\" must lie in"},
+      {"<group name", "<include file='absent.xml'/><group name", "11: absent.xml: no such file"},
+      {"lifeCycle='5'", "lifeCycle='0x105'", "16: lifeCycle=\"0x105\" is more than 0xff"},
+      {"<chip ", "<ports memory='256'/><chip ", "16: memory=\"256\" is more than 0xff"},
+      {"<chip ", "<ports memory='0'/><chip ", "16: <ports> lacks the register CFGAP_DEVICEID"},
+      {"<chip ", "<ports memory='0'><port number='1'><register name='R' offset='2'/></port></ports><chip ",
+       "16: the offset of R is no multiple of 4"}};
   for (const auto& c : cases) {
     const std::string error =
         InputErrorOf([&] { host::ParseDeviceDescription(Replaced(c.from, c.to), "small.xml"); });
-    EXPECT_THAT(error, HasSubstr(c.error));
+    EXPECT_THAT(error, testing::StartsWith("small.xml:" + c.error));
     EXPECT_THAT(error, testing::Not(HasSubstr("\n")));
   }
 }
 
-TEST(FlashProperties, EveryTruncationIsRefused) {
+TEST(DeviceDescription, PortsAreTheFamilysOrAllGiven) {
+  const DeviceDescription plain = host::ParseDeviceDescription(kSmallDevice, "small.xml");
+  std::string xml = "<ports memory='7'><port number='9'>";
+  for (const host::PortRegister& one : plain.ports.registers)
+    xml += "<register name='" + one.name + "' offset='0xF0'/>";
+  const DeviceDescription given =
+      host::ParseDeviceDescription(Replaced("<chip ", xml + "</port></ports><chip "), "small.xml");
+  EXPECT_EQ(given.ports.memory, 7);
+  EXPECT_EQ(given.ports.registers.size(), 8u);
+  EXPECT_EQ(*given.ports.Find("SECAP_RXCTL"), (host::PortRegister{"SECAP_RXCTL", 9, 0xF0}));
+  EXPECT_EQ(*plain.ports.Find("SECAP_RXCTL"), (host::PortRegister{"SECAP_RXCTL", 2, 0x0C}));
+  EXPECT_EQ(plain.ports.Find("SECAP"), nullptr);
+}
+
+TEST(DeviceDescription, EveryTruncationIsRefused) {
   const std::string whole(kSmallDevice.substr(0, kSmallDevice.rfind('>') + 1));
   for (std::size_t size = 0; size < whole.size(); ++size)
     EXPECT_THAT(InputErrorOf([&] { host::ParseDeviceDescription(whole.substr(0, size), "cut.xml"); }),
@@ -244,7 +247,7 @@ TEST(FlashProperties, EveryTruncationIsRefused) {
         << size;
 }
 
-TEST(FlashProperties, AnIncludedFileIsNamedInItsErrors) {
+TEST(DeviceDescription, AnIncludedFileIsNamedInItsErrors) {
   const std::filesystem::path folder =
       std::filesystem::path(testing::TempDir()) / ("tovik-include-" + std::to_string(getpid()));
   std::filesystem::create_directories(folder);
@@ -252,49 +255,10 @@ TEST(FlashProperties, AnIncludedFileIsNamedInItsErrors) {
       << "<settings>\n<group name=\"G\">\n"
       << "<setting name=\"Toggle\" type=\"bool\" default=\"1\" meaning=\"m\"/>\n"
       << "</group></settings>";
-  const std::string xml = Replaced("<chip ", "<include file=\"more.xml\"/><chip ");
+  const std::string xml = Replaced("<chip ", "<include file='more.xml'/><chip ");
   EXPECT_EQ(InputErrorOf([&] { host::ParseDeviceDescription(xml, folder / "small.xml"); }),
             (folder / "more.xml").string() + ":3: the property \"Toggle\" is given twice");
   std::filesystem::remove_all(folder);
-}
-
-// --- values of users -----------------------------------------------------------------------------------
-
-TEST(UserValue, IsNormalizedOrRefused) {
-  const struct {
-    PropertyType type;
-    std::string value;
-    std::optional<std::string> normalized;  // nothing: refused
-  } cases[] = {
-      {PropertyType::Bool, "1", "1"},
-      {PropertyType::Bool, "TRUE", "1"},
-      {PropertyType::Bool, "off", "0"},
-      {PropertyType::Bool, "", {}},
-      {PropertyType::Bool, "2", {}},
-      {PropertyType::Hex, "0xFFFFFFFF", "0xFFFFFFFF"},
-      {PropertyType::Hex, "1f", "1f"},
-      {PropertyType::Hex, "0x100000000", {}},
-      {PropertyType::Hex, "0x", {}},
-      {PropertyType::Hex, "1g", {}},
-      {PropertyType::Choice, "keep", "Keep"},
-      {PropertyType::Choice, "Chip", {}},
-      {PropertyType::Text, "any, thing", "any, thing"},
-      {PropertyType::Password, "", ""},
-  };
-  for (const auto& c : cases) {
-    const FlashProperty property{"Name", c.type, "", {"Chip Erase", "Keep"}, "", ""};
-    const std::string error =
-        InputErrorOf([&] { EXPECT_EQ(host::NormalizedValue(property, c.value), c.normalized); });
-    EXPECT_THAT(error, HasSubstr(c.normalized ? "no error" : "Name: \"" + c.value + "\" is not "));
-  }
-}
-
-TEST(Number, IsReadWholeOrNotAtAll) {
-  const std::pair<const char*, std::uint64_t> numbers[] = {
-      {"10", 10}, {"0x10", 16}, {"0XfF", 255}, {"0xFFFFFFFFFFFFFFFF", ~0ull}};
-  for (const auto& [text, number] : numbers) EXPECT_EQ(host::ParseNumber(text), number) << text;
-  for (const char* text : {"", "0x", "-1", "+1", " 1", "1 ", "0x1G", "0x-1", "18446744073709551616"})
-    EXPECT_EQ(host::ParseNumber(text), std::nullopt) << text;
 }
 
 }  // namespace

@@ -1,12 +1,13 @@
-#include "host/device/FlashProperties.h"
+#include "host/device/FlashProperty.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
+#include <iterator>
 
 #include "host/device/InputError.h"
-#include "host/device/Number.h"
+#include "host/device/Passwords.h"
+#include "host/device/Text.h"
 
 namespace host {
 namespace {
@@ -23,11 +24,6 @@ constexpr TypeName s_typeNames[] = {
 
 constexpr std::string_view s_trueWords[] = {"1", "true", "on", "yes"};
 constexpr std::string_view s_falseWords[] = {"0", "false", "off", "no"};
-
-bool EqualButForCase(std::string_view left, std::string_view right) {
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                    [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); });
-}
 
 template <typename Words>
 bool IsOneOf(std::string_view value, const Words& words) {
@@ -47,10 +43,8 @@ std::string NormalizedBool(const FlashProperty& property, std::string_view value
 }
 
 std::string NormalizedHex(const FlashProperty& property, std::string_view value) {
-  const bool hasPrefix = value.starts_with("0x") || value.starts_with("0X");
-  const std::string digits(hasPrefix ? value.substr(2) : value);
-  const auto number = ParseNumber("0x" + digits);
-  if (!number || *number > 0xFFFF'FFFF) RefuseValue(property, value, "a hexadecimal number of 32 bits");
+  if (value.size() > property.digits || !IsHexDigits(value))
+    RefuseValue(property, value, fmt::format("at most {} hexadecimal digits, without 0x", property.digits));
   return std::string(value);
 }
 
@@ -73,47 +67,13 @@ std::string NormalizedValue(const FlashProperty& property, std::string_view valu
     case PropertyType::Bool: return NormalizedBool(property, value);
     case PropertyType::Hex: return NormalizedHex(property, value);
     case PropertyType::Choice: return NormalizedChoice(property, value);
+    case PropertyType::Password: RequireSoundPassword(property.name, value); break;
     case PropertyType::Fixed:
     case PropertyType::Text:
-    case PropertyType::Password:
     case PropertyType::File:
     case PropertyType::Display: break;
   }
   return std::string(value);
-}
-
-const FlashProperty* DeviceDescription::Find(std::string_view propertyName) const {
-  const auto found = std::find_if(properties.begin(), properties.end(), [&](const FlashProperty& property) {
-    return property.name == propertyName;
-  });
-  return found == properties.end() ? nullptr : &*found;
-}
-
-std::vector<std::filesystem::path> ListDeviceFiles(const std::filesystem::path& folder) {
-  std::error_code error;
-  std::vector<std::filesystem::path> files;
-  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
-       entry.increment(error))
-    if (entry->path().extension() == ".xml") files.push_back(entry->path());
-  if (error)
-    throw InputError(fmt::format("{}: cannot be read as a folder of device descriptions: {}", folder.string(),
-                                 error.message()));
-  std::sort(files.begin(), files.end());
-  return files;
-}
-
-std::filesystem::path FindDeviceFile(std::string_view nameOrFile, const std::filesystem::path& folder) {
-  // A path first, so that a broken installation does not keep anyone from his own file.
-  std::filesystem::path asFile(nameOrFile);  // not const, so that it can be moved out
-  std::error_code ignored;
-  if (asFile.extension() == ".xml" && std::filesystem::is_regular_file(asFile, ignored)) return asFile;
-  std::vector<std::string> names;
-  for (const std::filesystem::path& file : ListDeviceFiles(folder)) {
-    if (file.stem() == asFile) return file;
-    names.push_back(file.stem().string());
-  }
-  throw InputError(fmt::format("no device \"{}\": it is neither a description file (*.xml) nor one of {}",
-                               nameOrFile, fmt::join(names, ", ")));
 }
 
 }  // namespace host
