@@ -42,9 +42,11 @@ std::string NormalizedBool(const FlashProperty& property, std::string_view value
   RefuseValue(property, value, "1 or 0");
 }
 
+// The value is not repeated: where a password's hash belongs, someone may have put the password.
 std::string NormalizedHex(const FlashProperty& property, std::string_view value) {
   if (value.size() > property.digits || !IsHexDigits(value))
-    RefuseValue(property, value, fmt::format("at most {} hexadecimal digits, without 0x", property.digits));
+    throw InputError(
+        fmt::format("{}: not at most {} hexadecimal digits, without 0x", property.name, property.digits));
   return std::string(value);
 }
 

@@ -37,7 +37,7 @@ struct FlashProperty {
 };
 
 // `value` as the plug-in wants it: a Bool also takes true, false, on, off, yes and no. Throws InputError
-// naming the property and what it takes when the value does not suit; a password is not repeated.
+// naming the property and what it takes when the value does not suit; a password or a Hex is not repeated.
 std::string NormalizedValue(const FlashProperty& property, std::string_view value);
 
 }  // namespace host
