@@ -12,8 +12,9 @@
 #include "host/cli/Target.h"
 #include "host/cli/Verbs.h"
 #include "host/device/InputError.h"
-#include "host/load/LoadSession.h"
+#include "host/load/FaultFinder.h"
 #include "host/plan/Preflight.h"
+#include "host/report/FailureText.h"
 #include "host/report/LoadText.h"
 #include "host/report/ProgressBar.h"
 
@@ -39,9 +40,9 @@ LoadEventSink TerminalSink(const Options& options, ProgressBar* bar) {
   };
 }
 
-int ExitCodeOf(const LoadReport& report) {
-  if (report.error) return kFailed;
-  return report.HasErrorMessages() ? kErrorsReported : kDone;
+int ExitCodeOf(const LoadRecord& record) {
+  if (record.failure) return kFailed;
+  return record.HasErrorMessages() ? kErrorsReported : kDone;
 }
 
 }  // namespace
@@ -61,41 +62,46 @@ int RunLoad(const Options& options, const LoadOptions& load) {
   for (const std::string& argument : load.images) images.push_back(ReadImage(argument));
   const LoadPlan plan = MakePlan(images, target, load.mode);
 
-  std::vector<std::string> warnings;
-  if (load.mode == LoadMode::Program) warnings = WarnBeforeLoad(plan, target.device, target.settings);
-  for (const std::string& warning : warnings) Complain("warning: " + warning);
-  if (load.isStrict && !warnings.empty())
-    throw InputError("refused because of --strict: " + warnings.front());
-  if (!options.json) fmt::print("{}\n", PlanText(plan, target.device, target.settings, images, load.mode));
+  LoadRecord record = PlannedLoad(plan, images, target.device, target.settings);
+  record.isDryRun = load.isDryRun;
+  const bool isVerify = record.mode == LoadMode::Verify;
+  if (!isVerify) record.warnings = WarnBeforeLoad(plan, target.device, target.settings);
+  for (const std::string& warning : record.warnings) Complain("warning: " + warning);
+  if (load.isStrict && !record.warnings.empty())
+    throw InputError("refused because of --strict: " + record.warnings.front());
+  if (!options.json) fmt::print("{}\n", PlanText(record));
 
   std::optional<ProgressBar> bar;
-  if (options.progress && !options.json && isatty(STDERR_FILENO) != 0) bar.emplace(stderr);
+  if (options.progress && !options.json && isatty(STDERR_FILENO) != 0)
+    bar.emplace(stderr, 80, ProgressBar::Style::Redrawn);
+  const LoadTarget with{target.library, target.services, target.probe, target.device, target.settings};
   const ChipPicture before = target.probe.Picture();
-  LoadSession session(target.library, target.services, target.probe, target.device.name);
-  LoadReport report =
-      session.Run(plan, target.device.map, load.mode, TerminalSink(options, bar ? &*bar : nullptr));
-  const ChipPicture after = target.probe.Picture();
-  if (load.mode == LoadMode::Program) {
-    JudgeByContents(report, plan, target.device.map, before, after);
+  LoadSession(with).Run(plan, record, TerminalSink(options, bar ? &*bar : nullptr));
+  record.roundTrips = target.probe.RoundTrips();
+  FaultFinder(with).Explain(plan, record, load.findsAll ? FaultSearch::All : FaultSearch::First);
+  if (!isVerify) {
+    AddContents(record, plan, target.device.map, before, target.probe.Picture());
     try {
       // Also after a failure: what happened to the chip has happened.
       if (!load.isDryRun) target.probe.Save();
     } catch (const std::exception& error) {
-      if (!report.error) report.error = error.what();
+      if (!record.failure) record.failure = LoadFailure{.text = error.what()};
     }
   }
 
-  const int exitCode = ExitCodeOf(report);
-  const std::vector<SectorState> sectors = ClassifySectors(plan, target.device.map, before, after);
-  const LoadStory story{
-      target.device, target.settings,           images,       warnings, report, sectors, before,
-      after,         target.probe.RoundTrips(), load.isDryRun};
+  const int exitCode = ExitCodeOf(record);
   if (options.json) {
-    PrintJson(ToJson(story, exitCode));
+    Json document = ToJson(record);
+    document["exit_code"] = exitCode;
+    PrintJson(document);
   } else {
-    fmt::print("{}", SummaryText(story));
+    fmt::print("{}", SummaryText(record));
   }
-  if (report.error) Complain(*report.error);
+  if (record.failure) {
+    Complain(record.failure->text);
+    std::fflush(stdout);
+    if (!options.json) fmt::print(stderr, "{}", FailureText(record));
+  }
   return exitCode;
 }
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "host/cli/Options.h"
-#include "host/load/LoadReport.h"
+#include "host/load/LoadRecord.h"
 
 namespace host::cli {
 
@@ -13,6 +13,7 @@ struct LoadOptions {
   LoadMode mode = LoadMode::Program;
   bool isStrict = false;  // a warning before the load refuses it
   bool isDryRun = false;
+  bool findsAll = false;  // differing ranges, not only the first
 };
 
 // Options that loading and verifying share.

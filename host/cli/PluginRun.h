@@ -6,7 +6,7 @@
 #include "host/cli/Options.h"
 #include "host/cli/Output.h"
 #include "host/cli/Target.h"
-#include "host/load/LoadReport.h"
+#include "host/load/LoadRecord.h"
 #include "host/plugin/PluginLibrary.h"
 
 namespace host::cli {

@@ -11,6 +11,7 @@ void AddVerify(CLI::App& program, Options& options) {
   load->mode = LoadMode::Verify;
   CLI::App* verb = program.add_subcommand("verify", "Compare a chip with images and change nothing");
   AddImageOptions(*verb, options, *load);
+  verb->add_flag("--all", load->findsAll, "Find every MAIN sector that differs, not only the first");
   verb->callback([&options, load] { options.run = [&options, load] { return RunLoad(options, *load); }; });
 }
 

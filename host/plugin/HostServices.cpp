@@ -79,6 +79,7 @@ const char* HostServices::Answer(HostCall call, Action&& action) {
 void HostServices::CountCall(HostCall& call) {
   call.number = ++callCount;
   call.core = CoreName(current);
+  if (cancelled) throw std::runtime_error("cancelled");
   if (fault && fault->call == callCount) throw std::runtime_error(fault->text);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -44,6 +45,10 @@ class HostServices : public HostObject {
   void RemoveObserver(HostCallObserver& observer) { std::erase(observers, &observer); }
   void Fail(HostFault hostFault) { fault = std::move(hostFault); }
 
+  // From now on every call fails with "cancelled". May be called from any thread and from a signal handler.
+  void Cancel() noexcept { cancelled.store(true); }
+  [[nodiscard]] bool IsCancelled() const noexcept { return cancelled.load(); }
+
   // The session of a debugger begins with a connected debug port. Throws what the probe throws.
   void ConnectDebugPort();
 
@@ -75,6 +80,7 @@ class HostServices : public HostObject {
   Trace* trace = nullptr;
   std::vector<HostCallObserver*> observers;
   std::optional<HostFault> fault;
+  std::atomic<bool> cancelled = false;
   Core current = Core::DebugPort;
   std::array<bool, 3> connected{};
   std::string lastError;

@@ -42,7 +42,13 @@ std::size_t OwnWords(std::uint8_t command) {
 
 bool SaciExchange::HasFailed() const {
   const bool wantsNoAnswer = command == saci::kResetDevice && (argument & kBit16) == 0;
-  return isAnswerWrong || (!result && !wantsNoAnswer) || result.value_or(0) != 0;
+  if (wantsNoAnswer && !result) return isAnswerWrong;
+  return Result() != 0;
+}
+
+std::optional<std::uint8_t> SaciExchange::Result() const {
+  if (isAnswerWrong || wordsMissing != 0) return std::nullopt;
+  return result;
 }
 
 AddressRange SaciExchange::MainRange() const {
@@ -151,7 +157,9 @@ void SaciWatch::Sent(std::uint32_t word) {
 void SaciWatch::Received(std::uint32_t word) {
   if (wordsExpected > 0) {
     --wordsExpected;
-    if (isOpen && exchanges.back().words.size() < kMostResponseWords) exchanges.back().words.push_back(word);
+    if (!isOpen || exchanges.back().wordsMissing == 0) return;
+    exchanges.back().words.push_back(word);
+    --exchanges.back().wordsMissing;
     return;
   }
   const std::uint32_t count = word >> 24;
@@ -172,6 +180,7 @@ void SaciWatch::Received(std::uint32_t word) {
   }
   if (isStream) exchange.sectorsAcknowledged += ahead + (result == 0 ? 1U : 0U);
   exchange.result = result;
+  exchange.wordsMissing = count;
 }
 
 void SaciWatch::MovedMemory(const HostCall& call, bool isWrite) {

@@ -21,15 +21,19 @@ struct SaciExchange {
   std::array<std::uint32_t, 4> parameters{};  // the words after the header; none of a password's are kept
   std::uint32_t dataBytes = 0;                // of the data behind the command's own words
   std::uint32_t sectorsAcknowledged = 0;      // of a pipelined transfer; a refusal is of the next one
-  std::optional<std::uint8_t> result;         // none: no answer, or only a wrong one
+  std::optional<std::uint8_t> result;         // as the last answer's header gives it; none: no answer
   bool isAnswerWrong = false;                 // by its id or its number
   std::vector<std::uint32_t> words;           // of data in the answer
+  std::size_t wordsMissing = 0;               // that it announced and that nobody has read
   std::uint64_t firstCall = 0;                // of the host, by number
   std::uint64_t lastCall = 0;
   std::uint64_t beginNs = 0;  // of the probe's clock
   std::uint64_t endNs = 0;
 
+  // Everything but a whole answer that says success, where one is due.
   [[nodiscard]] bool HasFailed() const;
+  // The whole answer's result.
+  [[nodiscard]] std::optional<std::uint8_t> Result() const;
   // What of MAIN flash the command is about; nothing for all other commands.
   [[nodiscard]] AddressRange MainRange() const;
   // Whether the command compares anything with a CRC-32; a blank check does not.
@@ -86,7 +90,7 @@ class SaciWatch final : public HostCallObserver {
   bool startFlag = false;
   bool isOpen = false;            // the last exchange may still get words or answers
   std::size_t wordsSent = 0;      // of the open one, after the header
-  std::size_t wordsExpected = 0;  // of the answer that is being read
+  std::size_t wordsExpected = 0;  // of the answer that is being read, asked for or not
   std::vector<std::uint8_t> lastWritten;
   Phase phase = Phase::Identify;
   std::optional<std::uint64_t> lastNs;
