@@ -1,7 +1,6 @@
 #include "host/cli/LoadVerb.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
@@ -72,8 +71,7 @@ int RunLoad(const Options& options, const LoadOptions& load) {
   if (!options.json) fmt::print("{}\n", PlanText(record));
 
   std::optional<ProgressBar> bar;
-  if (options.progress && !options.json && isatty(STDERR_FILENO) != 0)
-    bar.emplace(stderr, 80, ProgressBar::Style::Redrawn);
+  if (options.progress && !options.json) bar = ProgressBar::For(stderr);
   const LoadTarget with{target.library, target.services, target.probe, target.device, target.settings};
   const ChipPicture before = target.probe.Picture();
   LoadSession(with).Run(plan, record, TerminalSink(options, bar ? &*bar : nullptr));

@@ -31,14 +31,17 @@ void FaultFinder::Explain(const LoadPlan& plan, LoadRecord& record, FaultSearch 
   const ImageBlock* const failed = FailedBlock(plan, *record.failure);
   if (failed == nullptr) return;
   try {
-    const std::uint32_t first = record.failure->range.base / record.sectorSize;
-    const std::uint32_t end = first + record.failure->range.size / record.sectorSize;
+    // Another plug-in may compare otherwise than block by block.
+    const Span whole = Whole(*failed);
+    const AddressRange range = record.failure->range;
+    const std::uint32_t first = std::max(range.base / record.sectorSize, whole.begin);
+    const auto end = std::min(static_cast<std::uint32_t>(range.End() / record.sectorSize), whole.end);
     if (search == FaultSearch::First || record.mode == LoadMode::Program) {
       FindFirst({failed, first, end}, record);
     } else {
       FindAll({failed, first, end}, record);
       // The comparison stopped there; everything behind is still to be looked at.
-      FindAny({failed, end, Whole(*failed).end}, record);
+      FindAny({failed, end, whole.end}, record);
       for (const ImageBlock& block : plan.blocks)
         if (block.region == Region::Main && block.address > failed->address) FindAny(Whole(block), record);
     }
@@ -46,6 +49,7 @@ void FaultFinder::Explain(const LoadPlan& plan, LoadRecord& record, FaultSearch 
       record.notes.push_back("the sector that differs was not found: compared again, all of them are equal");
     if (record.mode == LoadMode::Verify) CompareRest(plan, record);
   } catch (const PluginError& error) {
+    record.isInterrupted = target.services.IsCancelled();
     record.notes.push_back(fmt::format("the search for the sector that differs ended: {}", error.what()));
   }
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "host/load/FailurePlace.h"
 #include "host/load/SectorTrack.h"
 
 namespace host {
@@ -34,7 +35,7 @@ bool IsWithin(AddressRange inner, AddressRange outer) {
   return inner.base >= outer.base && inner.End() <= outer.End();
 }
 
-// Judges one load; the parts of a program of functions that share its inputs.
+// Judges one load: functions that share its inputs.
 class Judge {
  public:
   Judge(LoadRecord& loadRecord, const LoadPlan& loadPlan, const DeviceDescription& chip,
@@ -43,7 +44,7 @@ class Judge {
 
   void Run() {
     record.sectors = TrackSectors(plan, device, watch, course.blocksTaken);
-    if (course.error) record.failure = Place(*course.error);
+    if (course.error) record.failure = PlaceFailure(*course.error, plan, device, watch, FailedBlock());
     for (RegionRecord& region : record.regions)
       region.outcome = record.mode == LoadMode::Verify ? Compared(region.region) : Written(region.region);
     if (record.mode == LoadMode::Verify) JudgeVerification();
@@ -56,89 +57,13 @@ class Judge {
                                                                    : nullptr;
   }
 
-  [[nodiscard]] std::optional<Region> RegionOf(const SaciExchange& exchange) const {
-    if (exchange.MainRange().size != 0 || exchange.command == saci::kProgramPipelined) return Region::Main;
-    for (const RegionCommands& commands : s_commands)
-      if (exchange.command == commands.program ||
-          (commands.verify != 0 && exchange.command == commands.verify))
-        return commands.region == Region::Ccfg && plan.Has(Region::UserRecord) ? Region::UserRecord
-                                                                               : commands.region;
-    return std::nullopt;
-  }
-
-  [[nodiscard]] AddressRange WholeRange(Region region) const {
-    switch (region) {
-      case Region::Main: return device.map.main;
-      case Region::Ccfg: return device.map.ccfg;
-      case Region::UserRecord: return device.map.userRecord;
-      case Region::Scfg: return device.map.scfg;
-      case Region::Otp: return device.map.otp;
-      case Region::Ram: return device.map.ram;
-      case Region::Outside: return {};
-    }
-    return {};
-  }
-
-  // A failure of RAM shows in no command of the ROM.
-  [[nodiscard]] bool HasFailedInMemory() const {
-    if (watch.Accesses().empty()) return false;
-    const MemoryAccess& last = watch.Accesses().back();
-    if (!last.hasFailed && last.equalsWritten.value_or(true)) return false;
-    return watch.Exchanges().empty() || last.call > watch.Exchanges().back().lastCall;
-  }
-
-  [[nodiscard]] LoadFailure Place(const std::string& text) const {
-    LoadFailure failure;
-    failure.text = text;
-    failure.phase = watch.Present();
-    const ImageBlock* const block = FailedBlock();
-    if (HasFailedInMemory()) {
-      PlaceInMemory(failure);
-    } else if (!watch.Exchanges().empty() && watch.Exchanges().back().HasFailed()) {
-      PlaceAt(watch.Exchanges().back(), failure);
-    } else if (block != nullptr && IsPastErase()) {
-      failure.region = block->region;
-      failure.range = RangeOf(*block);
-    }
-    if (failure.region == Region::Main && device.map.sectorSize != 0)
-      failure.firstSector = failure.range.base / device.map.sectorSize;
-    return failure;
-  }
-
-  void PlaceInMemory(LoadFailure& failure) const {
-    const MemoryAccess& last = watch.Accesses().back();
-    failure.phase = Phase::Ram;
-    failure.region = Region::Ram;
-    failure.range = last.range;
-    for (const ImageBlock& block : plan.blocks)
-      if (RangeOf(block).Contains(last.range.base) && block.region == Region::Outside)
-        failure.region = Region::Outside;
-  }
-
-  void PlaceAt(const SaciExchange& exchange, LoadFailure& failure) const {
-    failure.command = exchange.command;
-    failure.result = exchange.Result();
-    failure.region = RegionOf(exchange);
-    if (!failure.region) return;
-    failure.range = failure.region == Region::Main ? exchange.MainRange() : WholeRange(*failure.region);
-    if (exchange.command != saci::kProgramPipelined) return;
-    const std::uint32_t size = device.map.sectorSize;
-    if (exchange.Result().value_or(0) != 0) {
-      failure.range = {exchange.parameters[1] + exchange.sectorsAcknowledged * size, size};
-    } else if (const ImageBlock* const block = FailedBlock()) {
-      failure.range = RangeOf(*block);
-    }
-  }
-
-  [[nodiscard]] bool IsPastErase() const { return watch.Present() > Phase::Erase; }
-
   // Whether anything went to a region that the plug-in takes up after this one.
   [[nodiscard]] bool IsPassed(Region region) const {
     const bool anyMemory = std::any_of(watch.Accesses().begin(), watch.Accesses().end(),
                                        [](const MemoryAccess& access) { return access.isWrite; });
     if (anyMemory && region < Region::Ram) return true;
     return std::any_of(watch.Exchanges().begin(), watch.Exchanges().end(), [&](const SaciExchange& exchange) {
-      return RegionOf(exchange) > std::optional(region);
+      return RegionOf(exchange, plan) > std::optional(region);
     });
   }
 
@@ -223,7 +148,7 @@ class Judge {
   [[nodiscard]] RegionOutcome Compared(Region region) const {
     RegionOutcome outcome = RegionOutcome::NotCompared;
     for (const SaciExchange& exchange : watch.Exchanges()) {
-      if (!exchange.Compares() || RegionOf(exchange) != region) continue;
+      if (!exchange.Compares() || RegionOf(exchange, plan) != region) continue;
       if (!exchange.HasFailed() && outcome != RegionOutcome::Differs) outcome = RegionOutcome::Verified;
       if (exchange.Result() == saci::kCrcDiffers) outcome = RegionOutcome::Differs;
       if (exchange.HasFailed() && exchange.Result() != saci::kCrcDiffers) outcome = RegionOutcome::Failed;
@@ -267,7 +192,6 @@ class Judge {
   void FailWith(const std::string& text) {
     record.failure.emplace();
     record.failure->text = text;
-    record.failure->phase = watch.Present();
   }
 
   LoadRecord& record;

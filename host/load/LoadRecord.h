@@ -49,8 +49,8 @@ struct RegionRecord {
 
 // Where and why a load ended, from what went over the wire.
 struct LoadFailure {
-  std::string text;  // the plug-in's, unchanged
-  Phase phase = Phase::Identify;
+  std::string text;              // the plug-in's, unchanged
+  std::optional<Phase> phase{};  // that the plug-in was in; none for a verdict of the host
   std::optional<Region> region{};
   AddressRange range{};                        // of that region; size 0 when it is not known
   std::optional<std::uint32_t> firstSector{};  // of MAIN flash, when the range lies there

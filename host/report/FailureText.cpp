@@ -77,7 +77,7 @@ std::string FailureText(const LoadRecord& record) {
     if (!what.empty()) text += fmt::format("  {:<10}{}\n", title, what);
   };
   // "verify MAIN", "CCFG": most phases name their region.
-  std::string where(PhaseName(failure.phase));
+  std::string where(failure.phase ? PhaseName(*failure.phase) : "");
   const std::string region = failure.region ? Upper(RegionName(*failure.region)) : std::string();
   if (where.find(region) == std::string::npos) where += ", " + region;
   if (failure.range.size != 0) where += ", " + RangeText(failure.range);

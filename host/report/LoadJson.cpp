@@ -58,7 +58,8 @@ Json FailureJson(const LoadRecord& record) {
   if (!record.failure) return nullptr;
   const LoadFailure& failure = *record.failure;
   const Advice advice = AdviceOn(record);
-  Json json = {{"text", failure.text}, {"phase", PhaseName(failure.phase)}};
+  Json json = {{"text", failure.text}};
+  json["phase"] = failure.phase ? Json(PhaseName(*failure.phase)) : Json(nullptr);
   json["region"] = failure.region ? Json(RegionName(*failure.region)) : Json(nullptr);
   json["address"] = failure.range.size != 0 ? Json(failure.range.base) : Json(nullptr);
   json["bytes"] = failure.range.size != 0 ? Json(failure.range.size) : Json(nullptr);

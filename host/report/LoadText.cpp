@@ -133,12 +133,13 @@ std::string SummaryText(const LoadRecord& record) {
 
 std::string InterruptText(const LoadRecord& record) {
   const LoadFailure failure = record.failure.value_or(LoadFailure{});
-  std::string text = fmt::format("interrupted in phase \"{}\"", PhaseName(failure.phase));
-  if (failure.phase == Phase::ProgramMain && failure.range.size != 0)
+  const Phase phase = failure.phase.value_or(Phase::Identify);
+  std::string text = fmt::format("interrupted in phase \"{}\"", PhaseName(phase));
+  if (phase == Phase::ProgramMain && failure.range.size != 0)
     text = fmt::format("interrupted while programming {}", RangeText(failure.range));
   if (record.mode == LoadMode::Verify) return text + "; the chip is as it was";
   // Up to the erase, the chip holds what it held.
-  if (failure.phase < Phase::Erase) return text + "; nothing on the chip was changed";
+  if (phase < Phase::Erase) return text + "; nothing on the chip was changed";
   return text + "; the chip holds a part of the image: load again";
 }
 

@@ -1,14 +1,18 @@
 #include "host/report/ProgressBar.h"
 
 #include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <string_view>
 
 namespace host {
 
 namespace {
 
+constexpr std::size_t kUsualWidth = 80;
 constexpr std::size_t kMostCells = 40;
 constexpr std::size_t kFewestCells = 8;
 constexpr std::uint64_t kFirstEstimate = 2;  // percent done from which the rate says something
@@ -59,6 +63,15 @@ std::string ProgressBar::Line(const Progress& progress, std::size_t width) {
   const std::size_t cells = std::min(kMostCells, width - line.size() - kFrame);
   const auto filled = static_cast<std::size_t>(done * cells / progress.expected);
   return line.insert(title.size(), fmt::format(" [{:<{}}]", std::string(filled, '#'), cells));
+}
+
+std::optional<ProgressBar> ProgressBar::For(std::FILE* stream) {
+  if (isatty(fileno(stream)) == 0) return std::nullopt;
+  winsize size{};
+  const bool isKnown = ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  const char* const terminal = std::getenv("TERM");
+  const bool isDumb = terminal == nullptr || std::string_view(terminal) == "dumb";
+  return ProgressBar(stream, isKnown ? size.ws_col : kUsualWidth, isDumb ? Style::Lines : Style::Redrawn);
 }
 
 void ProgressBar::Take(const LoadEvent& event) {

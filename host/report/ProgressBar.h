@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "host/load/LoadEvents.h"
@@ -28,6 +29,9 @@ class ProgressBar {
   // Draws to `stream`, lines of at most `terminalWidth` characters.
   ProgressBar(std::FILE* stream, std::size_t terminalWidth, Style barStyle)
       : out(stream), width(terminalWidth), style(barStyle) {}
+
+  // The bar for a stream, by the width of its terminal and by TERM; nothing when it is no terminal.
+  static std::optional<ProgressBar> For(std::FILE* stream);
 
   void Take(const LoadEvent& event);
   // Wipes the line, so that another can be written; the next event draws it again.

@@ -64,20 +64,19 @@ class ToldOutcomeTest : public testing::TestWithParam<std::string> {
 
   host::ChipPicture Picture() { return sweep.bench.probe.Picture(); }
 
-  host::LoadRecord Load() {
+  host::LoadRecord Load(const host::LoadEventSink& sink = {}) {
     host::LoadRecord record = host::PlannedLoad(sweep.plan, {}, sweep.bench.device, sweep.bench.settings);
-    host::LoadSession(sweep.bench.Target()).Run(sweep.plan, record);
+    host::LoadSession(sweep.bench.Target()).Run(sweep.plan, record, sink);
     return record;
   }
 
-  // Whether the load failed.
-  bool LoadWith(const std::string& fault) {
+  std::optional<host::LoadFailure> FailureWith(const std::string& fault) {
     SCOPED_TRACE(fault);
     sweep.PutChipBack();
     sweep.bench.Chip().AskedFaults().Add(fault);
     const host::LoadRecord record = Load();
     ExpectTruth(record);
-    return record.failure.has_value();
+    return record.failure;
   }
 
   void ExpectTruth(const host::LoadRecord& record) {
@@ -112,7 +111,8 @@ TEST_P(ToldOutcomeTest, IsWhatTheChipHoldsWhicheverAnswerFails) {
   for (const char* action : {"result=0x84", "result=0x87", "lost", "wrong-id", "hang"}) {
     int failures = 0;
     // More answers than a load gets; some that fail do not end it.
-    for (int nth = 1; nth <= 40; ++nth) failures += LoadWith(fmt::format("saci:*:nth={}:{}", nth, action));
+    for (int nth = 1; nth <= 40; ++nth)
+      failures += FailureWith(fmt::format("saci:*:nth={}:{}", nth, action)) ? 1 : 0;
     EXPECT_GE(failures, 12) << action;
   }
 }
@@ -123,7 +123,7 @@ TEST_P(ToldOutcomeTest, IsWhatTheChipHoldsWhicheverCellFails) {
     // Nothing compares OTP, and retained sectors are not programmed.
     if (block.region == host::Region::Otp || block.address / chip.sectorSize == 40) continue;
     const char* const kind = block.region == host::Region::Ram ? "ram" : "cell";
-    EXPECT_TRUE(LoadWith(fmt::format("{}:0x{:x}", kind, block.address))) << host::RegionName(block.region);
+    EXPECT_TRUE(FailureWith(fmt::format("{}:0x{:x}", kind, block.address))) << host::RegionName(block.region);
   }
 }
 
@@ -138,6 +138,43 @@ TEST_P(ToldOutcomeTest, IsWhatTheChipHoldsWhereverTheHostFails) {
     ExpectTruth(record);
     if (!record.failure) break;
   }
+}
+
+TEST_P(ToldOutcomeTest, NamesThePlaceOfAFailure) {
+  const host::MemoryMap& map = sweep.bench.device.map;
+  const struct {
+    const char* fault;
+    host::Phase phase;
+    std::optional<host::Region> region;
+    host::AddressRange range;
+    std::optional<std::uint8_t> result;
+  } cases[] = {
+      {"saci:9:result=0x84", host::Phase::Erase, {}, {}, 0x84},
+      {"saci:15:nth=3:result=0x84", host::Phase::ProgramMain, host::Region::Main, {0x2800, 0x800}, 0x84},
+      {"saci:16:nth=2:lost", host::Phase::VerifyMain, host::Region::Main, {0x2000, 0x1000}, {}},
+      {"saci:12:result=0x86", host::Phase::Ccfg, host::Region::Ccfg, map.ccfg, 0x86},
+      {"saci:27:result=0x87", host::Phase::Scfg, host::Region::Scfg, map.scfg, 0x87},
+  };
+  for (const auto& c : cases) {
+    const std::optional<host::LoadFailure> failure = FailureWith(c.fault);
+    ASSERT_TRUE(failure) << c.fault;
+    EXPECT_EQ(failure->phase, c.phase) << c.fault;
+    EXPECT_EQ(failure->region, c.region) << c.fault;
+    EXPECT_EQ(failure->range, c.range) << c.fault;
+    EXPECT_EQ(failure->result, c.result) << c.fault;
+  }
+}
+
+TEST_P(ToldOutcomeTest, IsWhatTheChipHoldsWhenTheUserEndsTheLoad) {
+  sweep.PutChipBack();
+  const host::LoadRecord record = Load([&](const host::LoadEvent& event) {
+    const auto* const started = std::get_if<host::PhaseStarted>(&event);
+    if (started != nullptr && started->phase == host::Phase::Scfg) sweep.bench.services.Cancel();
+  });
+  EXPECT_TRUE(record.isInterrupted);
+  EXPECT_EQ(Outcome(record), "cancelled");
+  EXPECT_EQ(record.Find(host::Region::Ccfg)->outcome, Programmed);
+  ExpectTruth(record);
 }
 
 INSTANTIATE_TEST_SUITE_P(AllDevices, ToldOutcomeTest, testing::ValuesIn(DeviceNames()), DeviceCaseName);
