@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "host/device/FlashProperties.h"
+#include "host/device/DeviceDescription.h"
 #include "host/device/PropertyStore.h"
 #include "host/load/LoadSession.h"
 #include "host/plan/ImagePlan.h"
@@ -39,10 +39,10 @@ double ModelledSeconds(const host::PluginLibrary& library, const std::string& pr
 
   const host::ImageFile file = host::ParseImage("image.bin", image, device.map.main.base);
   const host::LoadPlan plan = host::PlanLoad({&file, 1}, device.map, host::PluginCuts::No);
-  const host::LoadReport report = host::LoadSession(library, services, probe, device.name)
-                                      .Run(plan, device.map, host::LoadMode::Program, {});
-  if (report.error) throw std::runtime_error(*report.error);
-  return static_cast<double>(report.elapsedNs) / 1e9;
+  host::LoadRecord record = host::PlannedLoad(plan, {file}, device, settings);
+  host::LoadSession({library, services, probe, device, settings}).Run(plan, record);
+  if (record.failure) throw std::runtime_error(record.failure->text);
+  return static_cast<double>(record.elapsedNs) / 1e9;
 }
 
 double WireBytesPerSecond(const std::string& probeName) {

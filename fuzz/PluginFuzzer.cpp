@@ -11,7 +11,7 @@
 #include "HostileHost.h"
 #include "IFlashDevice2.h"
 #include "Require.h"
-#include "host/device/FlashProperties.h"
+#include "host/device/DeviceDescription.h"
 #include "host/device/PropertyStore.h"
 #include "host/plugin/HostServices.h"
 #include "host/probe/simulated/SimulatedProbe.h"

@@ -4,7 +4,7 @@
 #include "host/cli/ExitCode.h"
 #include "host/cli/Locations.h"
 #include "host/cli/Verb.h"
-#include "host/device/FlashProperties.h"
+#include "host/device/DeviceDescription.h"
 
 namespace host::cli {
 

@@ -13,6 +13,8 @@ struct LoadOptions {
   bool verifies = false;            // what the settings may ask for as well
   bool isStrict = false;            // a warning before the load refuses it
   bool isDryRun = false;
+  bool ifDifferent = false;   // nothing is done to a chip that holds the images already
+  bool findsAll = false;      // all differences, not only the first
   bool allowOutside = false;  // bytes in no memory are handed on
   bool noProgress = false;
 };

@@ -56,6 +56,10 @@ void Output::Complain(std::string_view text) {
   Print(stderr, fmt::format("tovik-flash: {}\n", Indented(Printable(WithoutLineEnd(text)))));
 }
 
+void Output::Explain(std::string_view text) {
+  Print(stderr, Printable(text));
+}
+
 void Output::Show(const LoadMessage& message) {
   if (message.isError) {
     Complain(message.text);

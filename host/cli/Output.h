@@ -21,6 +21,8 @@ class Output {
   void Say(std::string_view text);
   // One line on standard error, led by the program's name.
   void Complain(std::string_view text);
+  // Lines on standard error that belong to the complaint before.
+  void Explain(std::string_view text);
   // A message of the plug-in: information is said, errors are complained of.
   void Show(const LoadMessage& message);
   // Bytes as they are; only where text is wanted.

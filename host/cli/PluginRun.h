@@ -8,6 +8,7 @@
 
 #include "host/cli/Options.h"
 #include "host/cli/Output.h"
+#include "host/load/LoadRecord.h"
 #include "host/load/Session.h"
 
 namespace host::cli {

@@ -9,6 +9,7 @@ void AddVerify(CLI::App& program, Job& chosen) {
       [](CLI::App& verb, LoadOptions& load) {
         load.verifies = true;
         AddImageOptions(verb, load);
+        verb.add_flag("--all", load.findsAll, "Find every MAIN sector that differs, not only the first");
       },
       RunLoad);
 }

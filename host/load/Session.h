@@ -8,7 +8,7 @@
 
 #include "host/device/DeviceDescription.h"
 #include "host/device/PropertyStore.h"
-#include "host/load/LoadEvents.h"
+#include "host/load/LoadSession.h"
 #include "host/plugin/HostServices.h"
 #include "host/plugin/PluginLibrary.h"
 #include "host/plugin/Trace.h"
@@ -50,7 +50,11 @@ class Session {
   // A device object of the plug-in, as the session's device.
   [[nodiscard]] PluginDevice MakeDevice() { return {library, services, device.name}; }
 
-  // The word of CFGAP_DEVICESTATUS; connects the debug port for it. Throws what the probe throws.
+  // What a load of this session works with.
+  [[nodiscard]] LoadTarget Target() { return {library, services, *probe, device, settings}; }
+
+  // The word of a register of the debug access ports, by its name; connects the debug port for it. Throws
+  // what the probe throws.
   [[nodiscard]] std::uint32_t ReadRegister(std::string_view name);
   // Whether the chip lets a debugger reach its memory.
   [[nodiscard]] bool IsDebuggingOpen();

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "host/device/FlashProperties.h"
+#include "host/device/DeviceDescription.h"
 #include "host/device/PropertyStore.h"
 #include "host/plan/EraseChoice.h"
 #include "host/plan/LoadPlan.h"

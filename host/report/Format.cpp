@@ -1,6 +1,8 @@
 #include "host/report/Format.h"
 
 #include <fmt/format.h>
+#include <algorithm>
+#include <cctype>
 #include <nlohmann/json.hpp>
 
 namespace host {
@@ -20,6 +22,17 @@ std::string Grouped(std::uint64_t number) {
     grouped += digits[i];
   }
   return grouped;
+}
+
+std::string Bytes(std::uint64_t count) {
+  return fmt::format("{} byte{}", Grouped(count), count == 1 ? "" : "s");
+}
+
+std::string Upper(std::string_view text) {
+  std::string upper(text);
+  std::transform(upper.begin(), upper.end(), upper.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  return upper;
 }
 
 std::string Duration(std::uint64_t nanoseconds) {

@@ -1,52 +1,106 @@
 #include "host/report/ProgressBar.h"
 
 #include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <string_view>
 
 namespace host {
 
 namespace {
-constexpr std::uint64_t kCells = 32;
+
+constexpr std::size_t kUsualWidth = 80;
+constexpr std::size_t kMostCells = 40;
+constexpr std::size_t kFewestCells = 8;
 constexpr std::uint64_t kFirstEstimate = 2;  // percent done from which the rate says something
+
+// What a person waits for: program and verify take turns at every block.
+std::string_view Title(Phase phase) {
+  switch (phase) {
+    case Phase::Identify:
+    case Phase::Reset: return "connect";
+    case Phase::Erase: return "erase";
+    case Phase::ProgramMain: return "program";
+    case Phase::VerifyMain: return "verify";
+    case Phase::Ccfg:
+    case Phase::Scfg:
+    case Phase::Otp: return "configuration";
+    case Phase::Ram: return "RAM";
+    case Phase::Authenticate: return "unlock";
+    case Phase::Hsm: return "HSM";
+  }
+  return "";
+}
+
 }  // namespace
 
-std::string ProgressBar::Line(std::uint64_t bytes, std::uint64_t expected, std::uint64_t elapsedNs) {
+std::string ProgressBar::Line(const Progress& progress, std::size_t width) {
   // Commands and configuration words come on top of the estimate; the bar waits for them at its end.
-  const std::uint64_t done = std::min(bytes, expected);
-  const std::uint64_t filled = expected == 0 ? 0 : done * kCells / expected;
-  const double seconds = static_cast<double>(elapsedNs) / 1e9;
-  const double rate = seconds > 0 ? static_cast<double>(bytes) / seconds : 0;
-  const std::uint64_t percent = expected == 0 ? 0 : done * 100 / expected;
-  const std::string left = percent < kFirstEstimate || rate <= 0
-                               ? ""
-                               : fmt::format("  {:.1f} s left", static_cast<double>(expected - done) / rate);
-  return fmt::format("[{:<{}}] {:3}%  {:.1f} of {:.1f} kB  {:.0f} kB/s{}", std::string(filled, '#'), kCells,
-                     percent, static_cast<double>(bytes) / 1e3, static_cast<double>(expected) / 1e3,
-                     rate / 1e3, left);
+  const std::uint64_t done = std::min(progress.bytes, progress.expected);
+  const std::string title = fmt::format("{:<13}", Title(progress.phase));
+  if (progress.expected == 0) return title.substr(0, width);
+
+  const std::uint64_t percent = done * 100 / progress.expected;
+  const double seconds = static_cast<double>(progress.elapsedNs) / 1e9;
+  const double rate = seconds > 0 ? static_cast<double>(progress.bytes) / seconds : 0;
+  std::string line = fmt::format("{} {:3}%", title, percent);
+  if (line.size() > width) return fmt::format("{:3}%", percent).substr(0, width);
+  const auto append = [&](const std::string& part) {
+    if (line.size() + part.size() <= width) line += part;
+  };
+  if (percent >= kFirstEstimate && rate > 0)
+    append(fmt::format("  {:.1f} s left", static_cast<double>(progress.expected - done) / rate));
+  // The bar takes what is left beside the figures that come after it.
+  const std::string figures =
+      fmt::format("  {:.1f} of {:.1f} KiB  {:.0f} KiB/s", static_cast<double>(progress.bytes) / 1024,
+                  static_cast<double>(progress.expected) / 1024, rate / 1024);
+  constexpr std::size_t kFrame = 3;  // a space and the brackets
+  if (line.size() + figures.size() + kFrame + kFewestCells <= width) line += figures;
+  if (line.size() + kFrame + kFewestCells > width) return line;
+  const std::size_t cells = std::min(kMostCells, width - line.size() - kFrame);
+  const auto filled = static_cast<std::size_t>(done * cells / progress.expected);
+  return line.insert(title.size(), fmt::format(" [{:<{}}]", std::string(filled, '#'), cells));
+}
+
+std::optional<ProgressBar> ProgressBar::For(std::FILE* stream) {
+  if (isatty(fileno(stream)) == 0) return std::nullopt;
+  winsize size{};
+  const bool isKnown = ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  const char* const terminal = std::getenv("TERM");
+  const bool isDumb = terminal == nullptr || std::string_view(terminal) == "dumb";
+  return ProgressBar(stream, isKnown ? size.ws_col : kUsualWidth, isDumb ? Style::Lines : Style::Redrawn);
 }
 
 void ProgressBar::Take(const LoadEvent& event) {
   if (const auto* planned = std::get_if<LoadPlanned>(&event)) {
-    expected = planned->wireBytes;
+    progress = {.expected = planned->wireBytes};
+    told = {};
+  } else if (const auto* started = std::get_if<PhaseStarted>(&event)) {
+    progress.phase = started->phase;
+    // Program and verify take turns at every block: each is told once.
+    bool& isTold = told[static_cast<std::size_t>(started->phase)];
+    if (style == Style::Lines && !isTold) fmt::print(out, "{}\n", Title(started->phase).substr(0, width));
+    isTold = true;
   } else if (const auto* moved = std::get_if<BytesMoved>(&event)) {
-    if (expected == 0) return;
-    const int permille = static_cast<int>(std::min(moved->bytes, expected) * 1000 / expected);
-    if (permille == shownPermille) return;
-    shownPermille = permille;
-    Draw(Line(moved->bytes, expected, moved->elapsedNs));
+    progress.bytes = moved->bytes;
+    progress.elapsedNs = moved->elapsedNs;
   } else {
     Clear();
+    return;
   }
+  if (style == Style::Redrawn) Draw(Line(progress, width));
 }
 
 void ProgressBar::Clear() {
-  if (shownPermille < 0) return;
-  shownPermille = -1;
   Draw("");
 }
 
 void ProgressBar::Draw(const std::string& line) {
+  if (style != Style::Redrawn || line == shown) return;
+  shown = line;
   // Return to the line's start, wipe to its end, and stay on it.
   fmt::print(out, "\r\x1b[K{}", line);
   std::fflush(out);

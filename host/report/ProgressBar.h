@@ -1,33 +1,54 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "host/load/LoadEvents.h"
 
 namespace host {
 
-// One line that is redrawn while a load runs: share done, bytes over the wire, rate and time left, both by
-// the probe's clock.
+// Where a load stands.
+struct Progress {
+  Phase phase = Phase::Identify;
+  std::uint64_t bytes = 0;     // over the wire
+  std::uint64_t expected = 0;  // 0 when that cannot be told
+  std::uint64_t elapsedNs = 0;
+};
+
+// One line that is redrawn while a load runs: phase, share done, rate and time left, by the probe's clock.
 class ProgressBar {
  public:
-  // Draws to `stream`, which must be a terminal.
-  explicit ProgressBar(std::FILE* stream) : out(stream) {}
+  enum class Style {
+    Redrawn,  // one line that is drawn again and again, with terminal escapes
+    Lines,    // a plain line for each phase, as where TERM is "dumb"
+  };
+
+  // Draws to `stream`, lines of at most `terminalWidth` characters.
+  ProgressBar(std::FILE* stream, std::size_t terminalWidth, Style barStyle)
+      : out(stream), width(terminalWidth), style(barStyle) {}
+
+  // The bar for a stream, by the width of its terminal and by TERM; nothing when it is no terminal.
+  static std::optional<ProgressBar> For(std::FILE* stream);
 
   void Take(const LoadEvent& event);
   // Wipes the line, so that another can be written; the next event draws it again.
   void Clear();
 
-  // The line for so many of `expected` bytes after so long; without line end.
-  static std::string Line(std::uint64_t bytes, std::uint64_t expected, std::uint64_t elapsedNs);
+  // The line without its end: never longer than `width`, what matters least left out first.
+  static std::string Line(const Progress& progress, std::size_t width);
 
  private:
   void Draw(const std::string& line);
 
   std::FILE* out;
-  std::uint64_t expected = 0;
-  int shownPermille = -1;  // redrawn only when it changes: a load moves bytes some thousand times
+  std::size_t width;
+  Style style;
+  Progress progress;
+  std::array<bool, kPhaseCount> told{};  // as a line
+  std::string shown;  // redrawn only when it changes: a load moves bytes some thousand times
 };
 
 }  // namespace host

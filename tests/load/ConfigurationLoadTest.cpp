@@ -14,7 +14,7 @@ class ConfigurationLoadTest : public testing::TestWithParam<std::string> {
  protected:
   ConfigurationLoadTest() : bench(GetParam()), image(MakeImage(bench.device, 700)) {}
 
-  host::LoadReport Load() { return bench.Load(image.Segments(bench.device)); }
+  host::LoadRecord Load() { return bench.Load(image.Segments(bench.device)); }
   const simulator::ChipState& Chip() { return bench.Chip().State(); }
   const host::ChipFacts& Facts() const { return bench.device.chip; }
 
@@ -65,7 +65,7 @@ TEST_P(ConfigurationLoadTest, ProgramsAUserRecordAloneWithoutErasing) {
   simulator::ChipState expected = Chip();
   std::copy(record.begin(), record.end(), expected.ccfg.begin() + place.offset);
 
-  const host::LoadReport report = bench.Load({{Facts().ccfg.base + place.offset, record}});
+  const host::LoadRecord report = bench.Load({{Facts().ccfg.base + place.offset, record}});
   EXPECT_EQ(Outcome(report), "ok");
   EXPECT_THAT(Errors(report), testing::IsEmpty());
   EXPECT_TRUE(Chip() == expected);

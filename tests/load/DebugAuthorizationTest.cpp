@@ -19,7 +19,7 @@ class DebugAuthorizationTest : public testing::TestWithParam<std::string> {
  protected:
   DebugAuthorizationTest() : bench(GetParam()), image(MakeImage(bench.device, 900)) {}
 
-  host::LoadReport Load() { return bench.Load(image.Segments(bench.device)); }
+  host::LoadRecord Load() { return bench.Load(image.Segments(bench.device)); }
 
   Workbench bench;
   TestImage image;
@@ -29,7 +29,7 @@ TEST_P(DebugAuthorizationTest, OnlyTheRightPasswordOpensTheWayToTheRam) {
   RequirePassword(bench.device, image);
   bench.Set("DebugPassword", kPassword);
   for (int onClosedChip = 0; onClosedChip < 2; ++onClosedChip) {
-    const host::LoadReport report = Load();
+    const host::LoadRecord report = Load();
     EXPECT_EQ(Outcome(report), "ok");
     EXPECT_THAT(Errors(report), IsEmpty());
     EXPECT_EQ(bench.Chip().State().ram,
@@ -41,7 +41,7 @@ TEST_P(DebugAuthorizationTest, OnlyTheRightPasswordOpensTheWayToTheRam) {
   for (const char* wrong : {"open sesame?", "open sesame", "open sesame! ", ""}) {
     SCOPED_TRACE(wrong);
     bench.Set("DebugPassword", wrong);
-    const host::LoadReport report = Load();
+    const host::LoadRecord report = Load();
     EXPECT_EQ(Outcome(report), "ok");  // flash was programmed; only RAM could not be reached
     EXPECT_THAT(Errors(report), Contains(testing::StartsWith("Debug authentication failed. Error: ")));
     EXPECT_THAT(Errors(report), Contains(kRamNotWritten));
@@ -54,7 +54,7 @@ TEST_P(DebugAuthorizationTest, AChipThatForbidsDebuggingTakesNoRamData) {
   image.ccfg[bench.device.chip.authorizationTypeOffset] = 0x00;
   ASSERT_EQ(Outcome(Load()), "ok");
   // A load of RAM data alone leaves the chip as it is, and must find its debug port closed.
-  const host::LoadReport report = bench.Load(image.ram);
+  const host::LoadRecord report = bench.Load(image.ram);
   EXPECT_EQ(Outcome(report), "ok");
   EXPECT_THAT(Errors(report), testing::ElementsAre(kRamNotWritten));
   EXPECT_FALSE(bench.IsDebuggingOpen());
@@ -76,7 +76,7 @@ TEST_P(LockingLoadTest, SaysSoAndWritesNoRamData) {
   TestImage image = MakeImage(bench.device, 950);
   bench.Set("CcfgOverwriteAuthorizationFieldsToggle", "1");
   bench.Set("CcfgOverwriteAuthorizationFieldsTypeChoicelist", "Debug not allowed");
-  const host::LoadReport report = bench.Load(image.Segments(bench.device));
+  const host::LoadRecord report = bench.Load(image.Segments(bench.device));
   EXPECT_EQ(Outcome(report), "ok");
   EXPECT_THAT(Errors(report), IsEmpty());
   EXPECT_THAT(Infos(report), Contains("Debugging Interface is Locked!"));

@@ -48,7 +48,7 @@ TEST_P(VerificationLoadTest, FindsOneBitInEveryComparedRegionAndChangesNothing) 
     bench.Prepare([&](State& state) { state = changed; });
     bench.Set("FlashPageToggle", *c.skipped == '\0' ? "0" : "1");
     bench.Set("FlashPages", c.skipped);
-    const host::LoadReport report = bench.Verify(image.Segments(bench.device));
+    const host::LoadRecord report = bench.Verify(image.Segments(bench.device));
     EXPECT_EQ(Outcome(report), c.outcome);
     EXPECT_THAT(Infos(report),
                 testing::Contains("Image Verification Succeeded!").Times(Outcome(report) == "ok" ? 1U : 0U));

@@ -143,7 +143,7 @@ TEST_P(WholeLoadTest, PutsEveryByteWhereItBelongsAndTellsWhatItLeaves) {
     load.bench.Set("FlashVerboseMode", "1");
     const host::DeviceDescription& device = load.bench.device;
     const host::AddressRange otp = device.chip.otp;
-    const host::LoadReport report = load.bench.Load(load.image.Segments(device));
+    const host::LoadRecord report = load.bench.Load(load.image.Segments(device));
     ASSERT_EQ(Outcome(report), "ok");
     EXPECT_THAT(Errors(report), testing::IsEmpty());
     EXPECT_TRUE(load.bench.services.IsConnected(host::Core::Cortex));
@@ -188,7 +188,7 @@ class IncompleteLoadTest : public testing::TestWithParam<std::string> {
 
 TEST_P(IncompleteLoadTest, ReportsAnErasedChipLeftWithoutConfiguration) {
   bench.SetErase(Erase::Chip);
-  const host::LoadReport report = bench.Load(image.main);
+  const host::LoadRecord report = bench.Load(image.main);
   EXPECT_EQ(Outcome(report), "ok");
   EXPECT_THAT(Errors(report),
               testing::ElementsAre(

@@ -5,8 +5,6 @@
 #include <cctype>
 #include <utility>
 
-#include "host/load/LoadSession.h"
-
 namespace {
 
 std::string_view EraseName(Erase erase) {
@@ -26,9 +24,9 @@ host::PropertyStore DefaultsOf(const host::DeviceDescription& device) {
   return settings;
 }
 
-std::vector<std::string> MessagesOf(const host::LoadReport& report, bool isError) {
+std::vector<std::string> MessagesOf(const host::LoadRecord& record, bool isError) {
   std::vector<std::string> texts;
-  for (const host::LoadMessage& message : report.messages)
+  for (const host::LoadMessage& message : record.messages)
     if (message.isError == isError) texts.push_back(message.text);
   return texts;
 }
@@ -91,32 +89,32 @@ host::LoadPlan Workbench::Plan(const std::vector<host::ImageSegment>& image) con
   return host::PlanLoad(images, device.map, host::PluginCutsUnder(settings));
 }
 
-host::LoadReport Workbench::Load(const std::vector<host::ImageSegment>& image) {
-  return Run(image, host::LoadMode::Program);
+host::LoadTarget Workbench::Target() {
+  return {Plugin(), services, probe, device, settings};
 }
 
-host::LoadReport Workbench::Verify(const std::vector<host::ImageSegment>& image) {
-  Set("ImageVerificationSetting", "1");
-  host::LoadReport report = Run(image, host::LoadMode::Verify);
-  Set("ImageVerificationSetting", "0");
-  return report;
-}
-
-host::LoadReport Workbench::Run(const std::vector<host::ImageSegment>& image, host::LoadMode mode) {
-  host::LoadSession session(Plugin(), services, probe, device.name);
-  host::LoadReport report = session.Run(Plan(image), device.map, mode, {});
+host::LoadRecord Workbench::Load(const std::vector<host::ImageSegment>& image) {
+  const host::LoadPlan plan = Plan(image);
+  host::LoadRecord record = host::PlannedLoad(plan, {}, device, settings);
+  host::LoadSession(Target()).Run(plan, record);
   EXPECT_EQ(services.BrokenPromise(), "");
-  return report;
+  return record;
 }
 
-std::string Outcome(const host::LoadReport& report) {
-  return report.error.value_or("ok");
+host::LoadRecord Workbench::Verify(const std::vector<host::ImageSegment>& image) {
+  host::LoadRecord record = host::CompareWithChip(Target(), Plan(image));
+  EXPECT_EQ(services.BrokenPromise(), "");
+  return record;
 }
 
-std::vector<std::string> Errors(const host::LoadReport& report) {
-  return MessagesOf(report, true);
+std::string Outcome(const host::LoadRecord& record) {
+  return record.failure ? record.failure->text : "ok";
 }
 
-std::vector<std::string> Infos(const host::LoadReport& report) {
-  return MessagesOf(report, false);
+std::vector<std::string> Errors(const host::LoadRecord& record) {
+  return MessagesOf(record, true);
+}
+
+std::vector<std::string> Infos(const host::LoadRecord& record) {
+  return MessagesOf(record, false);
 }

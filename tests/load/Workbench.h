@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "WatchedServices.h"
-#include "host/device/FlashProperties.h"
+#include "host/device/DeviceDescription.h"
 #include "host/device/PropertyStore.h"
-#include "host/load/LoadReport.h"
+#include "host/load/Comparison.h"
 #include "host/plan/ImagePlan.h"
 #include "host/plugin/PluginLibrary.h"
 #include "host/probe/simulated/SimulatedProbe.h"
@@ -51,21 +51,20 @@ class Workbench {
 
   // The blocks that a load under the present settings consists of.
   [[nodiscard]] host::LoadPlan Plan(const std::vector<host::ImageSegment>& image) const;
+  // To load with.
+  host::LoadTarget Target();
   // One load as the host makes it: a device of its own, the blocks, the end.
-  host::LoadReport Load(const std::vector<host::ImageSegment>& image);
-  host::LoadReport Verify(const std::vector<host::ImageSegment>& image);
+  host::LoadRecord Load(const std::vector<host::ImageSegment>& image);
+  host::LoadRecord Verify(const std::vector<host::ImageSegment>& image);
 
   host::DeviceDescription device;
   host::PropertyStore settings;
   host::SimulatedProbe probe;
   WatchedServices services;
-
- private:
-  host::LoadReport Run(const std::vector<host::ImageSegment>& image, host::LoadMode mode);
 };
 
-// The report's error, or "ok".
-std::string Outcome(const host::LoadReport& report);
+// The record's error, or "ok".
+std::string Outcome(const host::LoadRecord& record);
 // The texts of the error messages or of the others.
-std::vector<std::string> Errors(const host::LoadReport& report);
-std::vector<std::string> Infos(const host::LoadReport& report);
+std::vector<std::string> Errors(const host::LoadRecord& record);
+std::vector<std::string> Infos(const host::LoadRecord& record);

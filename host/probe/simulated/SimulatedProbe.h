@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "host/device/FlashProperties.h"
+#include "host/device/DeviceDescription.h"
 #include "host/probe/ChipView.h"
 #include "host/probe/OpenProbe.h"
 #include "simulator/Chip.h"

@@ -1,0 +1,212 @@
+#include "host/load/LoadRecord.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "WireScript.h"
+#include "host/load/LoadOutcome.h"
+#include "host/report/FailureText.h"
+#include "host/report/LoadText.h"
+#include "host/report/ProgressBar.h"
+
+namespace host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using Bytes = std::vector<std::uint8_t>;
+
+DeviceDescription SmallDevice() {
+  DeviceDescription device;
+  device.map.main = {0, 0x3000};
+  device.map.sectorSize = 0x800;
+  device.map.ccfg = {0x4C000000, 0x10};
+  device.map.scfg = {0x4C001000, 0x10};
+  device.map.ram = {0x20000000, 0x100};
+  return device;
+}
+
+ImageBlock Block(Region region, std::uint32_t address, Bytes data) {
+  const auto size = static_cast<std::uint32_t>(data.size());
+  return {region, address, std::move(data), {{address, size}}};
+}
+
+// A block of each region, small and equal.
+LoadPlan PlanOf(const std::vector<Region>& regions) {
+  LoadPlan plan;
+  for (const Region region : regions) {
+    const std::uint32_t address = region == Region::Main   ? 0
+                                  : region == Region::Ccfg ? 0x4C000000
+                                  : region == Region::Scfg ? 0x4C001000
+                                                           : 0x20000000;
+    plan.blocks.push_back(Block(region, address, Bytes(16, 0x55)));
+  }
+  return plan;
+}
+
+TEST(PlannedLoadTest, GathersTheRangesOfEachRegion) {
+  LoadPlan plan;
+  plan.blocks = {Block(Region::Main, 0x7FF, Bytes(2, 0xFF)), Block(Region::Main, 0x801, Bytes(0x7FF, 0xFF)),
+                 Block(Region::Main, 0x2000, Bytes(0x800, 0)),
+                 Block(Region::Ram, 0x20000000, {'1', '2', '3', '4', '5', '6', '7', '8', '9'})};
+  const LoadRecord record = PlannedLoad(plan, {}, SmallDevice(), {});
+  ASSERT_EQ(record.regions.size(), 2U);
+  EXPECT_THAT(record.regions[0].ranges, ElementsAre(AddressRange{0x7FF, 0x801}, AddressRange{0x2000, 0x800}));
+  EXPECT_EQ(record.regions[0].bytes, 0x1001U);
+  EXPECT_EQ(record.regions[1].sectors, 0U);
+  EXPECT_EQ(record.regions[1].crc, 0xCBF43926U);
+  EXPECT_THAT(PlanText(record), HasSubstr("MAIN        2 ranges                  4,097 bytes\n"
+                                          "                      0x000007ff..0x00000fff    2,049 bytes\n"
+                                          "                      0x00002000..0x000027ff    2,048 bytes\n"));
+}
+
+// What the images hold, what the chip answers to the comparisons of MAIN, CCFG and SCFG that the plug-in
+// makes until one fails, and what is told of it.
+TEST(VerificationTest, ComparesAsFarAsThePluginGoes) {
+  PropertyStore settings;
+  settings.Set("ImageVerificationSetting", "1");
+  constexpr auto kMain = Region::Main, kCcfg = Region::Ccfg, kScfg = Region::Scfg, kRam = Region::Ram;
+  constexpr std::uint32_t kSame = 0, kOther = 0x87, kBroken = 0x84;
+  const struct {
+    std::vector<Region> held;
+    std::vector<std::uint32_t> answers;
+    const char* outcomes;  // verified, Differs, Failed, - for not compared
+    const char* told;
+    const char* note = "";
+  } cases[] = {
+      {{kMain, kCcfg, kScfg}, {kSame, kSame, kSame}, "vvv", "ok"},
+      {{kMain, kCcfg, kScfg, kRam},
+       {kSame, kSame, kSame},
+       "vvv-",
+       "ok",
+       "ram: not compared, no verification looks there"},
+      {{kMain}, {kSame, kOther}, "v", "ok", "the images hold no ccfg; it was not compared"},
+      {{kMain, kCcfg}, {kSame, kSame, kOther}, "vv", "ok", "the images hold no scfg; it was not compared"},
+      {{kMain, kCcfg, kScfg}, {kOther}, "D--", "the plug-in's text"},
+      {{kMain, kCcfg, kScfg}, {kSame, kOther}, "vD-", "the plug-in's text"},
+      {{kMain, kCcfg, kScfg}, {kSame, kSame, kBroken}, "vvF", "the plug-in's text"},
+      {{kMain, kScfg},
+       {kSame, kOther},
+       "v-",
+       "scfg was not compared: the images hold no ccfg, where the plug-in stops"},
+      {{kCcfg}, {}, "-", "ccfg was not compared: the images hold no main, where the plug-in stops"},
+      {{kMain}, {}, "-", "main was not compared: the settings leave out all that the images hold of it"},
+      {{kRam}, {}, "-", "nothing was compared: the images hold nothing of MAIN flash, CCFG or SCFG"},
+  };
+  for (const auto& c : cases) {
+    SaciWatch watch;
+    WireScript wire(watch);
+    const std::vector<std::uint32_t> commands[] = {
+        {0x00000010, 0, 0x800, 0}, {0x00010011, 0, 0, 0, 0}, {0x0001001B, 0}};
+    LoadCourse course;
+    for (std::size_t i = 0; i < c.answers.size(); ++i) {
+      wire.Send(commands[i].front(), {commands[i].begin() + 1, commands[i].end()});
+      wire.Answer({(commands[i].front() & 0xFF) | c.answers[i] << 16});
+      if (c.answers[i] != kSame) course.error = "the plug-in's text";
+    }
+    const DeviceDescription device = SmallDevice();
+    const LoadPlan plan = PlanOf(c.held);
+    course.blocksTaken = plan.blocks.size();
+    LoadRecord record = PlannedLoad(plan, {}, device, settings);
+    JudgeLoad(record, plan, device, watch, course);
+
+    std::string outcomes;
+    for (const RegionRecord& region : record.regions)
+      outcomes += region.outcome == RegionOutcome::Verified  ? 'v'
+                  : region.outcome == RegionOutcome::Differs ? 'D'
+                  : region.outcome == RegionOutcome::Failed  ? 'F'
+                                                             : '-';
+    EXPECT_EQ(outcomes, c.outcomes) << c.told << c.note;
+    EXPECT_EQ(record.failure ? record.failure->text : "ok", c.told) << c.note;
+    EXPECT_EQ(record.notes.empty() ? "" : record.notes.front(), c.note);
+  }
+}
+
+TEST(FlashMapTest, DrawsLinesOf64SectorsAndFoldsWhatRepeats) {
+  std::vector<SectorState> sectors(64 * 5, SectorState::Erased);
+  sectors[0] = SectorState::Programmed;
+  sectors.back() = SectorState::Retained;
+  const std::string dots(63, '.');
+  EXPECT_EQ(DrawFlashMap(sectors, 0x800),
+            "Flash map, one character a sector of 2048 bytes\n"
+            "  0x00000000 #" +
+                dots + "\n" + "  0x00020000 ." + dots + "\n" +
+                "  ...\n"
+                "  0x00080000 " +
+                dots + "r\n" + "  # 1 programmed   . 318 erased   r 1 retained\n");
+}
+
+TEST(LoadTextTest, TellsWhereALoadFailedAndHowItWasInterrupted) {
+  LoadRecord record;
+  record.sectorSize = 0x800;
+  record.failure.emplace();
+  record.failure->text = "cancelled";
+  record.failure->phase = Phase::ProgramMain;
+  record.failure->region = Region::Main;
+  record.failure->range = {0x8000, 0x8000};
+  record.failure->firstSector = 16;
+  record.isInterrupted = true;
+  EXPECT_EQ(
+      InterruptText(record),
+      "interrupted while programming 0x00008000..0x0000ffff; the chip holds a part of the image: load again");
+  record.failure->phase = Phase::Reset;
+  EXPECT_EQ(InterruptText(record), "interrupted in phase \"reset\"; nothing on the chip was changed");
+
+  record.isInterrupted = false;
+  record.failure->phase = Phase::VerifyMain;
+  record.failure->range = {0x8000, 0x800};
+  record.failure->command = 16;
+  record.failure->result = 0x87;
+  EXPECT_THAT(FailureText(record),
+              testing::StartsWith("  At        verify MAIN, 0x00008000..0x000087ff, sector 16\n"
+                                  "  Chip      0x87, CRC-32 differs, to \"verify MAIN\"\n"
+                                  "  Cause     The sector does not hold what was programmed"));
+  const Json json = ToJson(record);
+  EXPECT_EQ(json["schema"], 1);
+  EXPECT_EQ(json["failure"]["sector"], 16);
+  EXPECT_EQ(json["failure"]["result_name"], "CRC-32 differs");
+}
+
+TEST(ProgressBarTest, SuitsEveryWidth) {
+  const Progress half{Phase::ProgramMain, 51200, 102400, 500'000'000};
+  const Progress over{Phase::Ccfg, 120000, 102400, 1'000'000'000};
+  const struct {
+    Progress progress;
+    std::size_t width;
+    std::string line;
+  } cases[] = {
+      {half, 200,
+       "program       [####################                    ]  50%  0.5 s left  50.0 of 100.0 KiB  100 "
+       "KiB/s"},
+      {half, 80, "program       [########         ]  50%  0.5 s left  50.0 of 100.0 KiB  100 KiB/s"},
+      {half, 40, "program        50%  0.5 s left"},
+      {half, 10, " 50%"},
+      {over, 60, "configuration [###########################] 100%  0.0 s left"},
+      {{Phase::Erase, 0, 0, 0}, 40, "erase        "},
+      {{Phase::Erase, 4, 102400, 1'000'000}, 40, "erase         [                   ]   0%"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(ProgressBar::Line(c.progress, c.width), c.line);
+    EXPECT_LE(ProgressBar::Line(c.progress, c.width).size(), c.width);
+  }
+}
+
+TEST(ProgressBarTest, WritesPlainLinesWhereNothingCanBeRedrawn) {
+  std::FILE* const file = std::tmpfile();
+  ProgressBar bar(file, 80, ProgressBar::Style::Lines);
+  bar.Take(LoadPlanned{1000});
+  for (const Phase phase : {Phase::Erase, Phase::ProgramMain, Phase::VerifyMain, Phase::ProgramMain})
+    bar.Take(PhaseStarted{phase});
+  bar.Take(BytesMoved{500, 1});
+  bar.Take(LoadEnded{});
+  std::rewind(file);
+  std::string written(100, '\0');
+  written.resize(std::fread(written.data(), 1, written.size(), file));
+  std::fclose(file);
+  EXPECT_EQ(written, "erase\nprogram\nverify\n");
+}
+
+}  // namespace
+}  // namespace host
