@@ -81,9 +81,8 @@ void ProgressBar::Take(const LoadEvent& event) {
   } else if (const auto* started = std::get_if<PhaseStarted>(&event)) {
     progress.phase = started->phase;
     // Program and verify take turns at every block: each is told once.
-    bool& isTold = told[static_cast<std::size_t>(started->phase)];
-    if (style == Style::Lines && !isTold) fmt::print(out, "{}\n", Title(started->phase).substr(0, width));
-    isTold = true;
+    const bool isNew = told.insert(Title(started->phase)).second;
+    if (style == Style::Lines && isNew) fmt::print(out, "{}\n", Title(started->phase).substr(0, width));
   } else if (const auto* moved = std::get_if<BytesMoved>(&event)) {
     progress.bytes = moved->bytes;
     progress.elapsedNs = moved->elapsedNs;

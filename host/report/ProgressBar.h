@@ -1,10 +1,11 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <optional>
+#include <set>
 #include <string>
+#include <string_view>
 
 #include "host/load/LoadEvents.h"
 
@@ -47,8 +48,8 @@ class ProgressBar {
   std::size_t width;
   Style style;
   Progress progress;
-  std::array<bool, kPhaseCount> told{};  // as a line
-  std::string shown;  // redrawn only when it changes: a load moves bytes some thousand times
+  std::set<std::string_view> told;  // phases, each once
+  std::string shown;                // redrawn only when it changes: a load moves bytes some thousand times
 };
 
 }  // namespace host
