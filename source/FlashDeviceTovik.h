@@ -167,6 +167,11 @@ class FlashDeviceTovik {
   bool InDbgProbeLoop();
   bool InBootloader();
   bool IsAhbApEnabled();
+  // The debug port, CS_DAP_0, is current afterwards; it is connected if need be, or must be connected
+  // already.
+  void ConnectDebugPort();
+  void RequireDebugPort(const char* errorText);
+  void DisconnectCore(const char* id);
   void EnterSaci();
   void ConnectDebugPortAlone();
   void IssuePinResetAndEnterSaci();

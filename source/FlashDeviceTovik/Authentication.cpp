@@ -25,9 +25,7 @@ constexpr const char* s_debuggingNotAllowedHelp[] = {
 }  // namespace
 
 void FlashDeviceTovik::EnsureAuthentication(bool exitSaciAfter) {
-  utility.SetCoreById("CS_DAP_0");
-  if (!utility.IsConnected())
-    throw std::runtime_error("The DAP core needs to be connected to ensure authentication.");
+  RequireDebugPort("The DAP core needs to be connected to ensure authentication.");
   // No pause and no time-out: the ROM gets past this within its own boot time.
   while (BeforeSaci()) {
   }
@@ -42,9 +40,7 @@ void FlashDeviceTovik::EnsureAuthentication(bool exitSaciAfter) {
 }
 
 void FlashDeviceTovik::AuthenticateDebugging() {
-  utility.SetCoreById("CS_DAP_0");
-  if (!utility.IsConnected())
-    throw std::runtime_error("The DAP core needs to be connected to authenticate debugging.");
+  RequireDebugPort("The DAP core needs to be connected to authenticate debugging.");
   if (!InSaci()) throw std::runtime_error("The target needs to be in SACI mode authenticate debugging.");
   ReadDeviceInfo();
   if (HasHsm()) {

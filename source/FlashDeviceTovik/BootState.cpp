@@ -62,6 +62,21 @@ bool FlashDeviceTovik::IsAhbApEnabled() {
   return (ReadDeviceStatus() & kAhbApEnabled) != 0;
 }
 
+void FlashDeviceTovik::ConnectDebugPort() {
+  utility.SetCoreById("CS_DAP_0");
+  if (!utility.IsConnected()) utility.Connect(false);
+}
+
+void FlashDeviceTovik::RequireDebugPort(const char* errorText) {
+  utility.SetCoreById("CS_DAP_0");
+  if (!utility.IsConnected()) throw std::runtime_error(errorText);
+}
+
+void FlashDeviceTovik::DisconnectCore(const char* id) {
+  utility.SetCoreById(id);
+  utility.Disconnect(true);
+}
+
 void FlashDeviceTovik::EnterSaci() {
   ConnectDebugPortAlone();
   saci.ResetInterfaceState();
@@ -84,22 +99,15 @@ void FlashDeviceTovik::ConnectDebugPortAlone() {
     utility.SetCore("Cortex");
     utility.Disconnect(true);
   }
-  if (dapConnected && secApConnected) {
-    utility.SetCoreById("SEC_AP");
-    utility.Disconnect(true);
-  }
+  if (dapConnected && secApConnected) DisconnectCore("SEC_AP");
   const bool alone = !cortexConnected && !secApConnected;
-  if (dapConnected && !alone) {
-    utility.SetCoreById("CS_DAP_0");
-    utility.Disconnect(true);
-  }
+  if (dapConnected && !alone) DisconnectCore("CS_DAP_0");
   utility.SetCoreById("CS_DAP_0");
   if (!dapConnected || !alone) utility.Connect(false);
 }
 
 void FlashDeviceTovik::IssuePinResetAndEnterSaci() {
-  utility.SetCoreById("CS_DAP_0");
-  utility.Disconnect(true);
+  DisconnectCore("CS_DAP_0");
   utility.ResetTarget(kPinReset);
   utility.Connect(false);
   saci.ResetInterfaceState();
@@ -111,8 +119,7 @@ void FlashDeviceTovik::IssuePinResetAndEnterSaci() {
 
 void FlashDeviceTovik::ExitSaci(bool halt, std::uint32_t timeout, std::uint32_t pollInterval) {
   ReadDeviceInfo();
-  utility.SetCoreById("CS_DAP_0");
-  if (!utility.IsConnected()) utility.Connect(false);
+  ConnectDebugPort();
 
   switch (ActionFor(ReadLifecycle())) {
     case LifecycleAction::ExitSaci: break;

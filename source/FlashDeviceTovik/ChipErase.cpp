@@ -91,23 +91,21 @@ bool FlashDeviceTovik::BlankCheck() {
   if (identity.mainFlashSize == 0)
     throw std::runtime_error("Error performing blank check - Flash size is unknown.");
 
-  bool blank = true;
-  std::uint8_t result = saci.VerifyCcfgSector(false, false, true, 0, 0, 0, 0);
-  if (result == SACI_RESULT_BLANK_CHECK_FAILED) {
-    utility.ReportInfo("Blank Check: Device CCFG sector is programmed");
-    blank = false;
-  } else {
-    RequireSaciSuccess(result, "Error performing blank check on CCFG sector- ");
-  }
-
-  result = saci.VerifyMainSectors(0, identity.mainFlashSize, 0, true);
-  if (result == SACI_RESULT_BLANK_CHECK_FAILED) {
-    utility.ReportInfo("Blank Check: Device MAIN flash is programmed");
-    blank = false;
-  } else {
-    RequireSaciSuccess(result, "Error performing blank check on MAIN flash bank - ");
-  }
-
+  const auto isBlank = [this](std::uint8_t result, const char* programmedText, const char* failurePrefix) {
+    if (result == SACI_RESULT_BLANK_CHECK_FAILED) {
+      utility.ReportInfo(programmedText);
+      return false;
+    }
+    RequireSaciSuccess(result, failurePrefix);
+    return true;
+  };
+  const bool ccfgBlank = isBlank(saci.VerifyCcfgSector(false, false, true, 0, 0, 0, 0),
+                                 "Blank Check: Device CCFG sector is programmed",
+                                 "Error performing blank check on CCFG sector- ");
+  const bool mainBlank = isBlank(saci.VerifyMainSectors(0, identity.mainFlashSize, 0, true),
+                                 "Blank Check: Device MAIN flash is programmed",
+                                 "Error performing blank check on MAIN flash bank - ");
+  const bool blank = ccfgBlank && mainBlank;
   if (blank) utility.ReportInfo("Blank Check: Device flash is blank");
   return blank;
 }

@@ -102,6 +102,5 @@ void FlashDeviceTovik::WriteRamDataThroughDebugPort() {
     utility.SetCore("Cortex");
     utility.Connect(false);
   }
-  utility.SetCoreById("SEC_AP");
-  utility.Disconnect(true);
+  DisconnectCore("SEC_AP");
 }

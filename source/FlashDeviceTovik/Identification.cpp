@@ -70,8 +70,7 @@ bool FlashDeviceTovik::ReadDeviceInfo() {
 }
 
 bool FlashDeviceTovik::ReadRevisionInfo() {
-  utility.SetCoreById("CS_DAP_0");
-  if (!utility.IsConnected()) utility.Connect(false);
+  ConnectDebugPort();
   const std::uint32_t deviceId = ReadReg(Convert(utility.LookupReg("CFGAP_DEVICEID")));
   const std::uint32_t key = deviceId >> 12;
   identity.device = DeviceOf(deviceId);
@@ -119,8 +118,7 @@ bool FlashDeviceTovik::ReadRamSize() {
 }
 
 std::uint32_t FlashDeviceTovik::ReadMemorySize(const std::string& translationProperty) {
-  utility.SetCoreById("CS_DAP_0");
-  if (!utility.IsConnected()) utility.Connect(false);
+  ConnectDebugPort();
   const std::uint32_t deviceId = ReadReg(Convert(utility.LookupReg("CFGAP_DEVICEID")));
   const std::uint32_t partId = ReadReg(Convert(utility.LookupReg("CFGAP_PARTID")));
   std::vector<FlashUtil::SizeRow> table;

@@ -68,8 +68,7 @@ void FlashDeviceTovik::PerformOperation(const std::string& operation) {
 
 void FlashDeviceTovik::FinishOperation() {
   saci.ResetDevice(true);
-  utility.SetCoreById("CS_DAP_0");
-  utility.Disconnect(true);
+  DisconnectCore("CS_DAP_0");
 }
 
 void FlashDeviceTovik::RequireHsmSupport(const std::string& operation) {
@@ -87,10 +86,8 @@ void FlashDeviceTovik::ReadDeviceInfoOperation() {
   if (wasConnected) return;
   utility.SetCore("Cortex");
   utility.Disconnect(true);
-  utility.SetCoreById("SEC_AP");
-  utility.Disconnect(true);
-  utility.SetCoreById("CS_DAP_0");
-  utility.Disconnect(true);
+  DisconnectCore("SEC_AP");
+  DisconnectCore("CS_DAP_0");
 }
 
 std::vector<std::string> FlashDeviceTovik::GetRuneFunctionNames() const {
@@ -114,9 +111,7 @@ RuneValue FlashDeviceTovik::ExecuteRuneFunction(const std::string& name,
 
 RuneValue FlashDeviceTovik::SaciAppResetDevice(const std::vector<RuneValue>& params) {
   const bool acknowledge = FlagParameter(params);
-  utility.SetCoreById("CS_DAP_0");
-  if (!utility.IsConnected())
-    throw std::runtime_error("The DAP core needs to be connected to send SACI app reset command.");
+  RequireDebugPort("The DAP core needs to be connected to send SACI app reset command.");
   if (!InSaci())
     throw std::runtime_error("The target needs to be in SACI mode to send SACI app reset command..");
   return RuneValue(saci.ResetDevice(acknowledge));

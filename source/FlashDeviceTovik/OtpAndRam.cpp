@@ -39,8 +39,7 @@ void FlashDeviceTovik::StoreRamData(const unsigned char* data, unsigned int addr
 }
 
 void FlashDeviceTovik::ProgramStoredRamData() {
-  utility.SetCoreById("CS_DAP_0");
-  if (!utility.IsConnected()) utility.Connect(false);
+  ConnectDebugPort();
   if (!IsAhbApEnabled()) {
     if (!load.ramData.empty())
       utility.ReportError(
