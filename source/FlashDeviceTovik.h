@@ -105,7 +105,8 @@ class FlashDeviceTovik {
     bool mainVerified = false;
     bool ccfgProgrammed = false;  // programmed and verified, or verified in a verification-only load
     bool scfgProgrammed = false;
-    bool debugInterfaceLocked = false;  // by the CCFG that was programmed
+    bool ccfgMarkerByteZero =
+        false;  // the CCFG that was programmed locks debugging: its authorization byte is 0
 
     std::uint8_t fillValue = 0;
     std::vector<std::uint8_t> ccfgImage;

@@ -1,7 +1,9 @@
 #include "host/report/FailureText.h"
+#include "host/plan/MemoryText.h"
 
 #include <fmt/format.h>
 
+#include "host/plan/MemoryText.h"
 #include "host/report/Explanation.h"
 #include "host/report/Format.h"
 
@@ -56,10 +58,6 @@ Advice AdviceOn(const LoadRecord& record) {
   if (fitting.empty() && failure.result) fitting = Explain(std::to_string(*failure.result));
   if (fitting.empty()) return {};
   return {std::string(fitting.front().meaning), std::string(fitting.front().remedy)};
-}
-
-std::string RangeText(AddressRange range) {
-  return fmt::format("0x{:08x}..0x{:08x}", range.base, range.End() - 1);
 }
 
 std::string SectorsText(const LoadFailure& failure, std::uint32_t sectorSize) {

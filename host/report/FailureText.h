@@ -16,9 +16,6 @@ Advice AdviceOn(const LoadRecord& record);
 // "sector 65", "sectors 64..95"; empty when the failure is of no MAIN sector.
 std::string SectorsText(const LoadFailure& failure, std::uint32_t sectorSize);
 
-// "0x00008000..0x0000ffff"
-std::string RangeText(AddressRange range);
-
 // What is known of a failure beyond its text, indented lines. Empty without a failure.
 std::string FailureText(const LoadRecord& record);
 

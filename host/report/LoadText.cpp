@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "host/plan/MemoryText.h"
 #include "host/report/FailureText.h"
 
 namespace host {

@@ -30,7 +30,7 @@ void FlashDeviceTovik::ProgramStoredCcfg() {
       saci.VerifyCcfgSector(true, skipUserRecordCrc, false, bootCfgCrc, ccfgCrc, userRecordCrc, debugCfgCrc),
       "Error when verifying CCFG - ");
   load.ccfgProgrammed = true;
-  load.debugInterfaceLocked =
+  load.ccfgMarkerByteZero =
       ReadDebugAuthorization(load.ccfgImage, map.CcfgSize) == DebugAuthorization::NotAllowed;
 }
 

@@ -84,7 +84,7 @@ void FlashDeviceTovik::FinishProgramming() {
     ProgramStoredOtp();
   }
 
-  if (load.debugInterfaceLocked)
+  if (load.ccfgMarkerByteZero)
     DebugLog("Debugging Interface is Locked!");
   else
     WriteRamDataThroughDebugPort();
