@@ -68,7 +68,7 @@ TEST_F(ProbePacketsTest, RefusesWhatEndsTooEarlyAndDoesNothing) {
     06 00 10 00 02 > 06 00 00 00                           # 16 words do not fit the answer
   )"),
             "");
-  const std::string sixteenReads = "05 00 10 02 02 02 02 02 02 02 02 02 02 02 02 02 02 02 02";
+  const std::string sixteenReads = "05 00 10 03 03 03 03 03 03 03 03 03 03 03 03 03 03 03 03";
   EXPECT_EQ(client.Ask(sixteenReads).substr(0, 8), "05 0F 01") << "and 16 single ones neither";
 }
 

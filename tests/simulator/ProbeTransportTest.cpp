@@ -109,6 +109,7 @@ TEST_F(ProbeLinkTest, AnAbortEndsWhatIsUnderWay) {
   EXPECT_EQ((client.transport.HostNow() - start) / kMillisecond, 5u) << "3, there and back";
   Send("07");
   EXPECT_EQ(Receive(kMillisecond), "") << "it has no answer";
+  EXPECT_EQ(client.Ask("05 00 01 02"), "05 01 01 FF 1F 41 05") << "and does not reach what comes later";
 }
 
 TEST_F(ProbeLinkTest, PacketsGoAstrayAsAsked) {

@@ -32,10 +32,12 @@ TEST_F(SwdPortTest, ListensOnlyBehindTheRightSequence) {
       {"one idle clock", {"12 39 FF FF FF FF FF FF FF 00"}, false},
       {"back to JTAG", {toJtag, resetLine}, false},
       {"to JTAG and back", {toJtag, toSwd, resetLine}, true},
+      {"48 ones before a selection", {toJtag, "12 48 00 FF FF FF FF FF FF 9E E7", resetLine}, false},
       {"JTAG to dormant", {toJtag, "12 27 FF BA BB BB 33", toSwd, resetLine}, false},
       {"dormant", {toDormant, toSwd, resetLine}, false},
       {"woken up", {toDormant, wake + "01", resetLine}, true},
       {"woken up as JTAG", {toDormant, wake + "00", resetLine}, false},
+      {"from there to SWD", {toDormant, wake + "00", toSwd, resetLine}, true},
       {"a wrong alert", {toDormant, wrongAlert, resetLine}, false},
   };
   for (const auto& c : cases) {
@@ -81,9 +83,9 @@ TEST_F(SwdPortTest, PortsNeedPowerAndNamesThatExist) {
     05 00 01 03 > 05 00 04
     05 00 02 06 00 1E 00 00 00 > 05 02 01 20 00 00 30
     05 00 02 04 00 00 00 50 03 > 05 01 04                          # asked for, but not up yet
-    09 40 00 > 09 00
-    08 00 1E 00 00 00 > 08 00
-    05 00 01 03 > 05 01 01 2F 80 B9 2B
+    04 00 00 00 64 00 > 04 00
+    # off, on, and CTRL/STAT until it is
+    05 00 06 00 1E 00 00 00 04 00 00 00 00 04 00 00 00 50 20 00 00 00 F0 16 00 00 00 F0 03 > 05 06 01 2F 80 B9 2B
   )"),
             "");
 }
@@ -94,8 +96,8 @@ TEST_F(SwdPortTest, ReadsArePostedAndTheProbeHidesIt) {
   client.Write(0x0200'0004, 2);
   client.Write(0x0200'0000, 0x0000'0022);  // system information: ten words with the header
   EXPECT_EQ(client.Play(R"(
-    # RXCTL until its bit 0 is 1; two words, CTRL/STAT between them and the next
-    04 00 00 00 64 00 > 04 00
+    04 00 00 00 00 00 > 04 00
+    # RXCTL, whose bit 0 is 1 at the first look; two words, CTRL/STAT between them and the next
     05 00 06 20 01 00 00 00 1F 01 00 00 00 0B 0B 06 0B > 05 06 01 22 00 00 09 48 53 4D 00 40 00 00 F0 00 00 04 00
     06 00 02 00 0B > 06 02 00 01 00 00 00 00 00 00 00 00
     05 00 03 20 FF 00 00 00 1F 40 00 00 00 0B > 05 01 11    # never 0x40: a mismatch, and nothing after it
