@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -83,6 +84,7 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
       return fs::permissions(folder / words.at(0),
                              static_cast<fs::perms>(std::stoul(words.at(1), nullptr, 8)));
     if (verb == "env") return Set(words.at(0));
+    if (verb == "hold") return Hold(words.at(0));
     throw std::runtime_error("no such line: " + line);
   }
 
@@ -108,6 +110,11 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
   void Set(const std::string& assignment) {
     const std::size_t equals = assignment.find('=');
     environment[assignment.substr(0, equals)] = assignment.substr(equals + 1);
+  }
+
+  // As another process that works on the chip.
+  void Hold(const std::string& name) const {
+    ASSERT_EQ(flock(open((folder / name).c_str(), O_RDONLY | O_CLOEXEC), LOCK_EX | LOCK_NB), 0);
   }
 
   // run [ARGUMENT]... [<FILE] [>FILE] [!SIGNAL@MS]
