@@ -32,7 +32,7 @@ void Show(Output& output, const Session& session, const PluginAnswer& answer) {
   document["device"] = session.device.name;
   for (const auto& [title, text] : answer.lines) document["answer"][title] = text;
   document["messages"] = ToJson(answer.messages);
-  document["modelled_ms"] = static_cast<double>(session.probe->ElapsedNs()) / 1e6;
+  document["elapsed_ms"] = static_cast<double>(session.probe->ElapsedNs()) / 1e6;
   document["host_calls"] = session.services.CallCount();
 }
 
