@@ -44,17 +44,19 @@ int main(int argc, char** argv) {
   bool failsToBoot = false;
   const std::map<std::string, simulator::HsmKind> kinds{{"whole", simulator::HsmKind::Whole},
                                                         {"records", simulator::HsmKind::Records}};
-  app.add_option("FILE", file, "image to write")->required();
-  app.add_option("--firmware-version", version, "MAJOR.MINOR.PATCH")->capture_default_str();
-  app.add_option("--form", kind, "what the device takes: whole or records")
-      ->transform(CLI::CheckedTransformer(kinds));
-  app.add_option("--bytes", bytes, "size of the firmware")
-      ->check(CLI::Range(4u, 1u << 20))
-      ->capture_default_str();
-  app.add_option("--record-bytes", recordBytes, "firmware bytes in a record")
-      ->check(CLI::Range(1u, 4096u))
-      ->capture_default_str();
-  app.add_flag("--fails-to-boot", failsToBoot, "firmware that installs but does not start");
+  app.add_option("FILE", file, "Image to write")->required()->type_name("");
+  app.add_option("--firmware-version", version, "Version of the firmware; 2.0.0 without it")
+      ->type_name("MAJOR.MINOR.PATCH");
+  app.add_option("--form", kind, "What the device takes; whole without it")
+      ->transform(CLI::CheckedTransformer(kinds).description(""))
+      ->type_name("whole|records");
+  app.add_option("--bytes", bytes, "Size of the firmware, 4 to 1048576; 4096 without it")
+      ->check(CLI::Range(4u, 1u << 20).description(""))
+      ->type_name("N");
+  app.add_option("--record-bytes", recordBytes, "Firmware bytes in a record, 1 to 4096; 256 without it")
+      ->check(CLI::Range(1u, 4096u).description(""))
+      ->type_name("N");
+  app.add_flag("--fails-to-boot", failsToBoot, "Firmware that installs but does not start");
 
   try {
     app.parse(argc, argv);
