@@ -117,36 +117,43 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
     ASSERT_EQ(flock(open((folder / name).c_str(), O_RDONLY | O_CLOEXEC), LOCK_EX | LOCK_NB), 0);
   }
 
-  // run [ARGUMENT]... [<FILE] [>FILE] [!SIGNAL@MS]
+  // run [ARGUMENT]... [<FILE] [>FILE] [!INT@FILE~TEXT]
   void Run(const std::vector<std::string>& words) {
     before = FolderContents();
     std::vector<std::string> arguments{TOVIK_FLASH_PATH};
     std::string input = "/dev/null";
     std::string output = (folder / "stdout").string();
-    int afterMs = -1;
+    std::string interruptAt;
     for (const std::string& word : words) {
       if (word.starts_with('>')) {
         output = word.substr(1);
       } else if (word.starts_with('<')) {
         input = (folder / word.substr(1)).string();
       } else if (word.starts_with("!INT@")) {
-        afterMs = std::stoi(word.substr(5));
+        interruptAt = word.substr(5);
       } else {
         arguments.push_back(Replaced(word, "$EMPTY_PLUGIN", TOVIK_EMPTY_PLUGIN_PATH));
       }
     }
     const pid_t child = fork();
     if (child == 0) Become(arguments, input, output);
-    if (afterMs >= 0) {
-      usleep(static_cast<useconds_t>(afterMs) * 1000);
-      kill(child, SIGINT);
-    }
+    if (!interruptAt.empty()) InterruptWhen(child, interruptAt);
     int status = 0;
     waitpid(child, &status, 0);
     exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     streams = {{"out", ReadText(folder / "stdout")}, {"err", ReadText(folder / "stderr")}};
     isErrorExpected = false;
     isExitExpected = false;
+  }
+
+  // FILE~TEXT: as soon as the file that the program is writing holds the text.
+  void InterruptWhen(pid_t child, const std::string& fileAndText) const {
+    const std::size_t tilde = fileAndText.find('~');
+    const fs::path file = folder / fileAndText.substr(0, tilde);
+    for (int tries = 0;
+         ReadText(file).find(fileAndText.substr(tilde + 1)) == std::string::npos && tries < 2000; ++tries)
+      usleep(5000);
+    kill(child, SIGINT);
   }
 
   [[noreturn]] void Become(const std::vector<std::string>& arguments, const std::string& input,
