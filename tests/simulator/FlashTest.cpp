@@ -24,7 +24,7 @@ TEST(FlashTest, ProgramsAndVerifies) {
           80000310 0 4B00 0 -> 890310; 80000410 0 4AC0 0 -> 410)"},
       {"a cell that does not program", "fault cell:0x41; 4010E KEY 40 0 -> 10E; main 40 = 0000FF00"},
       {"a user record left out or blank is held against its own word", R"(
-          1010C KEY CCFG -> 10C; 211 0 0 0 0 -> 870211; 20311 0 0 0 0 -> 311
+          1010C KEY CCFG -> 10C; ccfg 60 = 8*FFFFFFFF 0; 211 0 0 0 0 -> 870211; 20311 0 0 0 0 -> 311
           10C KEY CCFG -> 10C; 411 0 0 0 0 -> 411)"},
       {"CCFG's blank check sees the user record, too", R"(
           80000111 0 0 0 0 -> 111; 20D KEY FFFFFFFE 7*FFFFFFFF -> 20D; 80000311 0 0 0 0 -> 890311)"},
