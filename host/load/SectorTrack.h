@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "host/load/FlashMap.h"
 #include "host/device/DeviceDescription.h"
+#include "host/load/FlashMap.h"
 #include "host/plan/LoadPlan.h"
 #include "host/plugin/SaciWatch.h"
 
