@@ -49,8 +49,8 @@ class Facts {
 
   [[nodiscard]] const std::string& Value(std::string_view name) const {
     const FlashProperty* const fact = Find(name);
-    if (fact == nullptr) xml.Refuse(node, fmt::format("<facts> lacks the fact \"{}\"", name));
-    return fact->value;
+    if (fact != nullptr) return fact->value;
+    xml.Refuse(node, fmt::format("<facts> lacks the fact \"{}\"", name));
   }
 
   [[noreturn]] void Refuse(std::string_view name, std::string_view value, std::string_view wanted) const {
