@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string_view>
 #include <utility>
 
 #include "Require.h"
@@ -14,23 +13,41 @@ namespace {
 // Ends the waits that have no time-out of their own, which are the host's to end.
 constexpr unsigned kMostCallsPerOperation = 20'000;
 
-constexpr int kSecurePortPage = 1;
-
 // Enough for a response header and the data words that the device looks at.
 constexpr std::size_t kInventedBytes = 48;
+
+constexpr auto kNothing = [] {};
 
 void RequireNoSecret(const char* shown) {
   Require(std::strchr(shown, HostileHost::kSecretMark) == nullptr, "a text shows a password");
 }
 
-template <int position>
-void Reserved() {
-  Require(false, "the reserved position " + std::to_string(position) + " was called");
-}
-
 }  // namespace
 
+HostileHost::HostileHost(HostObject& honestHost, const host::WireSizes& sizes, ByteSource source)
+    : HostObject{nullptr}, honest(honestHost), checker(sizes), answers(source) {
+  const static HostFunctionTable s_table = host::HostTable<HostileHost>::Make();
+  table = &s_table;
+  ReadHonestCalls();
+}
+
+void HostileHost::BeginOperation(std::string_view name) {
+  calls = 0;
+  checker.Begins({.function = name}, 0);
+}
+
+void HostileHost::EndOperation(std::string_view name, const char* error) {
+  host::PluginCall call{.function = name};
+  if (error != nullptr) {
+    RequireNoSecret(error);
+    call.error = error;
+  }
+  checker.Ends(call, 0);
+  RequireKeptRules();
+}
+
 HostileHost::Lie HostileHost::NextLie() {
+  if (++calls == kMostCallsPerOperation) return Lie::Refuse;
   if (!lies || answers.IsEmpty()) return Lie::None;
   if (honestCalls > 0) {
     --honestCalls;
@@ -52,216 +69,169 @@ void HostileHost::ReadHonestCalls() {
 
 std::string HostileHost::InventedText() {
   std::string invented = answers.Text();
-  for (char& character : invented)
-    if (character == kSecretMark) character = '?';
+  std::replace(invented.begin(), invented.end(), kSecretMark, '?');
   return invented.substr(0, invented.find('\0'));  // what the plug-in sees of it
 }
 
-void HostileHost::BeginOperation() {
-  calls = 0;
-  owesSwitchBack = false;
-  switchedBackAfterRefusal = false;
-  refusal.reset();
-}
-
-void HostileHost::EndOperation(const char* error) {
-  Require(!owesSwitchBack, "the operation ended without the switch back from the security access port");
-  if (error != nullptr) RequireNoSecret(error);
-  if (!refusal) return;
-  Require(error != nullptr, "the host refused with \"" + *refusal + "\", the operation succeeded");
-  Require(*refusal == error,
-          "the host refused with \"" + *refusal + "\", the operation with \"" + error + "\"");
-}
-
-HostileHost::Lie HostileHost::Begin(bool isSwitchBack) {
-  Require(!owesSwitchBack || isSwitchBack, "another call came before the switch back to the debug port");
-  owesSwitchBack = false;
-  if (refusal) {
-    Require(isSwitchBack && !switchedBackAfterRefusal, "a call came after \"" + *refusal + "\"");
-    switchedBackAfterRefusal = true;
-  }
-  if (++calls == kMostCallsPerOperation) return Lie::Refuse;
-  return NextLie();
-}
-
-const char* HostileHost::Refuse(const std::string& reason) {
-  if (!refusal) refusal = reason;
-  text = reason;
+const char* HostileHost::Keep(std::string invented) {
+  text = std::move(invented);
   return text.c_str();
 }
 
-template <typename Forward>
-const char* HostileHost::Answer(bool isSwitchBack, Forward&& forward) {
-  return Answer(isSwitchBack, std::forward<Forward>(forward), [] {});
+void HostileHost::RequireKeptRules() const {
+  // Kept only by operations that come in the order that a debugger has.
+  constexpr std::string_view kOrdered[] = {"connect first", "debug port", "in SACI", "sequence"};
+  for (const host::CallFinding& finding : checker.Findings())
+    Require(std::find(std::begin(kOrdered), std::end(kOrdered), finding.rule) != std::end(kOrdered),
+            std::string(finding.rule) + ", call " + std::to_string(finding.call) + ": " + finding.what);
 }
 
-template <typename Forward, typename Distort>
-const char* HostileHost::Answer(bool isSwitchBack, Forward&& forward, Distort&& distort) {
-  const Lie lie = Begin(isSwitchBack);
-  if (lie == Lie::Refuse) return Refuse(InventedText());
+// Makes the call, or lies about it. What the plug-in then sees in its own variables is the caller's to tell.
+template <auto slot, typename Distort, typename... Arguments>
+const char* HostileHost::Answer(host::HostCall& call, Distort&& distort, Arguments... arguments) {
+  call.number = ++number;
+  call.core = core;
+  const Lie lie = NextLie();
+  if (lie == Lie::Refuse) return Keep(InventedText());
   if (lie != Lie::DoNothing)
-    if (const char* error = forward()) return Refuse(error);
-  if (lie == Lie::RefuseWhenDone) return Refuse(InventedText());
+    if (const char* error = (honest.table->*slot)(&honest, arguments...)) return Keep(error);
+  if (lie == Lie::RefuseWhenDone) return Keep(InventedText());
   if (lie == Lie::DoNothing || lie == Lie::Distort) distort();
   return nullptr;
 }
 
-struct HostileHost::Entries {
-  static HostileHost& Self(HostObject* object) { return static_cast<HostileHost&>(*object); }
-  static bool IsDebugPort(const char* core) { return std::string_view(core) == "CS_DAP_0"; }
+const char* HostileHost::Tell(host::HostCall& call, const char* error) {
+  if (error != nullptr) call.error = error;
+  checker.Saw(call, 0);
+  RequireKeptRules();
+  return error;
+}
 
-  const static char* GetValueOfProperty(HostObject* object, const char* name) {
-    HostileHost& self = Self(object);
-    const Lie lie = self.Begin(false);
-    if (lie == Lie::None) return self.honest.table->getValueOfProperty(&self.honest, name);
-    if (lie == Lie::Refuse) return nullptr;
-    self.text = self.InventedText();
-    // A file that the plug-in would read: this machine has some that never end.
-    if (std::string_view(name) == "HsmImagePath") self.text = self.text.empty() ? "" : "/";
-    return self.text.c_str();
-  }
+template <auto slot, typename... Arguments>
+const char* HostileHost::Pass(host::HostCall call, Arguments... arguments) {
+  const char* const error = Answer<slot>(call, kNothing, arguments...);
+  return Tell(call, error);
+}
 
-  const static char* SetValueOfProperty(HostObject* object, const char* name, const char* value) {
-    HostileHost& self = Self(object);
-    RequireNoSecret(value);
-    return self.Answer(false,
-                       [&] { return self.honest.table->setValueOfProperty(&self.honest, name, value); });
-  }
+const char* HostileHost::GetValueOfProperty(const char* name) {
+  host::HostCall call{.function = "GetValueOfProperty", .number = ++number, .core = core, .subject = name};
+  (void)Tell(call, nullptr);
+  const Lie lie = NextLie();
+  if (lie == Lie::None) return honest.table->getValueOfProperty(&honest, name);
+  if (lie == Lie::Refuse) return nullptr;
+  Keep(InventedText());
+  // A file that the plug-in would read: this machine has some that never end.
+  if (std::string_view(name) == "HsmImagePath") Keep(text.empty() ? "" : "/");
+  return text.c_str();
+}
 
-  const static char* ResetTarget(HostObject* object, int kind) {
-    HostileHost& self = Self(object);
-    return self.Answer(false, [&] { return self.honest.table->resetTarget(&self.honest, kind); });
-  }
+const char* HostileHost::SetValueOfProperty(const char* name, const char* value) {
+  RequireNoSecret(value);
+  return Pass<&Table::setValueOfProperty>({.function = "SetValueOfProperty"}, name, value);
+}
 
-  const static char* ReadMemory(HostObject* object, void* elements, std::size_t count,
-                                Debugger::Address address, int page, std::size_t elementSize) {
-    HostileHost& self = Self(object);
-    std::memset(elements, 0, count * elementSize);
-    const char* error = self.Answer(
-        false,
-        [&] {
-          return self.honest.table->readMemory(&self.honest, elements, count, address, page, elementSize);
-        },
-        [&] {
-          // The rest stays as the target had it, or zero: never what happened to lie in the buffer.
-          const auto bytes = self.answers.Take(std::min<std::size_t>(count * elementSize, kInventedBytes));
-          if (!bytes.empty()) std::memcpy(elements, bytes.data(), bytes.size());
-        });
-    self.owesSwitchBack = page == kSecurePortPage;
-    return error;
-  }
+const char* HostileHost::ResetTarget(int kind) {
+  return Pass<&Table::resetTarget>({.function = "ResetTarget"}, kind);
+}
 
-  const static char* WriteMemory(HostObject* object, const void* elements, std::size_t count,
-                                 Debugger::Address address, int page, std::size_t elementSize) {
-    HostileHost& self = Self(object);
-    const char* error = self.Answer(false, [&] {
-      return self.honest.table->writeMemory(&self.honest, elements, count, address, page, elementSize);
-    });
-    self.owesSwitchBack = page == kSecurePortPage;
-    return error;
-  }
+const char* HostileHost::ReadMemory(void* elements, std::size_t count, Debugger::Address address, int page,
+                                    std::size_t elementSize) {
+  host::HostCall call{
+      .function = "ReadMemory", .address = Extract(address), .page = page, .elementSize = elementSize};
+  const std::size_t size = count * elementSize;
+  std::memset(elements, 0, size);
+  const auto distort = [&] {
+    // The rest stays as the target had it, or zero: never what happened to lie in the buffer.
+    const auto bytes = answers.Take(std::min(size, kInventedBytes));
+    if (!bytes.empty()) std::memcpy(elements, bytes.data(), bytes.size());
+  };
+  const char* const error =
+      Answer<&Table::readMemory>(call, distort, elements, count, address, page, elementSize);
+  call.data = {static_cast<const std::uint8_t*>(elements), size};
+  return Tell(call, error);
+}
 
-  const static char* LookupReg(HostObject* object, const char* name, Debugger::Address* address) {
-    HostileHost& self = Self(object);
-    return self.Answer(
-        false, [&] { return self.honest.table->lookupReg(&self.honest, name, address); },
-        [&] { *address = Debugger::Address(self.answers.Word()); });
-  }
+const char* HostileHost::WriteMemory(const void* elements, std::size_t count, Debugger::Address address,
+                                     int page, std::size_t elementSize) {
+  return Pass<&Table::writeMemory>(
+      {.function = "WriteMemory",
+       .address = Extract(address),
+       .page = page,
+       .elementSize = elementSize,
+       .data = {static_cast<const std::uint8_t*>(elements), count * elementSize}},
+      elements, count, address, page, elementSize);
+}
 
-  const static char* ReadReg(HostObject* object, Debugger::Address address, unsigned long long* value) {
-    HostileHost& self = Self(object);
-    return self.Answer(
-        false, [&] { return self.honest.table->readReg(&self.honest, address, value); },
-        [&] { *value = self.answers.Word(); });
-  }
+const char* HostileHost::LookupReg(const char* name, Debugger::Address* address) {
+  host::HostCall call{.function = "LookupReg", .subject = name};
+  const auto distort = [&] { *address = Debugger::Address(answers.Word()); };
+  const char* const error = Answer<&Table::lookupReg>(call, distort, name, address);
+  call.address = Extract(*address);
+  return Tell(call, error);
+}
 
-  const static char* WriteReg(HostObject* object, Debugger::Address address, unsigned long long value) {
-    HostileHost& self = Self(object);
-    return self.Answer(false, [&] { return self.honest.table->writeReg(&self.honest, address, value); });
-  }
+const char* HostileHost::ReadReg(Debugger::Address address, unsigned long long* value) {
+  host::HostCall call{.function = "ReadReg", .address = Extract(address)};
+  const char* const error = Answer<&Table::readReg>(
+      call, [&] { *value = answers.Word(); }, address, value);
+  call.value = *value;
+  return Tell(call, error);
+}
 
-  const static char* ReportError(HostObject* object, const char* message) {
-    HostileHost& self = Self(object);
-    RequireNoSecret(message);
-    return self.Answer(false, [&] { return self.honest.table->reportError(&self.honest, message); });
-  }
+const char* HostileHost::WriteReg(Debugger::Address address, unsigned long long value) {
+  return Pass<&Table::writeReg>({.function = "WriteReg", .address = Extract(address), .value = value},
+                                address, value);
+}
 
-  const static char* ReportInfo(HostObject* object, const char* message) {
-    HostileHost& self = Self(object);
-    RequireNoSecret(message);
-    return self.Answer(false, [&] { return self.honest.table->reportInfo(&self.honest, message); });
-  }
+const char* HostileHost::ReportError(const char* message) {
+  RequireNoSecret(message);
+  return Pass<&Table::reportError>({.function = "ReportError", .subject = message}, message);
+}
 
-  const static char* Sleep(HostObject* object, unsigned int milliseconds) {
-    HostileHost& self = Self(object);
-    return self.Answer(false, [&] { return self.honest.table->sleep(&self.honest, milliseconds); });
-  }
+const char* HostileHost::ReportInfo(const char* message) {
+  RequireNoSecret(message);
+  return Pass<&Table::reportInfo>({.function = "ReportInfo", .subject = message}, message);
+}
 
-  const static char* SetCore(HostObject* object, const char* name) {
-    HostileHost& self = Self(object);
-    return self.Answer(false, [&] { return self.honest.table->setCore(&self.honest, name); });
-  }
+const char* HostileHost::Sleep(unsigned int milliseconds) {
+  return Pass<&Table::sleep>({.function = "Sleep"}, milliseconds);
+}
 
-  const static char* Disconnect(HostObject* object, bool option) {
-    HostileHost& self = Self(object);
-    return self.Answer(false, [&] { return self.honest.table->disconnect(&self.honest, option); });
-  }
+const char* HostileHost::SetCore(const char* name) {
+  const char* const error = Pass<&Table::setCore>({.function = "SetCore", .subject = name}, name);
+  if (error == nullptr) core = name;
+  return error;
+}
 
-  const static char* IsConnected(HostObject* object, bool* connected) {
-    HostileHost& self = Self(object);
-    return self.Answer(
-        false, [&] { return self.honest.table->isConnected(&self.honest, connected); },
-        [&] { *connected = !*connected; });
-  }
+const char* HostileHost::SetCoreById(const char* id) {
+  const char* const error = Pass<&Table::setCoreById>({.function = "SetCoreById", .subject = id}, id);
+  if (error == nullptr) core = id;
+  return error;
+}
 
-  const static char* SetCoreById(HostObject* object, const char* id) {
-    HostileHost& self = Self(object);
-    return self.Answer(IsDebugPort(id), [&] { return self.honest.table->setCoreById(&self.honest, id); });
-  }
+const char* HostileHost::Disconnect(bool option) {
+  return Pass<&Table::disconnect>({.function = "Disconnect"}, option);
+}
 
-  const static char* Connect(HostObject* object, bool option) {
-    HostileHost& self = Self(object);
-    return self.Answer(false, [&] { return self.honest.table->connect(&self.honest, option); });
-  }
+const char* HostileHost::IsConnected(bool* connected) {
+  host::HostCall call{.function = "IsConnected"};
+  const char* const error = Answer<&Table::isConnected>(
+      call, [&] { *connected = !*connected; }, connected);
+  call.value = *connected ? 1 : 0;
+  return Tell(call, error);
+}
 
-  const static char* ReConnect(HostObject* object) {
-    HostileHost& self = Self(object);
-    return self.Answer(false, [&] { return self.honest.table->reConnect(&self.honest); });
-  }
+const char* HostileHost::Connect(bool option) {
+  return Pass<&Table::connect>({.function = "Connect"}, option);
+}
 
-  const static HostFunctionTable s_table;
-};
+const char* HostileHost::ReConnect() {
+  return Pass<&Table::reConnect>({.function = "ReConnect"});
+}
 
-const HostFunctionTable HostileHost::Entries::s_table = {
-    .getValueOfProperty = GetValueOfProperty,
-    .setValueOfProperty = SetValueOfProperty,
-    .reserved2to6 = {Reserved<2>, Reserved<3>, Reserved<4>, Reserved<5>, Reserved<6>},
-    .resetTarget = ResetTarget,
-    .reserved8to9 = {Reserved<8>, Reserved<9>},
-    .readMemory = ReadMemory,
-    .writeMemory = WriteMemory,
-    .lookupReg = LookupReg,
-    .readReg = ReadReg,
-    .writeReg = WriteReg,
-    .reserved15to18 = {Reserved<15>, Reserved<16>, Reserved<17>, Reserved<18>},
-    .reportError = ReportError,
-    .reportInfo = ReportInfo,
-    .reserved21 = Reserved<21>,
-    .sleep = Sleep,
-    .reserved23to26 = {Reserved<23>, Reserved<24>, Reserved<25>, Reserved<26>},
-    .setCore = SetCore,
-    .reserved28to32 = {Reserved<28>, Reserved<29>, Reserved<30>, Reserved<31>, Reserved<32>},
-    .disconnect = Disconnect,
-    .isConnected = IsConnected,
-    .reserved35 = Reserved<35>,
-    .setCoreById = SetCoreById,
-    .connect = Connect,
-    .reConnect = ReConnect,
-};
-
-HostileHost::HostileHost(HostObject& honestHost, ByteSource source)
-    : HostObject{&Entries::s_table}, honest(honestHost), answers(source) {
-  ReadHonestCalls();
+const char* HostileHost::ReservedFunction(int slot) {
+  Require(false, "the reserved position " + std::to_string(slot) + " was called");
+  return nullptr;
 }
 
 }  // namespace fuzz

@@ -79,7 +79,11 @@ class Session {
         settings(DefaultSettings(device)),
         probe(device, {}),
         honest(probe, settings),
-        hostile(honest, hostBytes) {
+        hostile(honest,
+                {.ccfg = device.map.ccfg.size,
+                 .userRecord = device.map.userRecord.size,
+                 .scfg = device.map.scfg.size},
+                hostBytes) {
     honest.ConnectDebugPort();
   }
   ~Session() {
@@ -101,20 +105,20 @@ class Session {
     const auto create = [&] {
       return CreateFlashDevice4("first", "second", "third", hostile.Utility(), &plugin);
     };
-    const bool failed = Perform(create) != nullptr;
+    const bool failed = Perform(create, "CreateFlashDevice4") != nullptr;
     Require(failed == (plugin == nullptr), "a failed creation leaves the result alone");
     if (plugin != nullptr) plugin->Delete();
     plugin = nullptr;
     hostile.SetLying(false);
-    RequireSuccess(Perform(create));
+    RequireSuccess(Perform(create, "CreateFlashDevice4"));
     hostile.SetLying(true);
   }
 
   template <typename Operation>
-  const char* Perform(Operation operation) {
-    hostile.BeginOperation();
+  const char* Perform(Operation operation, const char* name = "the operation") {
+    hostile.BeginOperation(name);
     const char* error = operation();
-    hostile.EndOperation(error);
+    hostile.EndOperation(name, error);
     return error;
   }
 
