@@ -54,22 +54,13 @@ host::PropertyStore DefaultSettings(const host::DeviceDescription& device) {
   return settings;
 }
 
-// An HSM image for the plug-in to read, in memory.
-class ImageInMemory {
- public:
-  ImageInMemory() : descriptor(memfd_create("hsm-image", MFD_CLOEXEC)) {
-    Require(descriptor >= 0, "a file in memory can be made");
-  }
-  [[nodiscard]] std::string Path() const { return "/proc/self/fd/" + std::to_string(descriptor); }
-  void Fill(std::span<const std::uint8_t> bytes) const {
-    const bool filled = ftruncate(descriptor, 0) == 0 && pwrite(descriptor, bytes.data(), bytes.size(), 0) ==
-                                                             static_cast<ssize_t>(bytes.size());
-    Require(filled, "a file in memory can be written");
-  }
-
- private:
-  int descriptor;
-};
+// The path of an HSM image for the plug-in to read, in memory.
+std::string ImageInMemory(std::span<const std::uint8_t> bytes) {
+  const static int s_file = memfd_create("hsm-image", MFD_CLOEXEC);
+  Require(ftruncate(s_file, 0) == 0 && pwrite(s_file, bytes.data(), bytes.size(), 0) == std::ssize(bytes),
+          "a file in memory can be written");
+  return "/proc/self/fd/" + std::to_string(s_file);
+}
 
 class Session {
  public:
@@ -79,7 +70,11 @@ class Session {
         settings(DefaultSettings(device)),
         probe(device, {}),
         honest(probe, settings),
-        hostile(honest, hostBytes) {
+        hostile(honest,
+                {.ccfg = device.map.ccfg.size,
+                 .userRecord = device.map.userRecord.size,
+                 .scfg = device.map.scfg.size},
+                hostBytes) {
     honest.ConnectDebugPort();
   }
   ~Session() {
@@ -98,24 +93,25 @@ class Session {
  private:
   // Twice: with lies, and honestly. A device keeps the register addresses that it was told when it was made.
   void Create() {
-    const auto create = [&] {
-      return CreateFlashDevice4("first", "second", "third", hostile.Utility(), &plugin);
-    };
-    const bool failed = Perform(create) != nullptr;
+    const bool failed = CreatePlugin() != nullptr;
     Require(failed == (plugin == nullptr), "a failed creation leaves the result alone");
     if (plugin != nullptr) plugin->Delete();
     plugin = nullptr;
     hostile.SetLying(false);
-    RequireSuccess(Perform(create));
+    RequireSuccess(CreatePlugin());
     hostile.SetLying(true);
+  }
+  const char* CreatePlugin() {
+    const auto create = [&] {
+      return CreateFlashDevice4("first", "second", "third", hostile.Utility(), &plugin);
+    };
+    return Perform(create, "CreateFlashDevice4");
   }
 
   template <typename Operation>
-  const char* Perform(Operation operation) {
-    hostile.BeginOperation();
-    const char* error = operation();
-    hostile.EndOperation(error);
-    return error;
+  const char* Perform(Operation operation, const char* name = "the operation") {
+    hostile.BeginOperation(name);
+    return hostile.EndOperation(name, operation());
   }
 
   void PerformNext() {
@@ -259,10 +255,9 @@ class Session {
   }
 
   void ProvideHsmImage() {
-    const static ImageInMemory image;
     const std::uint8_t choice = operations.Byte();
-    image.Fill(operations.Take(choice >> 1));
-    settings.Set("HsmImagePath", (choice & 1) != 0 ? image.Path() : "/nonexistent");
+    const std::string path = ImageInMemory(operations.Take(choice >> 1));
+    settings.Set("HsmImagePath", (choice & 1) != 0 ? path : "/nonexistent");
   }
 
   // What a debugger does for one image, with every answer honest and all settings as the device has them.

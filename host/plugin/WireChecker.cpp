@@ -99,6 +99,7 @@ void WireChecker::BeginCommand(std::uint32_t header) {
              .isAnswered = false};
   command.wanted = WordsOf(command);
   command.takesStream = command.id == kPipelined;
+  command.isAnswered = command.takesStream;  // its sectors are answered, if there are any
   if (command.wanted == 0) {
     Find("command", fmt::format("there is no command {}", command.id));
     command.wanted = 1;
@@ -131,6 +132,7 @@ void WireChecker::TakeParameter(std::uint32_t word) {
 }
 
 void WireChecker::TakeStream() {
+  if (command.id == kPipelined) command.isAnswered = false;
   if (command.takesStream) return;
   if (command.stream != 0) {
     --command.stream;

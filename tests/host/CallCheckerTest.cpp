@@ -138,6 +138,8 @@ TEST(CallCheckerTest, HoldsAPluginToTheWire) {
        "exchange 20406 1 2",
        ""},
       {"pipelined", "command F 5C17E94B 0; push 1 2; push 3 4; answer F; answer 10F; exchange 101", ""},
+      {"pipelined nothing", "command F 5C17E94B 0; exchange 101", ""},
+      {"pipelined without a look", "command F 5C17E94B 0; push 1 2; exchange 101", "answer"},
       {"firmware", "command 21 3; push 1 2; push 3; answer 21; exchange 101", ""},
       {"firmware refused at once", "command 21 3; answer 910021; exchange 101", ""},
       {"firmware cut short", "command 21 3; push 1; exchange 101", "command"},

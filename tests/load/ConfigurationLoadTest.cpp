@@ -3,88 +3,121 @@
 
 #include "TestImage.h"
 
-// What ends up in CCFG, SCFG, OTP and user record, and what a load refuses to put there.
+// What ends up in CCFG, SCFG and user record, what a load refuses to put there, and what a load gets of a
+// chip whose CCFG asks for a password or forbids debugging.
 
 namespace {
 
+using simulator::ChipState;
+using testing::AllOf;
 using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::StartsWith;
 
 class ConfigurationLoadTest : public testing::TestWithParam<std::string> {
  protected:
-  ConfigurationLoadTest() : bench(GetParam()), image(MakeImage(bench.device, 700)) {}
+  host::LoadRecord Load() { return bench.Load(image.All()); }
 
-  host::LoadRecord Load() { return bench.Load(image.Segments(bench.device)); }
-  const simulator::ChipState& Chip() { return bench.Chip().State(); }
-  const host::ChipFacts& Facts() const { return bench.device.chip; }
-
-  Workbench bench;
-  TestImage image;
+  Workbench bench{GetParam()};
+  const host::ChipFacts& chip = bench.device.chip;
+  TestImage image{chip, 700};
 };
 
 TEST_P(ConfigurationLoadTest, SettingsDecideOnCrcWordsAndUserRecord) {
   bench.Set("CcfgOverwriteCrcsToggle", "0");
   bench.Set("ScfgOverwriteCrcsToggle", "0");
   EXPECT_EQ(Outcome(Load()), "ok");
-  EXPECT_EQ(Chip().ccfg, WithoutUserRecord(bench.device, image.ccfg));
-  EXPECT_EQ(Chip().scfg, image.scfg);
+  EXPECT_EQ(bench.State().ccfg, WithoutUserRecord(chip, image.ccfg));
+  EXPECT_EQ(bench.State().scfg, image.scfg);
 
   bench.Set("CcfgOverwriteCrcsToggle", "1");
   bench.Set("CcfgSkipProgrammingUserRecord", "0");
   EXPECT_EQ(Outcome(Load()), "ok");
-  EXPECT_EQ(Chip().ccfg, CcfgWithCrcs(bench.device, image.ccfg));
+  EXPECT_EQ(bench.State().ccfg, CcfgWithCrcs(chip, image.ccfg));
 }
 
 TEST_P(ConfigurationLoadTest, RefusesSettingsThatLockTheChipUnlessTheyAreMeant) {
-  image.ccfg[0x10] = 0x3A;  // programFlash
-  image.ccfg[0x11] = 0xA4;  // verifyFlash
-  EXPECT_EQ(
-      Outcome(Load()),
-      "The Custom Configuration (CCFG) contain permission settings that can lock the device for further "
-      "debugging and flash updates.  Permission setting name: programFlash, reading 0x3, expecting 0xa. "
-      "Permission setting name: verifyFlash, reading 0x4, expecting 0xa. If current permission settings "
-      "was intended, the \"Permission check\" option must be disabled to program current settings.");
-  EXPECT_EQ(Chip().ccfg, Bytes(Facts().ccfg.size, 0xFF));
+  image.ccfg[0x10] = 0x3A;
+  image.ccfg[0x11] = 0xA4;
+  EXPECT_THAT(Outcome(Load()),
+              AllOf(StartsWith("The Custom Configuration (CCFG) contain"),
+                    HasSubstr("programFlash, reading 0x3"), HasSubstr("verifyFlash, reading 0x4")));
+  EXPECT_EQ(bench.State().ccfg, Bytes(chip.ccfg.size, 0xFF));
   bench.Set("PermissionsSetting", "0");
   EXPECT_EQ(Outcome(Load()), "ok");
-  EXPECT_EQ(Chip().ccfg, WithoutUserRecord(bench.device, CcfgWithCrcs(bench.device, image.ccfg)));
 
   image.ccfg[0x10] = image.ccfg[0x11] = 0xAA;
   image.scfg[0x08] = 0xAB;
   bench.Set("PermissionsSetting", "1");
-  const bool isChecked =
-      Facts().hsm != host::HsmForm::None;  // the parts that take HSM firmware, as it happens
+  const bool isChecked = chip.hsm != host::HsmForm::None;  // the parts that take HSM firmware, as it happens
   EXPECT_THAT(Outcome(Load()), StartsWith(isChecked ? "The Security Configuration (SCFG) contain" : "ok"));
 }
 
 TEST_P(ConfigurationLoadTest, ProgramsAUserRecordAloneWithoutErasing) {
-  bench.Prepare([](simulator::ChipState& state) { state.main = Noise(state.main.size(), 3); });
-  const host::CoveredRange place = Facts().userRecord;
+  const host::CoveredRange place = chip.userRecord;
+  bench.Prepare([](ChipState& state) { state.main = Noise(state.main.size(), 3); });
   Bytes record = Noise(place.length, 1);
   PutCrcRight(record, {0, place.length - 4});
-  simulator::ChipState expected = Chip();
+  ChipState expected = bench.State();
   std::copy(record.begin(), record.end(), expected.ccfg.begin() + place.offset);
+  const auto load = [&] { return bench.Load({{chip.ccfg.base + place.offset, record}}); };
 
-  const host::LoadRecord report = bench.Load({{Facts().ccfg.base + place.offset, record}});
+  const host::LoadRecord report = load();
   EXPECT_EQ(Outcome(report), "ok");
-  EXPECT_THAT(Errors(report), testing::IsEmpty());
-  EXPECT_TRUE(Chip() == expected);
-  EXPECT_THAT(bench.services.Commands(), Contains(testing::AnyOf(9, 28)).Times(0));
+  EXPECT_THAT(Errors(report), IsEmpty());
+  EXPECT_EQ(Difference(bench.State(), expected), "");
+  for (const host::SaciExchange& exchange : bench.services.Exchanges())
+    EXPECT_THAT(exchange.command, testing::Not(testing::AnyOf(9, 28))) << "erases";
 
   record[5] = 0;
-  const std::vector<host::ImageSegment> spoiled{{Facts().ccfg.base + place.offset, record}};
-  EXPECT_EQ(Outcome(bench.Load(spoiled)),
-            "Error when verifying CCFG - Calculated CRC32 does not match expected CRC32");
+  EXPECT_EQ(Outcome(load()), "Error when verifying CCFG - Calculated CRC32 does not match expected CRC32");
   bench.Set("CcfgVerifyUserRecordCrcToggle", "0");
-  EXPECT_EQ(Outcome(bench.Load(spoiled)), "ok");
+  EXPECT_EQ(Outcome(load()), "ok");
 }
 
-TEST_P(ConfigurationLoadTest, FailsWhenOtpHoldsSomethingElse) {
-  if (Facts().otp.size == 0) return;
-  bench.Prepare([](simulator::ChipState& state) { state.otp[20] = 0; });
-  EXPECT_EQ(Outcome(Load()), "Error when programming OTP - Flash hardware FSM error");
+TEST_P(ConfigurationLoadTest, AChipThatItLocksTakesNoRamData) {
+  bench.Set("CcfgOverwriteAuthorizationFieldsToggle", "1");
+  bench.Set("CcfgOverwriteAuthorizationFieldsTypeChoicelist", "Debug not allowed");
+  const host::LoadRecord report = Load();
+  EXPECT_EQ(Outcome(report), "ok");
+  EXPECT_THAT(Errors(report), IsEmpty());
+  EXPECT_THAT(Infos(report), Contains("Debugging Interface is Locked!"));
+  EXPECT_EQ(bench.State().ram, Bytes(chip.ram.size, 0));
+  bench.Chip().PowerCycle();
+  bench.Chip().Clock().Advance(10 * simulator::kMillisecond);
+  EXPECT_FALSE(bench.IsDebuggingOpen());
 }
 
 INSTANTIATE_TEST_SUITE_P(AllDevices, ConfigurationLoadTest, testing::ValuesIn(DeviceNames()), DeviceCaseName);
+
+using PasswordTest = ConfigurationLoadTest;
+
+// The right password is every sweep's.
+TEST_P(PasswordTest, NoOtherOpensTheWayToTheRam) {
+  constexpr char kRamNotWritten[] =
+      "Debugging is not allowed, or has not been authorized. Data will not be written to RAM.";
+  image.RequirePassword();
+  for (const char* wrong : {"open sesame?", "open sesame", "open sesame! ", ""}) {
+    SCOPED_TRACE(wrong);
+    bench.Set("DebugPassword", wrong);
+    const host::LoadRecord report = Load();
+    EXPECT_EQ(Outcome(report), "ok");  // flash was programmed; only RAM could not be reached
+    EXPECT_THAT(Errors(report), Contains(StartsWith("Debug authentication failed. Error: ")));
+    EXPECT_THAT(Errors(report), Contains(kRamNotWritten));
+    EXPECT_EQ(bench.State().ram, Bytes(chip.ram.size, 0));
+    EXPECT_FALSE(bench.IsDebuggingOpen());
+  }
+  image.ccfg[chip.authorizationTypeOffset] = 0x00;  // no password opens this one
+  bench.Set("DebugPassword", kPassword);
+  ASSERT_EQ(Outcome(Load()), "ok");
+  // A load of RAM data alone leaves the chip as it is, and must find its debug port closed.
+  const host::LoadRecord report = bench.Load(image.ram);
+  EXPECT_EQ(Outcome(report), "ok");
+  EXPECT_THAT(Errors(report), testing::ElementsAre(kRamNotWritten));
+}
+
+INSTANTIATE_TEST_SUITE_P(Devices, PasswordTest, testing::ValuesIn(DeviceNames("DebugPassword")),
+                         DeviceCaseName);
 
 }  // namespace

@@ -19,38 +19,35 @@ using State = simulator::ChipState;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr std::uint32_t kSectorSize = 2048;
-
 class FaultFinderTest : public testing::TestWithParam<std::string> {
  protected:
   FaultFinderTest() {
-    image = MakeImage(bench.device, 1200);
     image.main = {{0, Noise(40 * kSectorSize, 1)}, {60 * kSectorSize + 9, Noise(100, 2)}};
-    segments = image.Segments(bench.device);
+    segments = image.All();
     EXPECT_EQ(Outcome(bench.Load(segments)), "ok");
   }
 
   // Compares with these sectors, and bytes of CCFG and SCFG, changed behind everybody's back.
   host::LoadRecord Verify(const std::set<std::uint32_t>& sectors, bool changesConfiguration,
                           FaultSearch search) {
-    const State loaded = bench.Chip().State();
+    const State loaded = bench.State();
     bench.Prepare([&](State& state) {
       for (const std::uint32_t sector : sectors) state.main[(sector + 1) * kSectorSize - 1] ^= 1;
       if (changesConfiguration) state.scfg[0] ^= 1;
     });
-    const State changed = bench.Chip().State();
+    const State changed = bench.State();
     host::LoadRecord record = bench.Verify(segments);
     host::FaultFinder finder(bench.Target());
     finder.Explain(bench.Plan(segments), record, search);
     loads = finder.Loads();
-    EXPECT_TRUE(bench.Chip().State() == changed) << "a search changes nothing";
+    EXPECT_EQ(Difference(bench.State(), changed), "") << "a search changes nothing";
     bench.Prepare([&](State& state) { state = loaded; });
     return record;
   }
 
   Workbench bench{GetParam()};
-  TestImage image;
-  std::vector<host::ImageSegment> segments;
+  TestImage image{bench.device.chip, 1200};
+  Segments segments;
   std::size_t loads = 0;
 };
 
@@ -109,7 +106,7 @@ TEST_P(FaultFinderTest, TellsAChipThatNeedsNoLoad) {
   segments.push_back({bench.device.chip.ccfg.base, image.ccfg});
   segments.push_back({bench.device.chip.scfg.base, image.scfg});
   EXPECT_EQ(Outcome(bench.Load(segments)), "ok");
-  const State loaded = bench.Chip().State();
+  const State loaded = bench.State();
   EXPECT_TRUE(compare().isEqual) << "CRC words that the load put right do not count";
   for (Bytes State::*const region : {&State::main, &State::ccfg, &State::scfg}) {
     bench.Prepare([&](State& state) { (state.*region)[1] ^= 1; });

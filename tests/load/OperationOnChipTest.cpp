@@ -8,93 +8,83 @@
 
 namespace {
 
-using testing::Contains;
+using simulator::ChipState;
 using testing::ElementsAre;
 
-bool IsBlank(const Bytes& bytes) {
-  return std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte == 0xFF; });
-}
-
-// A device object on the bench, for operations only.
+// A loaded chip and a device object for operations only.
 class OperationTest : public testing::TestWithParam<std::string> {
  protected:
-  OperationTest() : bench(GetParam()), device(bench, noPlan) { device.Create(); }
+  OperationTest() {
+    EXPECT_EQ(Outcome(bench.Load(image.All())), "ok");
+    loaded = bench.State();
+    device.Create();
+  }
 
   // "ok", or the error text.
   std::string Perform(const std::string& operation) {
     device.infos.clear();
-    const std::optional<std::string> error = ErrorOf([&] { device.Perform(operation); });
-    EXPECT_EQ(device.services.BrokenPromise(), "");
-    return error.value_or("ok");
+    const std::string error = ErrorOf([&] { device.Perform(operation); });
+    EXPECT_EQ(device.services.BrokenRules(), "");
+    return error;
   }
 
-  const host::LoadPlan noPlan;
-  Workbench bench;
-  Attempt device;
-};
-
-class OperationOnChipTest : public OperationTest {
- protected:
-  OperationOnChipTest() {
-    EXPECT_EQ(Outcome(bench.Load(MakeImage(bench.device, 1000).Segments(bench.device))), "ok");
-    loaded = bench.Chip().State();
+  // The loaded chip after an erase.
+  [[nodiscard]] ChipState Erased(bool retains) const {
+    ChipState chip = loaded;
+    for (std::uint32_t sector = 0; sector < chip.main.size() / kSectorSize; ++sector)
+      if (!retains || !image.Retains(sector))
+        std::fill_n(chip.main.begin() + sector * kSectorSize, kSectorSize, std::uint8_t{0xFF});
+    chip.ccfg.assign(chip.ccfg.size(), 0xFF);
+    chip.scfg.assign(chip.scfg.size(), 0xFF);
+    return chip;
   }
 
-  simulator::ChipState loaded;
+  Workbench bench{GetParam()};
+  const TestImage image{bench.device.chip, 1000};
+  ChipState loaded;
+  Attempt device{bench};
 };
 
-TEST_P(OperationOnChipTest, EraseBlanksTheChipButForOtp) {
+TEST_P(OperationTest, EraseBlanksTheChipButForOtp) {
   EXPECT_EQ(Perform("BlankCheck"), "ok");
   EXPECT_THAT(device.infos, ElementsAre("Blank Check: Device CCFG sector is programmed",
                                         "Blank Check: Device MAIN flash is programmed"));
-  EXPECT_TRUE(bench.Chip().State() == loaded);
+  EXPECT_EQ(Difference(bench.State(), loaded), "");
+  bench.Chip().AskedFaults().Add("reset-misses-saci:nth=1");
+  EXPECT_EQ(Perform("Erase"), "Target did not enter SACI after pin reset");
+  EXPECT_EQ(Difference(bench.State(), loaded), "");
   EXPECT_EQ(Perform("Erase"), "ok");
-  const simulator::ChipState& chip = bench.Chip().State();
-  EXPECT_TRUE(IsBlank(chip.main) && IsBlank(chip.ccfg) && IsBlank(chip.scfg));
-  EXPECT_EQ(chip.otp, loaded.otp);
+  EXPECT_EQ(Difference(bench.State(), Erased(false)), "");
   EXPECT_FALSE(device.services.IsConnected(host::Core::DebugPort));
   EXPECT_EQ(Perform("BlankCheck"), "ok");
   EXPECT_THAT(device.infos, ElementsAre("Blank Check: Device flash is blank"));
 }
 
-TEST_P(OperationOnChipTest, ChipEraseRetainKeepsTheMarkedSectors) {
+TEST_P(OperationTest, ChipEraseRetainKeepsTheMarkedSectors) {
   EXPECT_EQ(Perform("ChipEraseRetain"), "ok");
-  Bytes expected(loaded.main.size(), 0xFF);
-  for (std::uint32_t sector = 0; sector < expected.size() / 2048; ++sector)
-    if (IsMarkedRetained(bench.device, sector))
-      std::copy_n(loaded.main.begin() + sector * 2048, 2048, expected.begin() + sector * 2048);
-  EXPECT_EQ(bench.Chip().State().main, expected);
-  EXPECT_TRUE(IsBlank(bench.Chip().State().ccfg));
+  EXPECT_EQ(Difference(bench.State(), Erased(true)), "");
   // The configuration is gone with the first erase, and so is the mark.
   EXPECT_EQ(Perform("ChipEraseRetain"), "ok");
-  EXPECT_THAT(device.infos,
-              Contains("No sectors were retained during Chip Erase - only allowed if CCFG is valid"));
-  EXPECT_TRUE(IsBlank(bench.Chip().State().main));
+  EXPECT_THAT(device.infos, testing::Contains("No sectors were retained during Chip Erase - only allowed if "
+                                              "CCFG is valid"));
+  EXPECT_EQ(Difference(bench.State(), Erased(false)), "");
 }
 
-TEST_P(OperationOnChipTest, ReadDeviceInfoPublishesWhatTheChipIs) {
+TEST_P(OperationTest, ReadDeviceInfoPublishesWhatTheChipIs) {
   EXPECT_EQ(Perform("ReadDeviceInfo"), "ok");
-  const std::uint32_t mainKb = bench.device.chip.mainSize / 1024;
+  const std::uint32_t mainKb = image.chip.mainSize / 1024;
   EXPECT_EQ(bench.settings.Get("DeviceInfoFlashSize"),
             std::to_string(mainKb) + " KB (" + std::to_string(mainKb / 2) + " sectors)");
-  EXPECT_EQ(bench.settings.Get("DeviceInfoRAMSize"),
-            std::to_string(bench.device.chip.ram.size / 1024) + " KB");
+  EXPECT_EQ(bench.settings.Get("DeviceInfoRAMSize"), std::to_string(image.chip.ram.size / 1024) + " KB");
   EXPECT_NE(bench.settings.Get("DeviceInfoRevision"), "--");
 }
 
-TEST_P(OperationOnChipTest, AResetThatMissesSaciIsNoticed) {
-  bench.Chip().AskedFaults().Add("reset-misses-saci:nth=1");
-  EXPECT_EQ(Perform("Erase"), "Target did not enter SACI after pin reset");
-  EXPECT_EQ(bench.Chip().State().main, loaded.main);
-  EXPECT_EQ(Perform("Erase"), "ok");
-}
-
-INSTANTIATE_TEST_SUITE_P(AllDevices, OperationOnChipTest, testing::ValuesIn(DeviceNames()), DeviceCaseName);
+INSTANTIATE_TEST_SUITE_P(AllDevices, OperationTest, testing::ValuesIn(DeviceNames()), DeviceCaseName);
 
 class HsmOnChipTest : public OperationTest {
  protected:
-  Bytes Image(std::uint8_t major, bool boots = true) const {
-    const bool isWhole = bench.device.chip.hsm == host::HsmForm::Whole;
+  [[nodiscard]] Bytes Image(std::uint8_t major, bool boots = true) const {
+    const bool isWhole = image.chip.hsm == host::HsmForm::Whole;
     return simulator::BuildHsmImage({major, 4, 7, boots, Noise(1000, 5)},
                                     isWhole ? simulator::HsmKind::Whole : simulator::HsmKind::Records, 128);
   }
@@ -120,8 +110,7 @@ TEST_P(HsmOnChipTest, AnUpdateIsTakenOrRefusedForWhatTheImageIs) {
       {Image(4), "ok", "Requested update was successful.", "FW Version: 4.4.7"},
   };
   for (const auto& step : steps) {
-    const TemporaryFile file(step.image);
-    bench.Set("HsmImagePath", file.path);
+    bench.ProvideHsmImage(step.image);
     EXPECT_EQ(Perform("ProgramHsmImage"), step.outcome);
     EXPECT_EQ(Perform("ReadHsmUpdateStatus"), "ok");
     EXPECT_EQ(bench.settings.Get("HsmUpdateStatus"), step.status) << step.outcome;
@@ -130,12 +119,7 @@ TEST_P(HsmOnChipTest, AnUpdateIsTakenOrRefusedForWhatTheImageIs) {
   }
 }
 
-std::vector<std::string> DevicesWithHsm() {
-  std::vector<std::string> names = DeviceNames();
-  std::erase_if(
-      names, [](const std::string& name) { return Workbench(name).device.chip.hsm == host::HsmForm::None; });
-  return names;
-}
-INSTANTIATE_TEST_SUITE_P(Devices, HsmOnChipTest, testing::ValuesIn(DevicesWithHsm()), DeviceCaseName);
+INSTANTIATE_TEST_SUITE_P(Devices, HsmOnChipTest, testing::ValuesIn(DeviceNames("HsmImagePath")),
+                         DeviceCaseName);
 
 }  // namespace

@@ -1,23 +1,22 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "TemporaryFile.h"
 #include "TestImage.h"
+#include "tests/support/ErrorOf.h"
 
 // One device object at work on the bench, from its creation on. Fails by throwing, as the plug-in does.
 class Attempt {
  public:
-  Attempt(Workbench& workbench, const host::LoadPlan& loadPlan);
+  explicit Attempt(Workbench& workbench);
 
   // Makes the device object and initializes it, as far as that is not done yet; the others do so first.
   void Create();
-  void Load();
-  void Verify();
+  void Load(const host::LoadPlan& plan);
+  void Verify(const host::LoadPlan& plan);
   void Perform(const std::string& operation);
   void Script(const std::string& function, const std::vector<host::ScriptValue>& arguments = {});
 
@@ -29,10 +28,9 @@ class Attempt {
   std::vector<std::string> infos;
 
  private:
-  void RunLoad();
+  void RunLoad(const host::LoadPlan& plan, const char* verifiesOnly);
 
   Workbench& bench;
-  const host::LoadPlan& plan;
   std::optional<host::PluginDevice> device;
   bool initialized = false;
 };
@@ -44,6 +42,12 @@ struct Action {
   std::function<void(Attempt&)> run;
 };
 
+// Where sanitizers slow everything down, one place in so many is visited.
+constexpr bool kSampled = TOVIK_SAMPLED_SWEEPS;
+
+// Says what a sweep came to, and fails the test when a whole one has become less than it was.
+void ExpectSwept(const std::string& device, const char* what, unsigned places, unsigned least);
+
 // A chip with an earlier load on it, a small image with every region of the device and the settings of the
 // reference load: sectors that the CCFG marks are retained, and where the device knows a password, debugging
 // needs one.
@@ -51,7 +55,7 @@ class SweepBench {
  public:
   explicit SweepBench(const std::string& deviceName);
 
-  // The reference load, and every operation and script function that the device supports.
+  // The reference load and others, and every operation and script function that the device supports.
   [[nodiscard]] std::vector<Action> Actions() const;
 
   // The chip as it was before the first attempt, with power and without faults.
@@ -61,15 +65,9 @@ class SweepBench {
   void ExpectNextLoadRecovers(Attempt& attempt);
 
   Workbench bench;
+  TestImage image;
   host::LoadPlan plan;
 
  private:
-  [[nodiscard]] bool IsCcfgValid();
-
-  TestImage image;
-  std::unique_ptr<TemporaryFile> hsmImage;
   simulator::ChipState start;
 };
-
-// The text with which `call` failed, if it failed.
-std::optional<std::string> ErrorOf(const std::function<void()>& call);

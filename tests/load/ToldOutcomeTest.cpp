@@ -132,9 +132,9 @@ TEST_P(ToldOutcomeTest, IsWhatTheChipHoldsWhereverTheHostFails) {
   for (std::uint64_t call = 1;; call += kStep) {
     SCOPED_TRACE(call);
     sweep.PutChipBack();
-    sweep.bench.services.FailCall(call, "probe unplugged");
+    host::HostServices& services = sweep.bench.services;
+    services.Fail({.call = services.CallCount() + call, .text = "probe unplugged"});
     const host::LoadRecord record = Load();
-    (void)sweep.bench.services.BrokenPromise();
     ExpectTruth(record);
     if (!record.failure) break;
   }

@@ -1,21 +1,17 @@
 #include "Workbench.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <utility>
 
 namespace {
 
-std::string_view EraseName(Erase erase) {
-  switch (erase) {
-    case Erase::None: return "Do not erase sectors (program load only)";
-    case Erase::Chip: return "Chip Erase";
-    case Erase::RetainMain: return "Chip Erase (retain sectors specified in CCFG)";
-    case Erase::RetainMainAndConfiguration: return "Retain MAIN sectors and CCFG and SCFG";
-    case Erase::RetainConfiguration: return "Retain CCFG and SCFG sectors";
-  }
-  return "";
+host::DeviceDescription Describe(const std::string& name) {
+  return host::ReadDeviceDescription(host::FindDeviceFile(name, TOVIK_DEVICES_DIR));
 }
 
 host::PropertyStore DefaultsOf(const host::DeviceDescription& device) {
@@ -38,72 +34,72 @@ const host::PluginLibrary& Plugin() {
   return library;
 }
 
-std::vector<std::string> DeviceNames() {
+std::vector<std::string> DeviceNames(std::string_view setting) {
   std::vector<std::string> names;
   for (const auto& file : host::ListDeviceFiles(TOVIK_DEVICES_DIR)) names.push_back(file.stem().string());
+  if (!setting.empty())
+    std::erase_if(names, [&](const std::string& name) { return Describe(name).Find(setting) == nullptr; });
   return names;
 }
 
-std::string TestName(std::string text) {
-  for (char& character : text)
-    if (std::isalnum(static_cast<unsigned char>(character)) == 0) character = '_';
-  return text;
+std::string TestName(std::string device) {
+  std::replace(device.begin(), device.end(), '-', '_');
+  return device;
 }
 
 Workbench::Workbench(const std::string& deviceName)
-    : device(host::ReadDeviceDescription(host::FindDeviceFile(deviceName, TOVIK_DEVICES_DIR))),
+    : device(Describe(deviceName)),
       settings(DefaultsOf(device)),
       probe(device, {}),
-      services(probe, settings) {
-  services.ConnectDebugPort();
-}
+      services(probe, settings, device.map) {}
 
 void Workbench::Set(std::string_view name, std::string_view value) {
   ASSERT_NE(device.Find(name), nullptr) << device.name << " has no setting " << name;
   settings.Set(name, value);
 }
 
-bool Workbench::SetErase(Erase erase) {
+bool Workbench::SetErase(const Erase& erase) {
   if (device.Find("FlashEraseSetting") != nullptr) {
-    Set("FlashEraseSetting", EraseName(erase));
+    Set("FlashEraseSetting", erase.name);
     return true;
   }
-  const bool keepsConfiguration =
-      erase == Erase::RetainConfiguration || erase == Erase::RetainMainAndConfiguration;
-  if (keepsConfiguration && device.Find("RetainCcfgScfg") == nullptr) return false;
-  const bool keepsMain = erase == Erase::RetainMain || erase == Erase::RetainMainAndConfiguration;
-  Set("NoFlashErase", erase == Erase::None ? "1" : "0");
-  Set("RetainMainSectors", keepsMain ? "1" : "0");
-  if (device.Find("RetainCcfgScfg") != nullptr) Set("RetainCcfgScfg", keepsConfiguration ? "1" : "0");
+  const bool canKeepConfiguration = device.Find("RetainCcfgScfg") != nullptr;
+  if (erase.keepsConfiguration && !canKeepConfiguration) return false;
+  Set("NoFlashErase", erase.erases ? "0" : "1");
+  Set("RetainMainSectors", erase.keepsMain ? "1" : "0");
+  if (canKeepConfiguration) Set("RetainCcfgScfg", erase.keepsConfiguration ? "1" : "0");
   return true;
 }
 
+void Workbench::ProvideHsmImage(const Bytes& image) {
+  const static int s_file = memfd_create("hsm-image", MFD_CLOEXEC);
+  ASSERT_EQ(ftruncate(s_file, 0), 0);
+  ASSERT_EQ(pwrite(s_file, image.data(), image.size(), 0), static_cast<ssize_t>(image.size()));
+  Set("HsmImagePath", "/proc/self/fd/" + std::to_string(s_file));
+}
+
 void Workbench::Prepare(const std::function<void(simulator::ChipState&)>& change) {
-  simulator::ChipState state = Chip().State();
+  simulator::ChipState state = State();
   change(state);
   Chip().Restore(std::move(state));
 }
 
-host::LoadPlan Workbench::Plan(const std::vector<host::ImageSegment>& image) const {
+host::LoadPlan Workbench::Plan(const Segments& image) const {
   const std::vector<host::ImageFile> images{{"image", host::ImageFormat::Raw, image}};
   return host::PlanLoad(images, device.map, host::PluginCutsUnder(settings));
 }
 
-host::LoadTarget Workbench::Target() {
-  return {Plugin(), services, probe, device, settings};
-}
-
-host::LoadRecord Workbench::Load(const std::vector<host::ImageSegment>& image) {
+host::LoadRecord Workbench::Load(const Segments& image) {
   const host::LoadPlan plan = Plan(image);
   host::LoadRecord record = host::PlannedLoad(plan, {}, device, settings);
   host::LoadSession(Target()).Run(plan, record);
-  EXPECT_EQ(services.BrokenPromise(), "");
+  EXPECT_EQ(services.BrokenRules(), "");
   return record;
 }
 
-host::LoadRecord Workbench::Verify(const std::vector<host::ImageSegment>& image) {
+host::LoadRecord Workbench::Verify(const Segments& image) {
   host::LoadRecord record = host::CompareWithChip(Target(), Plan(image));
-  EXPECT_EQ(services.BrokenPromise(), "");
+  EXPECT_EQ(services.BrokenRules(), "");
   return record;
 }
 

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,20 +15,30 @@
 #include "host/probe/simulated/SimulatedProbe.h"
 
 using Bytes = std::vector<std::uint8_t>;
+using Segments = std::vector<host::ImageSegment>;
 
 // The library under test, opened once for the process.
 const host::PluginLibrary& Plugin();
 
-// Names of all device descriptions of the repository.
-std::vector<std::string> DeviceNames();
+// Names of all device descriptions of the repository, or of those that have a setting.
+std::vector<std::string> DeviceNames(std::string_view setting = {});
 
-// A text as part of a test's name.
-std::string TestName(std::string text);
 // Names the tests of a suite whose parameter is a device's name.
+std::string TestName(std::string device);
 constexpr auto DeviceCaseName = [](const auto& info) { return TestName(info.param); };
 
-// What is erased before a load; each device offers its own way to say so.
-enum class Erase { None, Chip, RetainMain, RetainMainAndConfiguration, RetainConfiguration };
+// What is erased before a load.
+struct Erase {
+  const char* name;  // where one setting says it all
+  bool erases = true;
+  bool keepsMain = false;
+  bool keepsConfiguration = false;
+};
+inline constexpr Erase kNoErase{"Do not erase sectors (program load only)", false};
+inline constexpr Erase kChipErase{"Chip Erase"};
+inline constexpr Erase kRetainMain{"Chip Erase (retain sectors specified in CCFG)", true, true};
+inline constexpr Erase kRetainAll{"Retain MAIN sectors and CCFG and SCFG", true, true, true};
+inline constexpr Erase kRetainConfiguration{"Retain CCFG and SCFG sectors", true, false, true};
 
 // A device description, a simulated chip that is made like it, and a host with the library under test: a
 // whole bench without the wood. The chip lives as long as the bench.
@@ -39,10 +48,14 @@ class Workbench {
 
   // Fails the test for a setting that the device does not have.
   void Set(std::string_view name, std::string_view value);
-  // False, with nothing changed, when the device cannot be asked for it.
-  bool SetErase(Erase erase);
+  // Each device has its own way to say it. False, with nothing changed, when it cannot be asked for it.
+  bool SetErase(const Erase& erase);
+
+  // An HSM image for the plug-in to read, in memory; one a process.
+  void ProvideHsmImage(const Bytes& image);
 
   simulator::Chip& Chip() { return probe.Chip(); }
+  const simulator::ChipState& State() { return Chip().State(); }
   bool IsDebuggingOpen() {
     return (Chip().ReadRegister(simulator::Register::CfgApDeviceStatus) & 1U << 24) != 0;
   }
@@ -50,12 +63,12 @@ class Workbench {
   void Prepare(const std::function<void(simulator::ChipState&)>& change);
 
   // The blocks that a load under the present settings consists of.
-  [[nodiscard]] host::LoadPlan Plan(const std::vector<host::ImageSegment>& image) const;
+  [[nodiscard]] host::LoadPlan Plan(const Segments& image) const;
   // To load with.
-  host::LoadTarget Target();
+  host::LoadTarget Target() { return {Plugin(), services, probe, device, settings}; }
   // One load as the host makes it: a device of its own, the blocks, the end.
-  host::LoadRecord Load(const std::vector<host::ImageSegment>& image);
-  host::LoadRecord Verify(const std::vector<host::ImageSegment>& image);
+  host::LoadRecord Load(const Segments& image);
+  host::LoadRecord Verify(const Segments& image);
 
   host::DeviceDescription device;
   host::PropertyStore settings;
