@@ -2,23 +2,14 @@
 
 #include "ConfigurationStore.h"
 #include "DeviceTest.h"
-#include "ExposedDevice.h"
+#include "ErrorOf.h"
 
 namespace {
 
-struct OtpRamTest : DeviceTest {
-  OtpRamTest() {
-    host.properties["FlashEraseSetting"] = "Do not erase sectors (program load only)";
-    host.bootStatus = 0x81;
-  }
-};
+using OtpRamTest = DeviceTest;
 
 TEST_F(OtpRamTest, BytesThatTheImageLeavesOutAreZero) {
-  EXPECT_EQ(Start(), "ok");
-  EXPECT_EQ(Write(kScfg, {1, 2}), "ok");
-  EXPECT_EQ(Write(kOtp + kOtpSize - 2, {8, 9}), "ok");
-  host.ForgetCalls();
-  EXPECT_EQ(End(), "ok");
+  Play(kNoErase + "start 4E040000:0102 4E0208FE:0809 . end");
   Bytes scfg(kScfgSize), otp(2048);  // the OTP command has one size
   scfg[0] = 1;
   scfg[1] = 2;
@@ -33,108 +24,62 @@ TEST(ConfigurationStore, TakesWhatFits) {
   const struct {
     std::uint32_t address;
     Bytes data, store;
-  } cases[] = {
-      {0x100, {1, 2, 3, 4}, {1, 2, 3, 4}},
-      {0x102, {5}, {0, 0, 5, 0}},
-      {0x103, {6, 7, 8}, {0, 0, 0, 6}},
-      {0x104, {9}, {0, 0, 0, 0}},
-      {0x101, {}, {0, 0, 0, 0}},
-      {0xFFFFFFFF, {9}, {0, 0, 0, 0}},
-      {0x100, {1, 2, 3, 4, 5}, {1, 2, 3, 4}},
-  };
-  for (const auto& c : cases) {
+  } rows[] = {{0x100, {1, 2, 3, 4}, {1, 2, 3, 4}}, {0x102, {5}, {0, 0, 5, 0}},
+              {0x103, {6, 7, 8}, {0, 0, 0, 6}},    {0x104, {9}, {0, 0, 0, 0}},
+              {0x101, {}, {0, 0, 0, 0}},           {0xFFFFFFFF, {9}, {0, 0, 0, 0}},
+              {0x0FF, {1, 2}, {0, 0, 0, 0}},       {0x100, {1, 2, 3, 4, 5}, {1, 2, 3, 4}}};
+  for (const auto& row : rows) {
     Bytes store(4);
-    CopyIntoStore(store, 0x100, c.data, c.address);
-    EXPECT_EQ(store, c.store) << std::hex << c.address;
+    EXPECT_EQ(ErrorOf([&] { CopyIntoStore(store, 0x100, row.data, row.address); }),
+              row.address < 0x100 ? "Image data at 0x000000FF lies below its region" : "ok");
+    EXPECT_EQ(store, row.store) << std::hex << row.address;
   }
-  Bytes store(4);
-  EXPECT_THROW(CopyIntoStore(store, 0x100, Bytes{1, 2}, 0xFF), std::runtime_error);
-  EXPECT_EQ(store, Bytes(4));
 }
 
 TEST_F(OtpRamTest, RamPiecesAreWrittenInAddressOrderTheLastAtAnAddress) {
-  EXPECT_EQ(Start(), "ok");
-  EXPECT_EQ(Write(kRam + 4, {5, 6}), "ok");
-  EXPECT_EQ(Write(kRam, {1, 2, 3, 4, 9}), "ok");  // overlaps, and stays a piece of its own
-  EXPECT_EQ(Write(kRam + 4, {7}), "ok");
-  host.ForgetCalls();
-  EXPECT_EQ(End(), "ok");
-  EXPECT_EQ(Deeds(),
-            "WriteMemory CS_DAP_0 @0x20000000 page 0 size 1 x5: 01 02 03 04 09\n"
-            "ReadMemory CS_DAP_0 @0x20000000 page 0 size 1 x5\n"
-            "WriteMemory CS_DAP_0 @0x20000004 page 0 size 1 x1: 07\n"
-            "ReadMemory CS_DAP_0 @0x20000004 page 0 size 1 x1\n"
-            "Cortex Connect false\n"
-            "SEC_AP Disconnect true");
+  // The second overlaps the first, and stays a piece of its own.
+  Play("status=81; start 20000004:0506 20000000:0102030409 20000004:07 . end");
+  EXPECT_EQ(Deeds(), Joined({"WriteMemory CS_DAP_0 @0x20000000 page 0 size 1 x5: 01 02 03 04 09",
+                             "ReadMemory CS_DAP_0 @0x20000000 page 0 size 1 x5",
+                             "WriteMemory CS_DAP_0 @0x20000004 page 0 size 1 x1: 07",
+                             "ReadMemory CS_DAP_0 @0x20000004 page 0 size 1 x1", "Cortex Connect false",
+                             "SEC_AP Disconnect true"}));
 }
 
-TEST_F(OtpRamTest, TheFirstWrongByteIsNamed) {
+TEST(RamData, TheFirstWrongByteIsNamed) {
   const struct {
     std::vector<std::uint32_t> wrong;
     const char* error;
-  } cases[] = {
-      {{0}, "Verification error at address 0x20000a00, expected 0x01 but read 0x81"},
-      {{3, 4}, "Verification error at address 0x20000a03, expected 0xab but read 0x2b"},
-      {{4}, "Verification error at address 0x20000a04, expected 0x0f but read 0x8f"},
+  } rows[] = {
+      {{0}, "! Verification error at address 0x20000a00, expected 0x01 but read 0x81"},
+      {{3, 4}, "! Verification error at address 0x20000a03, expected 0xab but read 0x2b"},
+      {{4}, "! Verification error at address 0x20000a04, expected 0x0f but read 0x8f"},
   };
-  for (const auto& c : cases) {
-    host.readFlips.clear();
-    host.memory.clear();
-    for (const std::uint32_t byte : c.wrong) host.readFlips[kRam + 0xA00 + byte] = 0x80;
-    EXPECT_EQ(Start(), "ok");
-    EXPECT_EQ(Write(kRam + 0xB00, {1}), "ok");
-    EXPECT_EQ(Write(kRam + 0xA00, {0x01, 0x00, 0xFF, 0xAB, 0x0F}), "ok");
-    host.ForgetCalls();
-    EXPECT_EQ(End(), c.error);
-    EXPECT_EQ(host.memory.count(kRam + 0xB00), 0U);  // the piece behind is not written
-    EXPECT_EQ(CallCount("SetCore Cortex"), 0U);
+  for (const auto& row : rows) {
+    Bench bench;
+    for (const std::uint32_t byte : row.wrong) bench.host.readFlips[kRam + 0xA00 + byte] = 0x80;
+    EXPECT_EQ(bench.Play("status=81; start 20000B00:01 20000A00:0100FFAB0F . end"), row.error);
+    EXPECT_EQ(bench.host.memory.size(), 5U);  // the piece behind is not written
+    EXPECT_EQ(bench.CallCount("SetCore Cortex"), 0U);
   }
 }
 
 TEST_F(OtpRamTest, AClosedPortIsToldOnceAndOnlyIfThereIsData) {
-  host.bootStatus = 0x20;
-  host.ahbApEnabled = false;
-  for (const bool withData : {true, false}) {
-    EXPECT_EQ(Start(), "ok");
-    if (withData) {
-      EXPECT_EQ(Write(kRam, {1}), "ok");
-      EXPECT_EQ(Write(kRam + 9, {1}), "ok");
-    }
-    host.ForgetCalls();
-    EXPECT_EQ(End(), "ok");
-    EXPECT_EQ(Messages(), withData
-                              ? "Error Debugging is not allowed, or has not been authorized. Data will not "
-                                "be written to RAM."
-                              : "");
-    EXPECT_EQ(host.memory.size(), 0U);
-    EXPECT_EQ(Plot().back(), "SEC_AP Disconnect true");
-  }
-}
-
-TEST_F(OtpRamTest, ADetachedPortIsAttachedFirst) {
-  ExposedDevice exposed(host);
-  exposed.load.ramData[kRam] = {1};
-  host.connectedCores = {};
-  host.ForgetCalls();
-  exposed.ProgramStoredRamData();
-  EXPECT_EQ(Deeds(),
-            "CS_DAP_0 Connect false\n"
-            "WriteMemory CS_DAP_0 @0x20000000 page 0 size 1 x1: 01\n"
-            "ReadMemory CS_DAP_0 @0x20000000 page 0 size 1 x1");
+  EXPECT_EQ(Play("closed; start r 20000009:01 . end"),
+            "1 5 | E Debugging is not allowed, or has not been authorized. Data will not be written to RAM.");
+  EXPECT_EQ(Play("start . end"), "1 5");
+  EXPECT_EQ(host.memory.size(), 0U);
+  EXPECT_EQ(host.events.back(), "SEC_AP Disconnect true");
 }
 
 TEST_F(OtpRamTest, RamIsWrittenOnceDebuggingIsAuthenticated) {
-  host.bootStatus = 0x90;
-  host.ahbApEnabled = false;
-  host.ReplyAlways(5, {.data = {1, 0}});
   host.onCommand = [this](const SaciCommand& command) {
     if (command.Id() == 6) host.ahbApEnabled = true;
   };
-  EXPECT_EQ(Start(), "ok");
-  EXPECT_EQ(Write(kRam, {1}), "ok");
-  EXPECT_EQ(End(), "ok");
-  EXPECT_EQ(host.CommandIds(), (std::vector<std::uint8_t>{1, 5, 6, 7}));
-  EXPECT_EQ(host.memory.size(), 1U);
+  EXPECT_EQ(Play("status=90; closed; 5<1,0; start r . end"),
+            "1 5 | I Debug authentication is required. Submitting authentication... | 6/3 | "
+            "I Debug authentication was successful. | 7");
+  EXPECT_EQ(host.memory.size(), 3U);
 }
 
 }  // namespace

@@ -1,12 +1,9 @@
-#include <gtest/gtest.h>
+// Every command: the words it sends, and what it does with its answer.
 
 #include <cstring>
 #include <functional>
-#include <string>
-#include <vector>
 
-#include "FakeHost.h"
-#include "SaciInterface.h"
+#include "ChannelTest.h"
 
 namespace {
 
@@ -25,12 +22,8 @@ Words Framed(Words words, const Bytes& data, std::size_t size) {
   return words;
 }
 
-struct SaciCommandsTest : testing::Test {
+struct SaciCommandsTest : ChannelTest {
   SaciCommandsTest() { saci.setScfgSize(1024); }
-
-  FakeHost host;
-  IFlashProgrammerUtility2 utility = host.Utility();
-  SaciInterface saci{&utility, 2048, 2048, 128};
 };
 
 TEST_F(SaciCommandsTest, EachCommandIsTheseWords) {
@@ -115,9 +108,7 @@ TEST_F(SaciCommandsTest, EachCommandIsTheseWords) {
   };
   for (const auto& row : rows) {
     for (const std::uint8_t result : Bytes{0x00, 0x84}) {
-      saci.ResetInterfaceState();
-      utility.ResetTarget(0);
-      host.ForgetCalls();
+      StartAt(0);
       host.ReplyOnce(static_cast<std::uint8_t>(row.words[0]), {.result = result});
       EXPECT_EQ(row.send(), result) << row.name << ": a refusal is returned, not thrown";
       ASSERT_EQ(host.commands.size(), 1U) << row.name;

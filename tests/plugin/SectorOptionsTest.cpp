@@ -14,163 +14,124 @@
 
 namespace {
 
-constexpr std::uint32_t kSectorCount = 8;
+// A chip of eight sectors, and nothing erased.
+const std::string kGiven = "DeviceInfoFlashSizeTranslation=*:*:*:0x4000; " + kNoErase + "start .; ";
 
-struct SectorOptionsTest : DeviceTest {
-  SectorOptionsTest() { host.properties["DeviceInfoFlashSizeTranslation"] = "*:*:*:0x4000"; }
-
-  // "address+length" of every run that was programmed, joined by a blank.
-  [[nodiscard]] std::string Programmed() const {
-    std::string text;
-    for (const SaciCommand& command : host.commands) {
-      if (command.Id() != 15) continue;
-      std::size_t words = 0;
-      for (const Words& chunk : command.streamed) words += chunk.size();
-      char run[32];
-      std::snprintf(run, sizeof run, "%s%X+%zX", text.empty() ? "" : " ", command.words[2], 4 * words);
-      text += run;
-    }
-    return text;
-  }
-};
-
-TEST_F(SectorOptionsTest, ListedSectorsAreSkipped) {
-  const struct {
-    const char* pages;
-    const char* programmed;
-  } cases[] = {
-      {"0 , 2-4", "800+800 2800+1800"},
-      {"2-2", "0+1000 1800+2800"},
-      {"7", "0+3800"},
-      {"", "800+3800"},  // an empty element reads as 0
-      {"3,", "800+1000 2000+2000"},
-      {"\t1\n,\r6 - 7\v", "0+800 1000+2000"},
-      {"0-7", ""},
-      {"1-2-7", "0+800 1800+2800"},  // what follows a second hyphen is ignored
-      {"5,5,4-6", "0+2000 3800+800"},
-      {"1 0", nullptr},
-  };
-  host.properties["FlashPageToggle"] = "1";
-  for (const auto& c : cases) {
-    host.properties["FlashPages"] = c.pages;
-    const std::string outcome = WriteFirst(0, Pattern(kSectorCount * kSector));
-    if (c.programmed == nullptr) {
-      EXPECT_EQ(outcome,  // white space goes first, so the digits join
-                "Given page is out of range: \"10\"\nNote that the number of available pages is 8\n");
-      continue;
-    }
-    EXPECT_EQ(outcome, "ok") << c.pages;
-    EXPECT_EQ(Programmed(), c.programmed) << c.pages;
-  }
-}
-
-TEST_F(SectorOptionsTest, TheListCountsOnlyWhenSwitchedOn) {
-  host.properties["FlashPages"] = "nonsense";
-  EXPECT_EQ(WriteFirst(0, Pattern(kSector)), "ok");
-  EXPECT_EQ(Programmed(), "0+800");
-  EXPECT_EQ(CallCount("GetProperty FlashPages"), 0U);
-}
-
-TEST_F(SectorOptionsTest, SaysWhatIsWrongWithAList) {
+TEST(SectorOptions, ListedSectorsAreSkipped) {
   const std::string tooFar = "\"\nNote that the number of available pages is 8\n";
   const struct {
-    const char* pages;
-    std::string error;
-  } cases[] = {
-      {"1,a", "Invalid option was given \"a\".\n"},
-      {"1;2", "Invalid option was given \"1;2\".\n"},
-      {"0x1", "Invalid option was given \"0x1\".\n"},
-      {"3-", "Invalid range was given \"3-\".\n"},
-      {"-3", "Invalid range was given \"-3\".\n"},
-      {"-", "Invalid range was given \"-\".\n"},
-      {"4 - 2", "Invalid range was given \"4-2\".\n"},
-      {"8", "Given page is out of range: \"8" + tooFar},
-      {"0,6-8", "Given page is out of range: \"6-8" + tooFar},
-      {"9-8", "Invalid range was given \"9-8\".\n"},
+    std::string pages, outcome;
+  } rows[] = {
+      {"0 , 2-4", "15@800+800 16 15@2800+1800 16"},
+      {"2-2", "15@0+1000 16 15@1800+2800 16"},
+      {"7", "15@0+3800 16"},
+      {"", "15@800+3800 16"},  // an empty element reads as 0
+      {"3,", "15@800+1000 16 15@2000+2000 16"},
+      {"\t1\n,\r6 - 7\v", "15@0+800 16 15@1000+2000 16"},
+      {"0-7", ""},
+      {"1-2-7", "15@0+800 16 15@1800+2800 16"},  // what follows a second hyphen is ignored
+      {"5,5,4-6", "15@0+2000 16 15@3800+800 16"},
+      {"1,a", "! Invalid option was given \"a\".\n"},
+      {"1:2", "! Invalid option was given \"1:2\".\n"},
+      {"0x1", "! Invalid option was given \"0x1\".\n"},
+      {"3-", "! Invalid range was given \"3-\".\n"},
+      {"-3", "! Invalid range was given \"-3\".\n"},
+      {"-", "! Invalid range was given \"-\".\n"},
+      {"4 - 2", "! Invalid range was given \"4-2\".\n"},
+      {"9-8", "! Invalid range was given \"9-8\".\n"},
+      {"8", "! Given page is out of range: \"8" + tooFar},
+      {"0,6-8", "! Given page is out of range: \"6-8" + tooFar},
+      {"1 0", "! Given page is out of range: \"10" + tooFar},  // white space goes first, so the digits join
   };
-  host.properties["FlashPageToggle"] = "1";
-  for (const auto& c : cases) {
-    host.properties["FlashPages"] = c.pages;
-    EXPECT_EQ(WriteFirst(0, Pattern(4)), c.error) << c.pages;
-    EXPECT_EQ(Programmed(), "") << c.pages;
-    // The load has not begun, so the next block meets the same error.
-    EXPECT_EQ(Write(0, Pattern(4)), c.error) << c.pages;
+  for (const auto& row : rows) {
+    Bench bench;
+    bench.Play(kGiven);
+    bench.host.properties["FlashPages"] = row.pages;
+    const std::string outcome = bench.Play("FlashPageToggle=1; 0+4000");
+    EXPECT_EQ(outcome, (row.outcome.empty() ? "1" : "1 ") + std::string(row.outcome[0] == '!' ? "| " : "") +
+                           row.outcome)
+        << row.pages;
+    // A load that has not begun meets the same error again.
+    if (row.outcome[0] == '!') {
+      EXPECT_EQ(bench.Play("0+4000"), outcome) << row.pages;
+    }
   }
 }
 
-TEST_F(SectorOptionsTest, FillValueIsTwoHexadecimalDigits) {
+TEST(SectorOptions, AreReadOnlyWhenSwitchedOn) {
+  const std::vector<Row> plays = {{"m", "1 15@0+800 16"}};
+  ExpectPlays(kGiven + "FlashPages=nonsense; FlashPagesFilledWithValue=nonsense; ", plays);
+}
+
+TEST(SectorOptions, AFillValueIsTwoHexadecimalDigits) {
   const struct {
     const char* text;
     int value;  // of the sectors that are skipped
-  } cases[] = {{"0xFF", 0xFF}, {"0Xa5", 0xA5}, {"0x00", 0}, {"", 0}, {"abc", 0}, {"FFx0", 0xFF}};
-  host.properties["FlashPagesFilledWith"] = "1";
-  for (const auto& c : cases) {
-    host.properties["FlashPagesFilledWithValue"] = c.text;
-    Bytes block(2 * kSector, static_cast<std::uint8_t>(c.value));
+  } good[] = {{"0xFF", 0xFF}, {"0Xa5", 0xA5}, {"0x00", 0}, {"", 0}, {"abc", 0}, {"FFx0", 0xFF}};
+  for (const auto& row : good) {
+    Bench bench;
+    bench.Play(kGiven + "FlashPagesFilledWith=1; FlashPagesFilledWithValue=" + row.text);
+    Bytes block(2 * kSector, static_cast<std::uint8_t>(row.value));
     block[kSector + 5] ^= 1;
-    EXPECT_EQ(WriteFirst(0, block), "ok") << c.text;
-    EXPECT_EQ(Programmed(), "800+800") << c.text;
+    EXPECT_EQ(bench.Device().Write(0, block), "ok") << row.text;
+    EXPECT_EQ(bench.Commands(), "1 15@800+800 16") << row.text;
   }
-}
-
-TEST_F(SectorOptionsTest, SaysWhatIsWrongWithAFillValue) {
-  const struct {
-    const char* text;
-    const char* why;
-  } cases[] = {
-      {"0xF", ". Value must fit in one byte!\n"},
-      {"0x0FF", ". Value must fit in one byte!\n"},
-      {"x", ". Value must fit in one byte!\n"},
-      {"255", ".\n"},
-      {"1", ".\n"},
-      {"0", ".\n"},
-      {"f1", ".\n"},
-      {" 0xFF", ". Contains invalid characters!\n"},
-      {"0xFG", ". Contains invalid characters!\n"},
-      {"-1", ". Contains invalid characters!\n"},
-  };
-  host.properties["FlashPagesFilledWith"] = "1";
-  for (const auto& c : cases) {
-    host.properties["FlashPagesFilledWithValue"] = c.text;
-    EXPECT_EQ(WriteFirst(0, Pattern(kSector)),
-              "Invalid option was given \"" + std::string(c.text) + "\"" + c.why);
-    EXPECT_EQ(Programmed(), "");
+  const std::string tooLong = ". Value must fit in one byte!\n",
+                    badDigits = ". Contains invalid characters!\n";
+  const std::pair<std::string, std::string> bad[] = {
+      {"0xF", tooLong}, {"0x0FF", tooLong}, {"x", tooLong},       {"255", ".\n"},      {"1", ".\n"},
+      {"0", ".\n"},     {"f1", ".\n"},      {" 0xFF", badDigits}, {"0xFG", badDigits}, {"-1", badDigits}};
+  for (const auto& [text, why] : bad) {
+    Bench bench;
+    EXPECT_EQ(bench.Play(kGiven + "FlashPagesFilledWith=1; FlashPagesFilledWithValue=" + text + "; m"),
+              "1 | ! Invalid option was given \"" + text + "\"" + why);
   }
 }
 
 // One letter a sector of the block: '.' holds the fill value, 'x' does not.
-TEST_F(SectorOptionsTest, FilledSectorsSplitABlock) {
+TEST(SectorOptions, FilledSectorsSplitABlock) {
   const struct {
     std::uint32_t address;
     const char* sectors;
     std::uint32_t cut;  // bytes missing at the end
-    const char* programmed;
-  } cases[] = {
-      {0, "x..x", 0, "0+800 1800+800"},   {0, ".xx.", 0, "800+1000"}, {0, "....", 0, ""},
-      {0x400, "..", 0, "0+800 1000+800"},  // its partial sectors stay, the whole one between them goes
-      {0x400, ".", 0x500, "0+800"},       {0x800, ".", 1, "800+800"}, {0x400, "xxx", 0, "0+2000"},
+    const char* commands;
+  } rows[] = {
+      {0, "x..x", 0, "1 15@0+800 16 15@1800+800 16"},
+      {0, ".xx.", 0, "1 15@800+1000 16"},
+      {0, "....", 0, "1"},
+      {0x400, "..", 0,
+       "1 15@0+800 16 15@1000+800 16"},  // its partial sectors stay, the whole one between them goes
+      {0x400, ".", 0x500, "1 15@0+800 16"},
+      {0x800, ".", 1, "1 15@800+800 16"},
+      {0x400, "xxx", 0, "1 15@0+2000 16"},
   };
-  host.properties["FlashPagesFilledWith"] = "1";
-  for (const auto& c : cases) {
+  for (const auto& row : rows) {
     Bytes block;
-    for (const char* sector = c.sectors; *sector != 0; ++sector) {
+    for (const char* sector = row.sectors; *sector != 0; ++sector) {
       block.insert(block.end(), kSector, 0xFF);
       if (*sector == 'x') block.back() = 0;
     }
-    block.erase(block.end() - c.cut, block.end());
-    EXPECT_EQ(WriteFirst(c.address, block), "ok");
-    EXPECT_EQ(Programmed(), c.programmed) << Hex8(c.address) << " " << c.sectors << " - " << c.cut;
+    block.erase(block.end() - row.cut, block.end());
+    Bench bench;
+    bench.Play(kGiven + "FlashPagesFilledWith=1");
+    EXPECT_EQ(bench.Device().Write(row.address, block), "ok");
+    EXPECT_EQ(bench.Commands(), row.commands) << Hex8(row.address) << " " << row.sectors << " - " << row.cut;
   }
-}
-
-TEST_F(SectorOptionsTest, BothOptionsTogetherLeaveWhatBothAllow) {
-  host.properties.insert_or_assign("FlashPageToggle", "1");
-  host.properties.insert_or_assign("FlashPages", "0");
-  host.properties.insert_or_assign("FlashPagesFilledWith", "1");
+  Bench both;
+  both.Play(kGiven + "FlashPagesFilledWith=1; FlashPageToggle=1; FlashPages=0");
   Bytes block = Pattern(4 * kSector);
   std::fill_n(block.begin() + 2 * kSector, kSector, std::uint8_t{0xFF});
-  EXPECT_EQ(WriteFirst(0, block), "ok");
-  EXPECT_EQ(Programmed(), "800+800 1800+800");
+  EXPECT_EQ(both.Device().Write(0, block), "ok");
+  EXPECT_EQ(both.Commands(), "1 15@800+800 16 15@1800+800 16");
+}
+
+TEST_F(DeviceTest, AMessageIsCutAt511Characters) {
+  std::string pages = "0";
+  for (int sector = 2; sector < 256; sector += 2) pages += "," + std::to_string(sector);
+  Play("FlashVerboseMode=1; FlashPageToggle=1; FlashPages=" + pages + "; start m");
+  const std::vector<std::string> told = host.Plot({"Info Skipping"});
+  ASSERT_EQ(told.size(), 1U);
+  EXPECT_EQ(told[0].size(), std::string("Info ").size() + 511);
 }
 
 // A section "address+length", each relative to the start of a block that begins in sector 2, cut by ranges.
