@@ -5,7 +5,6 @@
 #include <rapidcheck/gtest.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "DataSection.h"
 #include "DeviceTest.h"
@@ -134,49 +133,7 @@ TEST_F(DeviceTest, AMessageIsCutAt511Characters) {
   EXPECT_EQ(told[0].size(), std::string("Info ").size() + 511);
 }
 
-// A section "address+length", each relative to the start of a block that begins in sector 2, cut by ranges.
-TEST(DataSections, AreCutByTheAllowedRanges) {
-  const struct {
-    std::uint32_t address, length;
-    std::vector<std::string> allowed;
-    std::vector<std::pair<std::uint32_t, std::uint32_t>> pieces;
-  } cases[] = {
-      {0x20, 0x10, {"0-7"}, {{0x20, 0x10}}},
-      {0x20, 0x10, {"2", "2"}, {{0x20, 0x10}}},  // the first range that holds it whole ends the search
-      {0x18, 0x20, {"2"}, {{0x20, 0x10}}},       // a range inside
-      {0x18, 0x20, {"1"}, {{0x18, 0x08}}},       // the head
-      {0x1F, 0x10, {"1"}, {{0x1F, 0x01}}},       // the first byte alone
-      {0x18, 0x20, {"3-5"}, {{0x30, 0x08}}},     // the tail
-      {0x18, 0x30, {"1", "3"}, {{0x18, 8}, {0x30, 0x10}}},
-      {0x20, 0x10, {"0-1", "3"}, {}},
-      {0x20, 0x11, {"3"}, {}},  // a range that begins at the very last byte does not get it
-      {0x20, 0x12, {"3"}, {{0x30, 2}}},
-      {0x20, 0x10, {}, {}},
-      {0, 0, {"0-7"}, {}},
-  };
-  for (const auto& c : cases) {
-    const Bytes block = Pattern(0x40);
-    std::vector<DataSection> sections{{block.data(), c.address, c.length}};
-    ExcludeSpecificSectorsFromDataSections(&sections, c.allowed, 0x10);
-    std::vector<std::pair<std::uint32_t, std::uint32_t>> pieces;
-    for (const DataSection& section : sections) {
-      pieces.emplace_back(section.address, section.length);
-      EXPECT_EQ(section.data - block.data(), section.address - c.address);
-    }
-    EXPECT_EQ(pieces, c.pieces) << c.address << "+" << c.length;
-  }
-}
-
-// A range that ends one byte behind the section counts as lying inside it, but there is no byte to write.
-TEST(DataSections, NeverReachPastTheBlock) {
-  const auto block = std::make_unique<std::uint8_t[]>(0x1F);
-  std::vector<DataSection> sections{{block.get(), 0x10, 0x1F}};
-  ExcludeSpecificSectorsFromDataSections(&sections, {"2"}, 0x10);
-  ASSERT_EQ(sections.size(), 1U);
-  EXPECT_EQ(sections[0].address, 0x20U);
-  EXPECT_LE(sections[0].length, 0xFU);
-}
-
+// Every sector with its bytes once, whatever is cut, and never a byte behind the block's.
 RC_GTEST_PROP(DataSections, AllowedRangesKeepExactlyTheAllowedBytes, ()) {
   const auto mask = *rc::gen::container<std::vector<bool>>(10, rc::gen::arbitrary<bool>());
   const auto first = *rc::gen::inRange<std::uint32_t>(0, 159);
