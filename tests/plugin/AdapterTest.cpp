@@ -105,45 +105,6 @@ TEST_F(AdapterDeathTest, AnAddressAbove32BitsStopsTheProcess) {
   EXPECT_DEATH((void)device.Script("EnterSaci"), "source/FlashDeviceTovik.*false");
 }
 
-TEST_F(AdapterTest, ABooleanSettingIsTrueForOneAndNothingElse) {
-  for (const std::string text : {"1", "0", "", "true", "yes", "01", "0x1", " 1", "1 ", "11"}) {
-    Bench bench;
-    bench.Play("init");
-    bench.host.properties["FlashVerboseMode"] = text;
-    EXPECT_EQ(bench.Play("start init"), text == "1" ? "I Flashloader: Verbose output enabled." : "") << text;
-  }
-}
-
-TEST_F(AdapterTest, ANumberIsHexadecimalAndCutTo32Bits) {
-  const auto tooBig = [](const std::string& what) {
-    return "! Internal error in Flash Loader: Specified " + what + " is too big.";
-  };
-  const std::vector<Row> plays = {
-      {"CcfgSize=0x800; init", ""},
-      {"CcfgSize=0X800; init", ""},
-      {"CcfgSize= 800; init", ""},
-      {"CcfgSize=800 bytes; init", ""},
-      {"CcfgSize=100000800; init", ""},
-      {"CcfgSize=2048; init", tooBig("CCFG size")},
-      {"CcfgSize=801; SectorSize=801; init", tooBig("CCFG size")},  // the first that does not fit is named
-      {"SectorSize=801; CcfgUserRecordSize=801; init", tooBig("main flash sector size")},
-      {"CcfgUserRecordSize=81; ScfgSize=801; init", tooBig("CCFG user record size")},
-      {"ScfgSize=401; init", tooBig("SCFG size")},
-      {"CcfgSize=-1; init", tooBig("CCFG size")},
-      {"CcfgSize=; init", "! stoul"},
-      {"CcfgSize=size; init", "! stoul"},
-      {"CcfgSize=10000000000000000; init", "! stoul"},
-      {"OtpSize=none; init", "! stoul"},  // a default is for what is missing, not for what is malformed
-      {"-ScfgBase; -ScfgSize; -OtpBase; -OtpSize; -FlashVerboseMode; init", ""},
-      {"-SectorSize; init", "! Unknown property \"SectorSize\""},
-      {"-CcfgBase; init", "! Unknown property \"CcfgBase\""},
-      {"-CcfgSize; init", "! Unknown property \"CcfgSize\""},
-      {"-CcfgUserRecordSize; init", "! Unknown property \"CcfgUserRecordSize\""},
-      {"-ccfg.userRecord.crc32Info; init", "! Unknown property \"ccfg.userRecord.crc32Info\""},
-  };
-  ExpectPlays("init .; ", plays);
-}
-
 TEST_F(DeviceTest, AMissingPropertyWithADefaultIsAskedForOnce) {
   Play("-ScfgBase; -FlashVerboseMode; start init");
   EXPECT_EQ(CallCount("GetProperty ScfgBase"), 1U);

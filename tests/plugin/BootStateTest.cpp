@@ -99,23 +99,6 @@ TEST_F(BootStateTest, LeavingGoesByTheLifeCycle) {
   }
 }
 
-TEST(ExitSaci, NeedsTheRomAndItsConsent) {
-  const std::string told =
-      "7 | E Halting at entry of application is not allowed. Are you sure debugging is allowed? | "
-      "I Running the application, without halting at the entry of the application. | 21";
-  const std::string outside = "E You can't exit SACI mode, when not in SACI mode.";
-  const std::vector<Row> plays = {
-      {"status=1F; ExitSaci()", outside},
-      {"status=21; ExitSaci()", outside},
-      {"status=81; ExitSaci()", outside},
-      {"7!86; ExitSaci()", told},
-      {"7!86; 21!86; ExitSaci()",
-       told + " | ! Error when exiting the boot code - Command is not allowed due to restrictions"},
-      {"7!84; ExitSaci()", "7 | ! Error when exiting the boot code - Flash hardware FSM error"},
-  };
-  ExpectPlays("", plays);
-}
-
 // The ROM shows one boot status for so many polls, then another.
 TEST(ExitSaci, WaitsForTheProbeLoop) {
   const std::string timeout = "7 | ! Timeout when waiting for target to exit boot code.";

@@ -35,6 +35,12 @@ std::string Brief(const SaciCommand& command) {
   char text[40];
   std::snprintf(text, sizeof text, command.Specific() == 0 ? "%u" : "%u/%X", unsigned{command.Id()},
                 unsigned{command.Specific()});
+  if (command.Id() == 6) {
+    std::string words = text;
+    for (std::size_t i = 1; i < command.words.size(); ++i)
+      words += (i == 1 ? ":" : ",") + Hex8(command.words[i]);
+    return words;
+  }
   if (command.Id() != 15) return text;
   std::size_t words = 0;
   for (const Words& chunk : command.streamed) words += chunk.size();
@@ -104,7 +110,7 @@ std::string Bench::Play(const std::string& script) {
       const std::string outcome = Step(step);
       Tell();
       if (outcome != "ok" && outcome != "0") {
-        tale.push_back("! " + outcome);
+        tale.push_back((outcome[0] == '=' ? "" : "! ") + outcome);
         lastIsCommand = false;
       }
     }
@@ -125,6 +131,10 @@ void Bench::Give(const std::string& setting) {
     const std::string value = setting.substr(mark + 1);
     if (name == "part") {
       host.registers["CFGAP_DEVICEID"] = DeviceIdOf(value);
+    } else if (name == "deviceid") {
+      host.registers["CFGAP_DEVICEID"] = Hex(value);
+    } else if (name == "flip") {
+      host.readFlips[Hex(value)] = 0x80;
     } else if (name == "status") {
       host.bootStatus = static_cast<std::uint8_t>(Hex(value));
     } else if (name == "cores") {
@@ -159,6 +169,15 @@ std::string Bench::Step(const std::string& step) {
     lastIsCommand = false;
     return "ok";
   }
+  if (step == "?ram") return "= " + std::to_string(host.memory.size());
+  if (step[0] == '?') {
+    const std::string& value = host.properties[step.substr(1)];
+    return value.empty() ? "=" : "= " + value;
+  }
+  if (step == "all") {
+    tellsAll = true;
+    return "ok";
+  }
   if (step == "init") return plugin.Initialize();
   if (step == "start") return plugin.Load(ProgramState::LoadStart);
   if (step == "end") return plugin.Load(ProgramState::LoadEnd);
@@ -178,7 +197,11 @@ std::string Bench::Step(const std::string& step) {
     return plugin.Script(name.c_str(), parameters);
   }
   if (step[mark] == '+') return Write(Hex(name), Pattern(Hex(rest)));
-  if (step[mark] == '*') return Write(Hex(name), Bytes(Hex(rest), 0xFF));
+  if (step[mark] == '*') {
+    const std::size_t colon = rest.find(':');
+    const std::uint32_t value = colon == std::string::npos ? 0xFF : Hex(rest.substr(colon + 1));
+    return Write(Hex(name), Bytes(Hex(rest.substr(0, colon)), static_cast<std::uint8_t>(value)));
+  }
   Bytes bytes;
   for (std::size_t i = 0; i < rest.size(); i += 2)
     bytes.push_back(static_cast<std::uint8_t>(Hex(rest.substr(i, 2))));
@@ -198,6 +221,9 @@ void Bench::Tell() {
       lastIsCommand = true;
     } else if (event.starts_with("Info ") || event.starts_with("Error ")) {
       tale.push_back(event[0] + event.substr(event.find(' ')));
+      lastIsCommand = false;
+    } else if (tellsAll && !event.starts_with("stream ")) {
+      tale.push_back(event);
       lastIsCommand = false;
     }
   }

@@ -41,19 +41,22 @@ std::string Hex8(std::uint32_t value);  // eight upper-case digits
 // semicolons, steps also by blanks. Numbers are hexadecimal but for the ids of commands.
 //
 //   Name=Value  -Name               a setting; one that is taken away
-//   part=Mid  status=81  closed     the chip: its part, its boot status, its debug port
+//   part=Mid  deviceid=1BB7702F     the chip: its part, or the register that tells it
+//   status=81  closed  flip=800     its boot status, its debug port, a byte that reads back wrong
 //   cores=CS_DAP_0,Cortex           the cores that are connected
 //   9<3,0  13!84  5<*1,0  5!*86     the reply to the next command 9, to every command 5: data, or a result
 //   init  start  end                Initialize and ResetSettings
 //   m c s o u r                     a block: sector 0 of MAIN, an open CCFG, SCFG, OTP, user record, 3 bytes
-//   of RAM 800+400  800*400  800:0102      a block at an address: so many bytes of a pattern, of 0xFF; these
-//   bytes EnterSaci()  Erase              a script function, its integer parameters in brackets; an operation
-//   .                               forgets what came before
+//   of RAM 800+400  800*400:FF  800:0102   a block at an address: so many bytes of a pattern, of one value;
+//   these bytes EnterSaci()  Erase              a script function, its integer parameter in brackets; an
+//   operation ?Name  ?ram                     tells a setting; the number of RAM bytes that were written .
+//   forgets what came before
 class Bench {
  public:
-  // What came of it, in order: commands as id/specific in hex ("/0" is left out; MAIN flash as
-  // 15@address+length), messages as "I text" and "E text", and "! text" of a step that failed, or what a
-  // script function returned instead of 0. Commands are separated by blanks, the rest by " | ".
+  // What came of it, in order: commands as id/specific in hex ("/0" is left out; passwords with their words,
+  // MAIN flash as 15@address+length), messages as "I text" and "E text", what was asked for as "= text", and
+  // "! text" of a step that failed, or what a script function returned instead of 0. Commands are separated
+  // by blanks, the rest by " | ".
   std::string Play(const std::string& script);
 
   // Made and initialized at the first step, so that settings come before; what that called is forgotten.
@@ -81,6 +84,7 @@ class Bench {
   std::vector<std::string> tale;
   std::size_t eventsTold = 0, commandsTold = 0;
   bool lastIsCommand = false;
+  bool tellsAll = false;
 };
 
 // A script and what comes of it. Each is played on a bench of its own, after what is `given`.

@@ -12,17 +12,15 @@ namespace {
 using Texts = std::vector<std::string>;
 
 TEST(FlashUtil, PiecesAreWhatStandsBetweenDelimiters) {
-  const struct {
-    const char* text;
+  const std::pair<const char*, Texts> rows[] = {{"", {}},
+                                                {"a:", {"a"}},
+                                                {":", {""}},
+                                                {":a", {"", "a"}},
+                                                {"a::b", {"a", "", "b"}},
+                                                {"a,b:c", {"a,b", "c"}}};
+  for (const auto& [text, expected] : rows) {
     Texts pieces;
-  } rows[] = {{"", {}},           {"a", {"a"}},           {"a:", {"a"}},
-              {":", {""}},        {":a", {"", "a"}},      {"a::b", {"a", "", "b"}},
-              {"a::", {"a", ""}}, {"a,b:c", {"a,b", "c"}}};
-  for (const auto& row : rows) {
-    Texts pieces = {"before"};
-    FlashUtil::Split(row.text, ':', pieces);
-    EXPECT_EQ(pieces.front(), "before");
-    EXPECT_EQ(Texts(pieces.begin() + 1, pieces.end()), row.pieces) << row.text;
+    EXPECT_EQ(FlashUtil::Split(text, ':', pieces), expected) << text;
   }
 }
 

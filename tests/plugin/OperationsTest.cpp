@@ -1,12 +1,18 @@
-// Named operations and script functions: which steps, in which order, and which are left out after a failure.
+// What plays/operations.play does not show of operations, script functions and identification: exact calls,
+// the HSM image, the locale.
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <locale>
 
 #include "DeviceTest.h"
 
 namespace {
 
-struct OperationsTest : DeviceTest {
-  OperationsTest() { host.connectedCores = {}; }
-};
+using OperationsTest = DeviceTest;
 
 const std::vector<std::string> kEntry = {"CS_DAP_0 Connect false", "CS_DAP_0 reset request 0x5C",
                                          "CS_DAP_0 ReConnect", "SACI 1/0000"};
@@ -14,24 +20,15 @@ const std::vector<std::string> kEntry = {"CS_DAP_0 Connect false", "CS_DAP_0 res
 TEST_F(OperationsTest, EntersSaciErasesAndFinishes) {
   std::vector<std::string> expected = kEntry;
   expected.insert(expected.end(), {"SACI 9/0000 5C17E94B", "SACI 20/0001", "CS_DAP_0 Disconnect true"});
-  Play("Erase");
+  Play("cores=; Erase");
   EXPECT_EQ(Deeds(), Joined(expected));
   // Finishing selects the debug port, although the transfer before has selected it already.
   EXPECT_EQ(Joined({host.calls.end() - 3, host.calls.end()}),
             Joined({"SetCoreById CS_DAP_0", "SetCoreById CS_DAP_0", "Disconnect true"}));
 }
 
-TEST_F(OperationsTest, BlankCheckIdentifiesBeforeItEntersSaci) {
-  Play("cores=CS_DAP_0; BlankCheck");
-  EXPECT_EQ(
-      Joined(host.events),
-      Joined({"identify", "CS_DAP_0 reset request 0x5C", "CS_DAP_0 ReConnect", "SACI 1/0000",
-              "SACI 17/8000 00000000 00000000 00000000 00000000", "SACI 16/8000 00000000 00080000 00000000",
-              "Info Blank Check: Device flash is blank", "SACI 20/0001", "CS_DAP_0 Disconnect true"}));
-}
-
 TEST_F(OperationsTest, ReadDeviceInfoLeavesTheConnectionAsItWas) {
-  Play("ReadDeviceInfo");
+  Play("cores=; ReadDeviceInfo");
   EXPECT_EQ(Joined(host.events), Joined({"CS_DAP_0 Connect false", "identify", "Cortex Disconnect true",
                                          "SEC_AP Disconnect true", "CS_DAP_0 Disconnect true"}));
   EXPECT_EQ(host.calls.at(0), "SetCore Cortex");
@@ -40,42 +37,11 @@ TEST_F(OperationsTest, ReadDeviceInfoLeavesTheConnectionAsItWas) {
   EXPECT_EQ(Joined(host.events), "identify\n");
 }
 
-TEST_F(OperationsTest, RefusesUnknownNamesAsGiven) {
-  Device();
-  for (const char* name : {"erase", "", "Erase ", "ReadDeviceinfo"})
-    EXPECT_EQ(Device().Perform(name), std::string("Unsupported Operation Code: '") + name + "'");
-  EXPECT_EQ(Joined(host.calls), "");
-}
-
-TEST_F(OperationsTest, AFailedStepLeavesTheTargetInSaci) {
-  EXPECT_EQ(Play("9!84; Erase"), "1 9 | ! Error occurred when erasing the chip - Flash hardware FSM error");
-  EXPECT_EQ(host.connectedCores.count("CS_DAP_0"), 1U);
-}
-
-TEST(HsmOperations, NeedALaterCorvel) {
-  const auto refusal = [](const std::string& operation) {
-    return "! This operation is only supported for Corvel devices revision E or higher: '" + operation + "'";
-  };
-  std::vector<Row> rows;
-  for (const std::string part : {"Serin", "HighPg1"})
-    for (const std::string operation : {"ProgramHsmImage", "ReadHsmSysInfo", "ReadHsmUpdateStatus"})
-      rows.push_back({"part=" + part + "; " + operation, refusal(operation)});
-  for (const std::string part : {"HighPg2", "HighNew", "Mid"}) {
-    rows.insert(rows.end(),
-                {{"part=" + part + "; ReadHsmSysInfo", "1 34 | I HSM Information: FW Version: 0.0.0 | 20/1"},
-                 {"part=" + part + "; ReadHsmUpdateStatus",
-                  "1 35 | I Update status: Regular boot w/o a new image. | 20/1"},
-                 // The path is read before SACI is entered.
-                 {"part=" + part + "; ProgramHsmImage", "! Unknown property \"HsmImagePath\""}});
-  }
-  ExpectPlays("34<*0,0,0,0,0,0,0,0,0; 35<*0; ", rows);
-}
-
 TEST_F(OperationsTest, ScriptFunctionsCheckTheirParametersFirst) {
   C_RuneValue text(0);
   text.type = C_RuneValue::kText;
   text.text = "1";
-  Device();
+  Play("cores=; .");
   for (const char* name : {"EnsureAuthentication", "SaciAppResetDevice"}) {
     EXPECT_EQ(Device().Script(name), "Expected at least 1 parameters, but got 0");
     EXPECT_EQ(Device().Script(name, {text}), "Expected an integral value for parameter 1");
@@ -88,19 +54,126 @@ TEST_F(OperationsTest, ScriptFunctionsCheckTheirParametersFirst) {
   EXPECT_EQ(host.CommandIds(), (Bytes{1, 7}));
 }
 
-TEST_F(OperationsTest, AppResetAnswersTheResult) {
-  const std::string notInSaci = "! The target needs to be in SACI mode to send SACI app reset command..";
-  const std::vector<Row> plays = {
-      {"SaciAppResetDevice(7)", "20/1 | ! 134"},
-      {"cores=; SaciAppResetDevice(1)",
-       "! The DAP core needs to be connected to send SACI app reset command."},
-      {"status=1F; SaciAppResetDevice(1)", notInSaci},
-      {"status=21; SaciAppResetDevice(1)", notInSaci},
+// Whatever core is current, and each step on its own.
+TEST_F(OperationsTest, AuthenticationAsksTheDebugPort) {
+  Device();
+  host.currentCore = "Cortex";
+  Play("EnsureAuthentication(0)");
+  const std::vector<std::string> port = {"SetCoreById CS_DAP_0", "IsConnected"};
+  const std::vector<std::string> status = {"LookupReg CFGAP_DEVICESTATUS", "ReadReg CFGAP_DEVICESTATUS"};
+  std::vector<std::string> expected;
+  for (const auto& calls : {port, status, status, port, status})
+    expected.insert(expected.end(), calls.begin(), calls.end());
+  host.calls.resize(expected.size());
+  EXPECT_EQ(Joined(host.calls), Joined(expected));
+}
+
+TEST_F(OperationsTest, AuthenticationWaitsForTheRomWithoutPauseOrEnd) {
+  std::deque<std::uint64_t> booting(1000, 0x01001F05);
+  booting.push_back(0x01008105);
+  host.ScriptRegister("CFGAP_DEVICESTATUS", booting);
+  EXPECT_EQ(Play("EnsureAuthentication(0)"), "");
+  EXPECT_EQ(Deeds(), "");  // no Sleep
+  EXPECT_GE(CallCount("ReadReg CFGAP_DEVICESTATUS"), 1001U);
+}
+
+using Lines = std::vector<std::string>;
+
+struct IdentificationTest : DeviceTest {
+  // With the host connected: identification and nothing after it.
+  std::string Identify(const std::string& settings = "") {
+    return Play("cores=CS_DAP_0,Cortex; " + settings + "; . ReadDeviceInfo");
+  }
+  std::string Published(const std::string& name) { return host.properties["DeviceInfo" + name]; }
+};
+
+TEST_F(IdentificationTest, ReadsTheMapThenRegistersAndTablesInOrder) {
+  EXPECT_EQ(PluginDevice(host).Perform("ReadDeviceInfo"),
+            "Internal error in Flash Loader: The sector size of MAIN flash is not known.");
+  Play("cores=Cortex; start . init ReadDeviceInfo");
+  const Lines deviceId = {"LookupReg CFGAP_DEVICEID", "ReadReg CFGAP_DEVICEID"};
+  Lines expected;
+  for (const char* name : {"FlashVerboseMode", "SectorSize", "CcfgBase", "CcfgSize", "CcfgUserRecordSize",
+                           "ccfg.userRecord.crc32Info", "ScfgBase", "ScfgSize", "OtpBase", "OtpSize"})
+    expected.push_back(std::string("GetProperty ") + name);
+  expected.insert(expected.end(),
+                  {"SetCore Cortex", "IsConnected", "SetCoreById CS_DAP_0", "IsConnected", "Connect false"});
+  expected.insert(expected.end(), deviceId.begin(), deviceId.end());
+  expected.emplace_back("GetProperty DeviceInfoRevisionTranslation");
+  for (const char* table : {"DeviceInfoFlashSizeTranslation", "DeviceInfoRAMSizeTranslation"}) {
+    expected.insert(expected.end(), {"SetCoreById CS_DAP_0", "IsConnected"});
+    expected.insert(expected.end(), deviceId.begin(), deviceId.end());
+    expected.insert(expected.end(), {"LookupReg CFGAP_PARTID", "ReadReg CFGAP_PARTID"});
+    expected.push_back(std::string("GetProperty ") + table);
+  }
+  expected.insert(expected.end(),
+                  {"SetProperty DeviceInfoFlashSize 512 KB (256 sectors)",
+                   "SetProperty DeviceInfoRAMSize 36 KB", "SetProperty DeviceInfoRevision A (1.0)"});
+  host.calls.erase(std::unique(host.calls.begin(), host.calls.end()), host.calls.end());  // looked up twice
+  EXPECT_EQ(Joined(host.calls), Joined(expected));
+}
+
+// The plug-in shares the process with a host that may write its numbers in groups.
+TEST_F(IdentificationTest, TheLocaleOfTheHostDoesNotShow) {
+  struct Groups : std::numpunct<char> {
+    std::string do_grouping() const override { return "\1"; }
   };
-  ExpectPlays("20!*86; ", plays);
-  EXPECT_EQ(Play("cores=CS_DAP_0; SaciAppResetDevice(0)"), "20");  // sent, no answer awaited
-  EXPECT_EQ(host.calls.at(0), "SetCoreById CS_DAP_0");
-  EXPECT_EQ(CallCount("ReadReg SECAP_RXCTL"), 0U);
+  const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Groups));
+  const std::string known = Identify("DeviceInfoRevisionTranslation=0xCBB77:10.11:B");
+  const std::string published = Published("FlashSize") + Published("RAMSize") + Published("Revision");
+  const std::string unknown = Identify("DeviceInfoRevisionTranslation=0xCBB78:10.11:B");
+  std::locale::global(before);
+  EXPECT_EQ(published, "512 KB (256 sectors)36 KBB (10.11)");
+  EXPECT_EQ(known,
+            "I DEVICEID.VERSION (DEVICEID[31:28]) '0x1' unknown for selected target. Assuming latest known "
+            "revision: Rev. B (10.11).");
+  EXPECT_EQ(unknown,
+            "I DEVICEID.DEVICE (DEVICEID[27:12]) '0xbb77' unknown for selected target. \n"
+            "Device revision cannot be determined.");
+}
+
+TEST_F(IdentificationTest, AnyHostFailureReachesTheCaller) {
+  for (const std::string name : {"Revision", "FlashSize", "RAMSize"}) {
+    Bench bench;
+    EXPECT_EQ(bench.Play("-DeviceInfo" + name + "Translation; ReadDeviceInfo"),
+              "! Unknown property \"DeviceInfo" + name + "Translation\"");
+  }
+  for (const char* call : {"LookupReg CFGAP_DEVICEID", "ReadReg CFGAP_PARTID", "SetProperty DeviceInfoRAM"}) {
+    host.FailNext(call);
+    EXPECT_EQ(Identify(), "! probe unplugged") << call;
+    EXPECT_EQ(host.calls.back().find(call), 0U) << call;
+  }
+}
+
+struct HsmOperationsTest : DeviceTest {
+  HsmOperationsTest() {
+    Play("part=HighPg2; 34<*0,0,0,0,0,0,0,FF0C0203,0; HsmImagePath=" + path);
+    SetImage(
+        {0x11111111, 5, 0x44332211, 0x55, 4, 0x99887766});  // two words and 5 bytes; one word and 4 bytes
+  }
+  ~HsmOperationsTest() override { std::filesystem::remove(path); }
+
+  void SetImage(const Words& image) const {
+    std::ofstream(path, std::ios::binary | std::ios::trunc)
+        .write(reinterpret_cast<const char*>(image.data()), static_cast<std::streamsize>(4 * image.size()));
+  }
+
+  const std::string path = testing::TempDir() + "tovik-hsm-" + std::to_string(getpid()) + ".bin";
+};
+
+TEST_F(HsmOperationsTest, AnImageIsStreamedAndItsVersionShown) {
+  const std::pair<std::string, std::string> rows[] = {
+      {"HighPg2", "stream 6"}, {"HighNew", "stream 6"}, {"Mid", "stream 4\nstream 2"}};
+  for (const auto& [part, streams] : rows) {
+    Play("cores=CS_DAP_0; part=" + part + "; . ProgramHsmImage");
+    EXPECT_EQ(
+        Joined(host.events),
+        Joined({"identify", "CS_DAP_0 reset request 0x5C", "CS_DAP_0 ReConnect", "SACI 1/0000",
+                "Info Programming of HSM FW image started...", "SACI 33/0000 00000006", streams,
+                "Info Programming of the HSM FW image was completed successfully",
+                "SetProperty HsmSysInfo --", "SACI 34/0000", "Info HSM Information: FW Version: 12.2.3",
+                "SetProperty HsmSysInfo FW Version: 12.2.3", "SACI 20/0001", "CS_DAP_0 Disconnect true"}));
+  }
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -69,7 +68,6 @@ class FakeHost : public ForwardingHost {
   bool ahbApEnabled = true;
   std::uint8_t bootStatusAfterPinReset = 0x20;
   std::uint8_t bootStatusAfterResetRequest = 0x20;
-  std::function<void(const SaciCommand&)> onCommand = [](const SaciCommand&) {};  // whole, not yet answered
 
   // The sizes the ROM expects fixed-size commands to have, bytes.
   std::uint32_t mainSectorSize = 2048, ccfgSize = 2048, ccfgUserRecordSize = 128, scfgSize = 1024;

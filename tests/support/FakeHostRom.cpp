@@ -100,7 +100,6 @@ void FakeHost::CompleteCommand() {
   commandOpen = false;
   const SaciCommand command = commands.back();
   events.push_back(Told(command));
-  onCommand(command);
   const std::uint8_t id = command.Id();
   streaming = id == kIdPipelined || id == kIdHsmFirmware;
   wordsStreamed = 0;
@@ -115,6 +114,7 @@ void FakeHost::CompleteCommand() {
   if (IsKeyed(id) && command.words[1] != kKey) reply = {.result = 131};
   QueueResponse(reply, id, command.Sequence());
   if (reply.result != 0) return;
+  if (id == 6) ahbApEnabled = true;
   if (id == 7) bootStatus = 0x81;
   if (id == 21) bootStatus = 0x90;
 }
