@@ -46,11 +46,12 @@ std::string Hex8(std::uint32_t value);  // eight upper-case digits
 //   cores=CS_DAP_0,Cortex           the cores that are connected
 //   9<3,0  13!84  5<*1,0  5!*86     the reply to the next command 9, to every command 5: data, or a result
 //   init  start  end                Initialize and ResetSettings
-//   m c s o u r                     a block: sector 0 of MAIN, an open CCFG, SCFG, OTP, user record, 3 bytes
-//   of RAM 800+400  800*400:FF  800:0102   a block at an address: so many bytes of a pattern, of one value;
-//   these bytes EnterSaci()  Erase              a script function, its integer parameter in brackets; an
-//   operation ?Name  ?ram                     tells a setting; the number of RAM bytes that were written .
-//   forgets what came before
+//   m c s o u r                     a block: MAIN sector 0, open CCFG, SCFG, OTP, user record, 3 bytes of RAM
+//   800+400  800*400:FF  800:0102   a block at an address: of a pattern, of one value, of these bytes
+//   EnterSaci()  Erase              a script function, its integer parameter in brackets; an operation
+//   ?Name  ?ram                     tells a setting; tells how many bytes of RAM were written
+//   .                               forgets what came before
+//   all                             tells all events from here on, not only commands and messages
 class Bench {
  public:
   // What came of it, in order: commands as id/specific in hex ("/0" is left out; passwords with their words,

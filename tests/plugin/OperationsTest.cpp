@@ -148,8 +148,8 @@ TEST_F(IdentificationTest, AnyHostFailureReachesTheCaller) {
 struct HsmOperationsTest : DeviceTest {
   HsmOperationsTest() {
     Play("part=HighPg2; 34<*0,0,0,0,0,0,0,FF0C0203,0; HsmImagePath=" + path);
-    SetImage(
-        {0x11111111, 5, 0x44332211, 0x55, 4, 0x99887766});  // two words and 5 bytes; one word and 4 bytes
+    // Records of two words and 5 bytes, and of one word and 4 bytes.
+    SetImage({0x11111111, 5, 0x44332211, 0x55, 4, 0x99887766});
   }
   ~HsmOperationsTest() override { std::filesystem::remove(path); }
 

@@ -1,8 +1,7 @@
-// Runs plays/*.play, each scene as a test of its own. A line of a scene is a script and, behind "->" there or
-// in the next line, what comes of it (DeviceTest.h says how both are written). "given" begins every script of
-// its scene; "$name = text" stands for a text in all lines below.
+// Runs plays/*.play, each scene as a test of its own. A line of a scene is a script and, behind "->", what
+// comes of it (DeviceTest.h says how both are written); indented lines continue it. "given" begins every
+// script of its scene; "$name = text" stands for a text in all lines below.
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -34,8 +33,10 @@ using Texts = std::map<std::string, std::string>;
 
 std::string Substituted(std::string line, const Texts& texts) {
   static const std::regex s_name("\\$[A-Za-z]+");
-  for (std::smatch found; std::regex_search(line, found, s_name);)
+  for (std::smatch found; std::regex_search(line, found, s_name);) {
+    if (!texts.contains(found.str())) throw std::runtime_error("no text " + found.str() + " for: " + line);
     line = found.prefix().str() + texts.at(found.str()) + found.suffix().str();
+  }
   return line;
 }
 

@@ -72,9 +72,8 @@ class FakeHost : public ForwardingHost {
   // The sizes the ROM expects fixed-size commands to have, bytes.
   std::uint32_t mainSectorSize = 2048, ccfgSize = 2048, ccfgUserRecordSize = 128, scfgSize = 1024;
 
-  unsigned txFullPolls = 0;  // reads of SECAP_TXCTL that still show the data word full
-  unsigned workingPolls =
-      0;  // reads of SECAP_RXCTL with CMD_WORKING after each transfer of an id 33 exchange
+  unsigned txFullPolls = 0;   // reads of SECAP_TXCTL that still show the data word full
+  unsigned workingPolls = 0;  // reads of SECAP_RXCTL with CMD_WORKING, after each transfer of an id 33
 
   // Values for the next reads of a register; the last one stays.
   void ScriptRegister(const std::string& name, std::deque<std::uint64_t> values) {
