@@ -6,6 +6,7 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -78,44 +79,19 @@ using namespace guard;
 
 namespace {
 
-// Position of a function in the host's table.
-enum Slot : std::size_t {
-  kGetProperty = 0,
-  kSetProperty = 1,
-  kResetTarget = 7,
-  kReadMemory = 10,
-  kWriteMemory = 11,
-  kLookupReg = 12,
-  kReadReg = 13,
-  kWriteReg = 14,
-  kReportError = 19,
-  kReportInfo = 20,
-  kSleep = 22,
-  kSetCore = 27,
-  kDisconnect = 33,
-  kIsConnected = 34,
-  kSetCoreById = 36,
-  kConnect = 37,
-  kReConnect = 38,
-  kSlots = 39,
-};
-
 // --- The host ---
 
 int s_faults = 0;
 
-void Fault(const std::string& what) {
+void Check(bool holds, const std::string& what) {
+  if (holds) return;
   std::fprintf(stderr, "abi-guard: %s\n", what.c_str());
   ++s_faults;
 }
 
-void Check(bool holds, const char* what) {
-  if (!holds) Fault(what);
-}
-
-void CheckText(const char* text, const char* expected, const char* what) {
+void CheckText(const char* text, const char* expected, const std::string& what) {
   const std::string found = text == nullptr ? "null" : text;
-  if (found != expected) Fault(std::string(what) + ": \"" + found + "\" instead of \"" + expected + "\"");
+  Check(found == expected, what + ": \"" + found + "\" instead of \"" + expected + "\"");
 }
 
 void CheckOk(const char* error, const char* what) {
@@ -124,18 +100,30 @@ void CheckOk(const char* error, const char* what) {
 
 enum class Core { DebugPort, SecurePort, Cortex };
 
-// Registers, by the addresses this host gives them; above 32 bits nothing may be lost of what matters.
-constexpr unsigned long long kTxControl = 0xF000'0001;
-constexpr unsigned long long kRxControl = 0xF000'0002;
-constexpr unsigned long long kResetControl = 0xF000'0003;
-constexpr unsigned long long kDeviceStatus = 0xF000'0004;
-constexpr unsigned long long kDeviceId = 0xF000'0005;
-constexpr unsigned long long kPartId = 0xF000'0006;
+// Registers by the addresses this host gives them; of 32 bits nothing may be lost, nor spread.
+constexpr std::pair<const char*, unsigned long long> s_registers[] = {
+    {"SECAP_TXCTL", 0xF000'0001},        {"SECAP_RXCTL", 0xF000'0002},    {"SECAP_RSTCTL", 0xF000'0003},
+    {"CFGAP_DEVICESTATUS", 0xF000'0004}, {"CFGAP_DEVICEID", 0xF000'0005}, {"CFGAP_PARTID", 0xF000'0006}};
+
+constexpr std::pair<const char*, const char*> s_properties[] = {
+    {"SectorSize", "0x800"},
+    {"CcfgBase", "0x4E020000"},
+    {"CcfgSize", "0x800"},
+    {"CcfgUserRecordSize", "0x80"},
+    {"ccfg.userRecord.crc32Info", "0x750:0x7C"},
+    {"DeviceInfoRevisionTranslation", "0x01234:1.0:A"},
+    {"DeviceInfoFlashSizeTranslation", "*:*:*:0x80000"},
+    {"DeviceInfoRAMSizeTranslation", "*:*:*:0x9000"},
+    {"ImageVerificationSetting", "0"},
+    {"FlashEraseSetting", "Do not erase sectors (program load only)"},
+    {"FlashPageToggle", "0"},
+    {"FlashPagesFilledWith", "0"},
+};
 
 struct Host {
   const void* table = nullptr;  // what the plug-in looks at: the first word of the object
 
-  std::set<std::size_t> used;
+  std::set<std::size_t> used;  // positions in the table
   Core core = Core::DebugPort;
   std::set<Core> connected = {Core::DebugPort};
   bool inSaci = false;
@@ -144,202 +132,130 @@ struct Host {
   std::uint32_t header = 0;  // of the latest command
   std::vector<std::uint8_t> ram;
   unsigned long long ramAddress = 0;
-  std::vector<std::string> infos;
+  std::string firstInfo;
 };
 
-Host& Use(void* object, std::size_t slot) {
-  Host& host = *static_cast<Host*>(object);
-  host.used.insert(slot);
-  return host;
-}
+using AnyFunction = void (*)();
+using Table = std::array<AnyFunction, 39>;
+static_assert(sizeof(Table) == 39 * sizeof(void*));
 
-const char* GetProperty(void* object, const char* name) {
-  Use(object, kGetProperty);
-  static const std::pair<const char*, const char*> s_properties[] = {
-      {"SectorSize", "0x800"},
-      {"CcfgBase", "0x4E020000"},
-      {"CcfgSize", "0x800"},
-      {"CcfgUserRecordSize", "0x80"},
-      {"ccfg.userRecord.crc32Info", "0x750:0x7C"},
-      {"DeviceInfoRevisionTranslation", "0x01234:1.0:A"},
-      {"DeviceInfoFlashSizeTranslation", "*:*:*:0x80000"},
-      {"DeviceInfoRAMSizeTranslation", "*:*:*:0x9000"},
-      {"ImageVerificationSetting", "0"},
-      {"FlashEraseSetting", "Do not erase sectors (program load only)"},
-      {"FlashPageToggle", "0"},
-      {"FlashPagesFilledWith", "0"},
+// Puts a function of the host into the table: `function` gets the host and the call's arguments. One that
+// returns nothing answers success.
+template <std::size_t position, typename Function, typename Result, typename... Arguments>
+void Put(Table& table, Function, Result (Function::*)(Host&, Arguments...) const) {
+  const auto call = [](void* object, Arguments... arguments) -> const char* {
+    Host& host = *static_cast<Host*>(object);
+    host.used.insert(position);
+    if constexpr (std::is_void_v<Result>) {
+      Function{}(host, arguments...);
+      return nullptr;
+    } else {
+      return Function{}(host, arguments...);
+    }
   };
-  for (const auto& [property, value] : s_properties)
-    if (std::strcmp(property, name) == 0) return value;
-  return nullptr;
+  table[position] = reinterpret_cast<AnyFunction>(+call);
+}
+template <std::size_t position, typename Function>
+void Put(Table& table, Function function) {
+  Put<position>(table, function, &Function::operator());
 }
 
-const char* SetProperty(void* object, const char* name, const char* value) {
-  Use(object, kSetProperty);
-  if (std::strcmp(name, "DeviceInfoFlashSize") == 0)
-    CheckText(value, "512 KB (256 sectors)", "DeviceInfoFlashSize");
-  return nullptr;
-}
-
-const char* ResetTarget(void* object, int kind) {
-  Use(object, kResetTarget).inSaci = true;  // the chip has no application to start
-  Check(kind == 0, "ResetTarget of a kind other than 0");
-  return nullptr;
+void PutMessagesAndCores(Table& table) {
+  // GetValueOfProperty, SetValueOfProperty, ResetTarget
+  Put<0>(table, [](Host&, const char* name) -> const char* {
+    for (const auto& [property, value] : s_properties)
+      if (std::strcmp(property, name) == 0) return value;
+    return nullptr;
+  });
+  Put<1>(table, [](Host&, const char* name, const char* value) {
+    if (std::strcmp(name, "DeviceInfoFlashSize") == 0) CheckText(value, "512 KB (256 sectors)", name);
+  });
+  Put<7>(table, [](Host& host, int kind) {
+    host.inSaci = true;  // the chip has no application to start
+    Check(kind == 0, "ResetTarget of a kind other than 0");
+  });
+  // ReportError, ReportInfo, Sleep
+  Put<19>(table, [](Host&, const char* message) {
+    CheckText(message, "You can't exit SACI mode, when not in SACI mode.", "ReportError");
+  });
+  Put<20>(table, [](Host& host, const char* message) {
+    if (host.firstInfo.empty()) host.firstInfo = message;
+  });
+  Put<22>(table, [](Host&, unsigned int ms) { Check(ms == 100, "Sleep other than 100 ms"); });
+  // SetCore, Disconnect, IsConnected, SetCoreById, Connect, ReConnect
+  Put<27>(table, [](Host& host, const char* name) {
+    host.core = Core::Cortex;
+    CheckText(name, "Cortex", "SetCore");
+  });
+  Put<33>(table, [](Host& host, bool option) {
+    host.connected.erase(host.core);
+    Check(option, "Disconnect(false)");
+  });
+  Put<34>(table, [](Host& host, bool* connected) { *connected = host.connected.contains(host.core); });
+  Put<36>(table, [](Host& host, const char* id) {
+    host.core = std::strcmp(id, "SEC_AP") == 0 ? Core::SecurePort : Core::DebugPort;
+    Check(host.core == Core::SecurePort || std::strcmp(id, "CS_DAP_0") == 0, "SetCoreById of no core");
+  });
+  Put<37>(table, [](Host& host, bool option) {
+    host.connected.insert(host.core);
+    Check(!option, "Connect(true)");
+  });
+  Put<38>(table, [](Host&) {});
 }
 
 // Addresses come as the plain words that they are in a register.
-const char* ReadMemory(void* object, void* elements, std::size_t count, unsigned long long address, int page,
-                       std::size_t elementSize) {
-  Host& host = Use(object, kReadMemory);
-  if (host.core == Core::SecurePort) {
-    Check(address == 0 && page == 1 && elementSize == 4 && count == 1, "a response is read word by word");
-    const std::uint32_t answer = host.header & 0xFFFF;  // command and sequence number, success, no data
-    std::memcpy(elements, &answer, sizeof answer);
-    return nullptr;
-  }
-  Check(address == host.ramAddress && elementSize == 1 && count == host.ram.size(), "RAM is read back whole");
-  std::memcpy(elements, host.ram.data(), std::min(count, host.ram.size()));
-  return nullptr;
-}
-
-const char* WriteMemory(void* object, const void* elements, std::size_t count, unsigned long long address,
-                        int page, std::size_t elementSize) {
-  Host& host = Use(object, kWriteMemory);
-  if (host.core == Core::SecurePort) {
-    Check(address == 0 && page == 1 && elementSize == 4, "words go to address 0 of page 1");
-    if (host.startFlag) std::memcpy(&host.header, elements, sizeof host.header);
-    return nullptr;
-  }
-  Check(elementSize == 1, "RAM is written byte by byte");
-  const auto* bytes = static_cast<const std::uint8_t*>(elements);
-  host.ram.assign(bytes, bytes + count);
-  host.ramAddress = address;
-  return nullptr;
-}
-
-const char* LookupReg(void* object, const char* name, unsigned long long* address) {
-  Use(object, kLookupReg);
-  static const std::pair<const char*, unsigned long long> s_registers[] = {
-      {"SECAP_TXCTL", kTxControl},           {"SECAP_RXCTL", kRxControl},   {"SECAP_RSTCTL", kResetControl},
-      {"CFGAP_DEVICESTATUS", kDeviceStatus}, {"CFGAP_DEVICEID", kDeviceId}, {"CFGAP_PARTID", kPartId}};
-  for (const auto& [known, where] : s_registers) {
-    if (std::strcmp(known, name) != 0) continue;
-    *address = where;
-    return nullptr;
-  }
-  return "no such register";
-}
-
-const char* ReadReg(void* object, unsigned long long address, unsigned long long* value) {
-  Host& host = Use(object, kReadReg);
-  switch (address) {
-    case kTxControl: *value = 0; return nullptr;
-    case kRxControl: *value = std::exchange(host.answerIsLate, false) ? 0 : 1; return nullptr;
-    case kDeviceStatus: *value = 0x0100'0005U | (host.inSaci ? 0x2000U : 0xC000U); return nullptr;
-    case kDeviceId: *value = 0x0123'4000; return nullptr;
-    case kPartId: *value = 0; return nullptr;
-    default: return "no register there";
-  }
-}
-
-const char* WriteReg(void* object, unsigned long long address, unsigned long long value) {
-  Host& host = Use(object, kWriteReg);
-  if (address == kTxControl) host.startFlag = value == 2;
-  if (address == kResetControl) host.inSaci = value == 0x5C;
-  Check(address == kTxControl || address == kResetControl, "WriteReg to an unknown register");
-  return nullptr;
-}
-
-const char* ReportError(void* object, const char* message) {
-  Use(object, kReportError);
-  CheckText(message, "You can't exit SACI mode, when not in SACI mode.", "ReportError");
-  return nullptr;
-}
-
-const char* ReportInfo(void* object, const char* message) {
-  Use(object, kReportInfo).infos.push_back(message);
-  return nullptr;
-}
-
-const char* Sleep(void* object, unsigned int milliseconds) {
-  Use(object, kSleep);
-  Check(milliseconds == 100, "Sleep other than 100 ms");
-  return nullptr;
-}
-
-const char* SetCore(void* object, const char* name) {
-  Use(object, kSetCore).core = Core::Cortex;
-  CheckText(name, "Cortex", "SetCore");
-  return nullptr;
-}
-
-const char* Disconnect(void* object, bool option) {
-  Host& host = Use(object, kDisconnect);
-  host.connected.erase(host.core);
-  Check(option, "Disconnect(false)");
-  return nullptr;
-}
-
-const char* IsConnected(void* object, bool* connected) {
-  Host& host = Use(object, kIsConnected);
-  *connected = host.connected.contains(host.core);
-  return nullptr;
-}
-
-const char* SetCoreById(void* object, const char* id) {
-  Host& host = Use(object, kSetCoreById);
-  host.core = std::strcmp(id, "SEC_AP") == 0 ? Core::SecurePort : Core::DebugPort;
-  Check(std::strcmp(id, "SEC_AP") == 0 || std::strcmp(id, "CS_DAP_0") == 0, "SetCoreById of no core");
-  return nullptr;
-}
-
-const char* Connect(void* object, bool option) {
-  Host& host = Use(object, kConnect);
-  host.connected.insert(host.core);
-  Check(!option, "Connect(true)");
-  return nullptr;
-}
-
-const char* ReConnect(void* object) {
-  Use(object, kReConnect);
-  return nullptr;
+void PutMemoryAndRegisters(Table& table) {
+  // ReadMemory, WriteMemory
+  Put<10>(table, [](Host& host, void* elements, std::size_t count, unsigned long long address, int page,
+                    std::size_t elementSize) {
+    if (host.core == Core::SecurePort) {
+      Check(address == 0 && page == 1 && elementSize == 4 && count == 1, "a response is read word by word");
+      const std::uint32_t answer = host.header & 0xFFFF;  // command and sequence number, success, no data
+      std::memcpy(elements, &answer, sizeof answer);
+    } else {
+      Check(address == host.ramAddress && elementSize == 1 && count == host.ram.size(),
+            "RAM is read back whole");
+      std::memcpy(elements, host.ram.data(), std::min(count, host.ram.size()));
+    }
+  });
+  Put<11>(table, [](Host& host, const void* elements, std::size_t count, unsigned long long address, int page,
+                    std::size_t elementSize) {
+    if (host.core == Core::SecurePort) {
+      Check(address == 0 && page == 1 && elementSize == 4, "words go to address 0 of page 1");
+      if (host.startFlag) std::memcpy(&host.header, elements, sizeof host.header);
+    } else {
+      Check(elementSize == 1, "RAM is written byte by byte");
+      const auto* bytes = static_cast<const std::uint8_t*>(elements);
+      host.ram.assign(bytes, bytes + count);
+      host.ramAddress = address;
+    }
+  });
+  // LookupReg, ReadReg, WriteReg
+  Put<12>(table, [](Host&, const char* name, unsigned long long* address) {
+    for (const auto& [known, where] : s_registers)
+      if (std::strcmp(known, name) == 0) *address = where;
+  });
+  Put<13>(table, [](Host& host, unsigned long long address, unsigned long long* value) -> const char* {
+    switch (address - s_registers[0].second) {
+      case 0: *value = 0; return nullptr;
+      case 1: *value = std::exchange(host.answerIsLate, false) ? 0 : 1; return nullptr;
+      case 3: *value = 0x0100'0005U | (host.inSaci ? 0x2000U : 0xC000U); return nullptr;
+      case 4: *value = 0x0123'4000; return nullptr;
+      case 5: *value = 0; return nullptr;
+      default: return "no register there";
+    }
+  });
+  Put<14>(table, [](Host& host, unsigned long long address, unsigned long long value) {
+    const bool isReset = address == s_registers[2].second;
+    if (isReset) host.inSaci = value == 0x5C;
+    if (!isReset) host.startFlag = value == 2;
+    Check(isReset || address == s_registers[0].second, "WriteReg to an unknown register");
+  });
 }
 
 void Reserved() {
   std::fprintf(stderr, "abi-guard: a reserved slot was called\n");
   std::abort();
-}
-
-using AnyFunction = void (*)();
-using Table = std::array<AnyFunction, kSlots>;
-static_assert(sizeof(Table) == 39 * sizeof(void*));
-
-template <typename Function>
-AnyFunction Any(Function* function) {
-  return reinterpret_cast<AnyFunction>(function);
-}
-
-Table MakeTable() {
-  Table table;
-  table.fill(Reserved);
-  table[kGetProperty] = Any(GetProperty);
-  table[kSetProperty] = Any(SetProperty);
-  table[kResetTarget] = Any(ResetTarget);
-  table[kReadMemory] = Any(ReadMemory);
-  table[kWriteMemory] = Any(WriteMemory);
-  table[kLookupReg] = Any(LookupReg);
-  table[kReadReg] = Any(ReadReg);
-  table[kWriteReg] = Any(WriteReg);
-  table[kReportError] = Any(ReportError);
-  table[kReportInfo] = Any(ReportInfo);
-  table[kSleep] = Any(Sleep);
-  table[kSetCore] = Any(SetCore);
-  table[kDisconnect] = Any(Disconnect);
-  table[kIsConnected] = Any(IsConnected);
-  table[kSetCoreById] = Any(SetCoreById);
-  table[kConnect] = Any(Connect);
-  table[kReConnect] = Any(ReConnect);
-  return table;
 }
 
 // --- What the host does with the plug-in ---
@@ -368,7 +284,7 @@ void CallQuestions(Device4& device) {
   CheckOk(device.LoadImages(images, 2), "LoadImages");
 }
 
-void CallLoad(Device4& device, Host& host) {
+void CallLoadAndOperation(Device4& device, Host& host) {
   const unsigned char bytes[] = {0x11, 0x22, 0x33};
   const unsigned short shorts[] = {1, 2};
   CheckOk(device.Reset(1), "ResetSettings(1)");
@@ -382,9 +298,7 @@ void CallLoad(Device4& device, Host& host) {
   CheckOk(device.Reset(2), "ResetSettings(2)");
   Check(host.ramAddress == 0x2000'0004 && host.ram == std::vector<std::uint8_t>{0x11, 0x22, 0x33},
         "RAM data does not arrive");
-}
 
-void CallOperation(Device4& device, Host& host) {
   CheckOk(device.Perform("Erase"), "PerformOperation");
   Check((host.header & 0xFF) == 20, "an operation ends with a reset of the device");
   CheckText(device.Perform("Nonsense"), "Unsupported Operation Code: 'Nonsense'", "PerformOperation");
@@ -427,17 +341,18 @@ int main(int argc, char** argv) {
     return 1;
   }
 
-  const Table table = MakeTable();
+  Table table;
+  table.fill(Reserved);
+  PutMessagesAndCores(table);
+  PutMemoryAndRegisters(table);
   Host host;
   host.table = table.data();
   Device4* device = nullptr;
   CheckOk(create("first", "second", "third", &host, &device), "CreateFlashDevice4");
   if (device == nullptr) return 1;
-  CheckText(host.infos.front().c_str(), "Flash loader: Serin_Corvel_FLASH_LIBRARY_VERSION 4.2.0.187",
-            "banner");
+  CheckText(host.firstInfo.c_str(), "Flash loader: Serin_Corvel_FLASH_LIBRARY_VERSION 4.2.0.187", "banner");
   CallQuestions(*device);
-  CallLoad(*device, host);
-  CallOperation(*device, host);
+  CallLoadAndOperation(*device, host);
   CallFunctions(*device, host);
   device->Delete();
 

@@ -1,27 +1,42 @@
 #!/usr/bin/env python3
-"""Makes small faults in the plug-in's sources, one at a time, and reports those that no fast test notices.
+"""Makes small faults in the product, one at a time, and writes down which tests notice each of them.
 
 A fault (a mutant) is one flipped comparison, one changed number or text, one dropped call and so on. Each
 worker has its own copy of the tree and its own build in build/mutate, so the working tree is never touched.
 A mutant that does not compile says nothing and is left out of the score.
+
+build/mutate/matrix.json holds every mutant with the tests that noticed it, and the tests that were nobody's
+only witness. A program that crashes or takes too long tells of the tests up to there.
 """
 
 import argparse
 import concurrent.futures
+import json
+import os
 import pathlib
 import queue
 import random
 import re
+import resource
 import shutil
 import subprocess
 import sys
 import time
-from dataclasses import dataclass
+import typing
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 WORK = ROOT / "build" / "mutate"
-# Test programs that finish in seconds, in the order in which they are asked: target and path in the build.
-FAST_TESTS = [("tovik_plugin_tests", "tests/plugin/tovik_plugin_tests")]
+
+# Who is asked about a fault in which folder, of which the longest that fits counts: test programs of the build,
+# without the tests that take minutes.
+WITNESSES = {
+    "source": ["plugin/tovik_plugin_tests", "load/tovik_load_tests"],
+    "include": ["plugin/tovik_plugin_tests"],
+    "simulator": ["simulator/tovik_simulator_tests", "load/tovik_load_tests"],
+    "host": ["host/tovik_image_tests", "host/tovik_host_tests", "host/tovik_program_tests"],
+    "host/cli": ["host/tovik_program_tests"],
+}
+SLOW_TESTS = "*Sweep*:*PowerCut*"
 
 SWAPS = {
     " < ": " <= ", " <= ": " < ", " > ": " >= ", " >= ": " > ", " == ": " != ", " != ": " == ",
@@ -43,8 +58,7 @@ TOKEN = re.compile(
 )
 
 
-@dataclass(frozen=True)
-class Mutant:
+class Mutant(typing.NamedTuple):
     file: str
     line: int
     start: int
@@ -53,7 +67,7 @@ class Mutant:
     new: str
 
     def __str__(self):
-        return f"{self.file}:{self.line}: {self.old.strip()}  ->  {self.new.strip() or '(dropped)'}"
+        return f"{self.file}:{self.line}: {self.old.strip()}  ->  {self.new.strip(' ;') or '(dropped)'}"
 
 
 def other_number(text):
@@ -61,132 +75,155 @@ def other_number(text):
     return f"0x{int(digits, 16) + 1:X}" if digits.lower().startswith("0x") else str(int(digits) + 1)
 
 
-def other_text(text):
-    for index, letter in enumerate(text):
-        if letter.isalpha() and text[index - 1] not in "\\%":
-            return text[:index] + ("q" if letter != "q" else "z") + text[index + 1:]
-    return text
-
-
-def replacement(kind, text):
-    if kind == "swap":
-        return SWAPS[text]
-    if kind == "flag":
-        return "false" if text == "true" else "true"
-    if kind == "number":
-        return other_number(text)
-    if kind == "string":
-        return other_text(text)
-    return ""  # a negation or a statement is dropped
+REPLACEMENTS = {
+    "swap": SWAPS.get,
+    "flag": lambda text: "false" if text == "true" else "true",
+    "number": other_number,
+    "string": lambda text: re.sub(r"(?<![\\%])[A-Za-z]", lambda letter: "z" if letter[0] == "q" else "q", text, 1),
+    "negation": lambda text: "",
+    "statement": lambda text: ";",  # which may follow an if
+}
 
 
 def mutants_of(path):
     text = path.read_text()
-    name = str(path.relative_to(ROOT))
-    found = []
     position = 0
     while match := TOKEN.search(text, position):
         kind, old = match.lastgroup, match.group()
         # The parts of a statement that can be dropped are changed one by one as well.
         position = match.start() + len(old) - len(old.lstrip()) + 1 if kind == "statement" else match.end()
-        if kind in ("swap", "flag", "number", "string", "negation", "statement"):
-            new = replacement(kind, old)
-            if new != old:
-                line = text.count("\n", 0, match.start() + (kind == "statement")) + 1
-                found.append(Mutant(name, line, match.start(), match.end(), old, new))
-    return found
+        new = REPLACEMENTS.get(kind, str)(old)
+        if new != old:
+            line = text.count("\n", 0, match.start() + (kind == "statement")) + 1
+            yield Mutant(str(path.relative_to(ROOT)), line, match.start(), match.end(), old, new)
+
+
+def witnesses_of(file):
+    folders = [folder for folder in WITNESSES if file.startswith(folder + "/")]
+    return WITNESSES[max(folders, key=len)] if folders else sys.exit(f"{file}: no test program is known")
 
 
 class Worker:
-    def __init__(self, number):
+    def __init__(self, number, programs):
         self.tree = WORK / str(number) / "tree"
         self.build = WORK / str(number) / "build"
         # With the build: a copy keeps the old dates, so the objects of the last mutant would pass for new.
         shutil.rmtree(WORK / str(number), ignore_errors=True)
         shutil.copytree(ROOT, self.tree, ignore=shutil.ignore_patterns("build", ".git"))
         run(["cmake", "-S", self.tree, "-B", self.build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
-             "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O0",
+             "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O0", "-DTOVIK_UNITY=OFF",
              # Of the two linkers of binutils the quick one: every mutant links the tests again.
-             "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold", "-DCMAKE_MODULE_LINKER_FLAGS=-fuse-ld=gold"], check=True)
-        if not self.compile(jobs=2):
-            sys.exit("the unchanged tree does not build: see " + str(self.build))
-        self.limits = []
-        for _, program in FAST_TESTS:
+             "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold", "-DCMAKE_MODULE_LINKER_FLAGS=-fuse-ld=gold"])
+        if not self.compile(programs, jobs=2):
+            sys.exit(f"the unchanged tree does not build: see {self.build}")
+        self.limits = dict.fromkeys(programs, 600)
+        self.tests = set()
+        for program in programs:
             start = time.monotonic()
-            if run([self.build / program, "--gtest_brief=1"]).returncode != 0:
-                sys.exit(f"{program} fails on the unchanged tree")
-            self.limits.append(5 + 5 * (time.monotonic() - start))
+            tests, failing = self.run_tests(program)
+            if failing:
+                sys.exit(f"fails on the unchanged tree: {failing}")
+            self.limits[program] = 5 + 5 * (time.monotonic() - start)
+            self.tests |= tests
 
-    def compile(self, jobs=1):
-        targets = ["FlashDeviceTovik"] + [target for target, _ in FAST_TESTS]
+    def compile(self, programs, jobs=1):
+        targets = ["FlashDeviceTovik"] + [pathlib.Path(program).name for program in programs]
         return run(["ninja", "-C", self.build, f"-j{jobs}", *targets]).returncode == 0
 
-    def notices(self, mutant):
-        """True or False; None when the mutant does not compile."""
-        path = self.tree / mutant.file
+    def noticed_by(self, mutant):
+        """The tests that fail, by name; None when the mutant does not compile."""
+        path, programs = self.tree / mutant.file, witnesses_of(mutant.file)
         original = path.read_text()
         path.write_text(original[:mutant.start] + mutant.new + original[mutant.end:])
         try:
-            if not self.compile():
+            if not self.compile(programs):
                 return None
-            return any(self.fails(program, limit) for (_, program), limit in zip(FAST_TESTS, self.limits))
+            return sorted(test for program in programs for test in self.run_tests(program)[1])
         finally:
             path.write_text(original)
 
-    def fails(self, program, limit):
+    def run_tests(self, program):
+        """The tests that were run, and those of them that failed."""
         try:
-            command = [self.build / program, "--gtest_brief=1", "--gtest_fail_fast"]
-            return run(command, timeout=limit).returncode != 0
-        except subprocess.TimeoutExpired:
-            return True
+            done = run([self.build / "tests" / program, f"--gtest_filter=-{SLOW_TESTS}"],
+                       timeout=self.limits[program], env={**os.environ, "RC_PARAMS": "seed=1 noshrink=1"})
+            output, failed = done.stdout.decode(errors="replace"), done.returncode != 0
+        except subprocess.TimeoutExpired as late:
+            output, failed = (late.stdout or b"").decode(errors="replace"), True
+        tests = set(re.findall(r"\[ RUN      \] (\S+)", output))
+        failing = tests - set(re.findall(r"\[ +(?:OK|SKIPPED) \] ([^\s,]+)", output))
+        return tests, failing or ({program} if failed else set())
 
 
 def run(command, **options):
-    return subprocess.run([str(part) for part in command], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+    return subprocess.run([str(part) for part in command], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
                           **options)
+
+
+def files_of(arguments):
+    places = [place.resolve() for place in arguments.places] or [ROOT / "source"]
+    if arguments.changed:
+        changed = run(["git", "-C", ROOT, "diff", "--name-only", "--diff-filter=d", arguments.changed, "--", *WITNESSES])
+        places = [ROOT / name for name in changed.stdout.decode().split()]
+    files = [file for place in places for file in ([place] if place.is_file() else place.rglob("*"))]
+    return sorted(file for file in files if file.suffix in (".cpp", ".h"))
+
+
+def write_matrix(verdicts, all_tests):
+    """Returns the tests without which every fault would still have been noticed."""
+    spare = all_tests - {tests[0] for tests in verdicts.values() if tests and len(tests) == 1}
+    rows = [{"mutant": str(mutant), "compiles": tests is not None, "noticedBy": tests or []}
+            for mutant, tests in verdicts.items()]
+    matrix = {"mutants": rows, "nobodysOnlyWitness": sorted(spare)}
+    (WORK / "matrix.json").write_text(json.dumps(matrix, indent=1) + "\n")
+    return spare
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("files", nargs="*", type=pathlib.Path, help="default: every file of source/")
+    parser.add_argument("places", nargs="*", type=pathlib.Path, help="files or folders (default: source)")
+    parser.add_argument("--changed", metavar="BASE", help="the files that differ from this commit")
     parser.add_argument("--jobs", type=int, default=2)
     parser.add_argument("--sample", type=int, default=0, metavar="N", help="try only N mutants, drawn at random")
     parser.add_argument("--seed", type=int, default=1, help="of the draw")
     parser.add_argument("--list", action="store_true", help="print the mutants and stop")
     arguments = parser.parse_args()
 
-    files = [file.resolve() for file in arguments.files] or sorted((ROOT / "source").rglob("*.[ch]*"))
-    mutants = [mutant for file in files for mutant in mutants_of(file)]
-    if arguments.sample and arguments.sample < len(mutants):
+    mutants = [mutant for file in files_of(arguments) for mutant in mutants_of(file)]
+    if 0 < arguments.sample < len(mutants):
         mutants = random.Random(arguments.seed).sample(mutants, arguments.sample)
-    if arguments.list:
+    programs = list(dict.fromkeys(program for mutant in mutants for program in witnesses_of(mutant.file)))
+    if arguments.list or not mutants:
         print(*mutants, sep="\n")
         return
 
+    # For everything that is started here: a loop that never ends takes all there is otherwise.
+    resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
     workers = queue.Queue()
     for number in range(arguments.jobs):
         print(f"Building copy {number + 1} of {arguments.jobs} ...", flush=True)
-        workers.put(Worker(number))
+        workers.put(Worker(number, programs))
+    all_tests = workers.queue[0].tests
 
     def judge(mutant):
         worker = workers.get()
-        try:
-            return mutant, worker.notices(mutant)
-        finally:
-            workers.put(worker)
+        tests = worker.noticed_by(mutant)
+        workers.put(worker)
+        return mutant, tests
 
-    noticed = survived = 0
+    verdicts = {}
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
-        for count, (mutant, verdict) in enumerate(pool.map(judge, mutants), 1):
-            noticed += verdict is True
-            survived += verdict is False
-            if verdict is False:
+        for mutant, tests in pool.map(judge, mutants):
+            verdicts[mutant] = tests
+            if tests == []:
                 print(mutant, flush=True)
-            if count % 50 == 0:
-                print(f"-- {count} of {len(mutants)} tried: {noticed} noticed, {survived} survived", flush=True)
-    if noticed + survived:
-        score = 100 * noticed / (noticed + survived)
-        print(f"{noticed} of {noticed + survived} mutants noticed ({score:.1f} %)")
+            spare = write_matrix(verdicts, all_tests)
+            if len(verdicts) % 50 == 0:
+                print(f"-- {len(verdicts)} of {len(mutants)} tried", flush=True)
+    compiled = sum(tests is not None for tests in verdicts.values())
+    noticed = sum(bool(tests) for tests in verdicts.values())
+    print(f"{noticed} of {compiled} mutants noticed ({100 * noticed / max(compiled, 1):.1f} %)")
+    print(f"{len(spare)} tests are nobody's only witness: build/mutate/matrix.json")
 
 
 if __name__ == "__main__":

@@ -1,41 +1,18 @@
-#include <gtest/gtest.h>
+// The library as a host meets it: its entry, the frame around the device, how settings and memory are passed.
 
-#include <cstdio>
-#include <stdexcept>
-#include <string>
-#include <vector>
-
+#include "DeviceTest.h"
 #include "ExceptionSafeFlashDevice.h"
-#include "PluginUnderTest.h"
 
 namespace {
 
 using Address = Debugger::Address;
 constexpr unsigned long long kAbove32Bits = 0x1'0000'0000;
 
-// Stand-ins for what the host had in its variables before the call.
-IFlashDevice4* const kNoDevice = reinterpret_cast<IFlashDevice4*>(0x10);
-const char* const kUntouched = "untouched";
-
 struct AdapterTest : testing::Test {
   FakeHost host;
   PluginDevice device{host};
 };
 using AdapterDeathTest = AdapterTest;
-
-TEST(PluginLibrary, ExportsTheEntryAndNothingElse) {
-  const std::string command = std::string("nm -D --defined-only ") + PluginPath();
-  FILE* pipe = popen(command.c_str(), "r");
-  ASSERT_NE(pipe, nullptr);
-  std::vector<std::string> symbols;
-  char line[512];
-  while (std::fgets(line, sizeof line, pipe) != nullptr) {
-    const std::string text(line);
-    symbols.push_back(text.substr(text.rfind(' ') + 1));
-  }
-  ASSERT_EQ(pclose(pipe), 0);
-  EXPECT_EQ(symbols, std::vector<std::string>{"CreateFlashDevice4\n"});
-}
 
 TEST(PluginCreation, LooksUpTheRegistersAndSaysItsVersion) {
   FakeHost host;
@@ -47,13 +24,14 @@ TEST(PluginCreation, LooksUpTheRegistersAndSaysItsVersion) {
 }
 
 TEST(PluginCreation, FailsWithTheHostsTextWhicheverCallFails) {
+  IFlashDevice4* const none = reinterpret_cast<IFlashDevice4*>(0x10);
   for (unsigned nth = 1; nth <= 5; ++nth) {
     for (const char* text : {"probe unplugged", ""}) {
       FakeHost host;
       host.FailCall(nth, text);
-      IFlashDevice4* created = kNoDevice;
+      IFlashDevice4* created = none;
       EXPECT_EQ(Outcome(PluginEntry()("", "", "", host.Utility(), &created)), text) << "call " << nth;
-      EXPECT_EQ(created, kNoDevice) << "call " << nth;
+      EXPECT_EQ(created, none) << "call " << nth;
       EXPECT_EQ(host.calls.size(), nth);
     }
   }
@@ -72,19 +50,27 @@ TEST_F(AdapterTest, TellsTheHostWhatThereIsAndThatEveryAddressIsFlash) {
   EXPECT_EQ(Outcome(device->HandleVerification(Address(0U), handled)), "ok");
   EXPECT_TRUE(within && anyWithin && handled);
   EXPECT_EQ(Outcome(device->LoadImages(nullptr, 0)), "ok");
+
+  unsigned count = 0;
+  ASSERT_EQ(Outcome(device->GetNumberOfRuneFunctions(count)), "ok");
+  std::vector<std::string> names(count);
+  for (unsigned i = 0; i < count; ++i) {
+    const char* name = nullptr;
+    ASSERT_EQ(Outcome(device->GetRuneFunctionName(i, name)), "ok");
+    names[i] = name;
+  }
+  EXPECT_EQ(Joined(names), Joined({"EnsureAuthentication", "EnterSaci", "ExitSaci", "SaciAppResetDevice"}));
 }
 
 TEST_F(AdapterTest, AFailureLeavesTheResultsAsTheyWere) {
+  const char* const untouched = "untouched";
   host.properties.erase("SectorSize");
   bool available = false;
-  const char* text = kUntouched;
+  const char* text = untouched;
   EXPECT_EQ(Outcome(device->Initialize(available, text)), "Unknown property \"SectorSize\"");
   EXPECT_FALSE(available);
-  EXPECT_EQ(text, kUntouched);
-
   EXPECT_EQ(Outcome(device->GetRuneFunctionName(4, text)), "GetRuneFunctionName(): index is out of range");
-  EXPECT_EQ(text, kUntouched);
-
+  EXPECT_EQ(text, untouched);
   C_RuneValue result(77);
   EXPECT_EQ(Outcome(device->ExecuteRuneFunction("EnsureAuthentication", nullptr, 0, result)),
             "Expected at least 1 parameters, but got 0");
@@ -95,7 +81,7 @@ TEST_F(AdapterTest, AFailureLeavesTheResultsAsTheyWere) {
   EXPECT_TRUE(available);
 }
 
-TEST_F(AdapterTest, SixteenBitDataIsRefusedWithoutTouchingAnything) {
+TEST_F(AdapterTest, WhatIsNotOfferedIsRefusedWithoutTouchingAnything) {
   const char* earlier = device->PerformOperation("a");
   host.ForgetCalls();
   const unsigned short data[] = {1, 2};
@@ -104,6 +90,8 @@ TEST_F(AdapterTest, SixteenBitDataIsRefusedWithoutTouchingAnything) {
                                              Address(kAbove32Bits), -1, -1)),
             "Unsupported target data type");
   EXPECT_STREQ(earlier, "Unsupported Operation Code: 'a'");
+  for (const char* name : {"entersaci", "EnterSac", "EnterSaci ", ""})
+    EXPECT_EQ(device.Script(name), "ExecuteRuneFunction(): unknown function") << name;
   EXPECT_EQ(Joined(host.calls), "");
 }
 
@@ -112,37 +100,32 @@ TEST_F(AdapterDeathTest, AnAddressAbove32BitsStopsTheProcess) {
   const unsigned char byte = 0;
   bool answer = false;
   EXPECT_DEATH(device->AddressWithinFlash(above, answer), "include/IFlashDevice2.*false");
-  EXPECT_DEATH(device->AnyRangeWithinFlash(above, 1, answer), "include/IFlashDevice2.*false");
-  EXPECT_DEATH(device->HandleVerification(above, answer), "include/IFlashDevice2.*false");
   EXPECT_DEATH(device->WriteDataToFlash(&byte, above, 1, 0), "include/IFlashDevice2.*false");
-}
-
-TEST_F(AdapterDeathTest, ARegisterValueAbove32BitsStopsTheProcess) {
   host.ScriptRegister("CFGAP_DEVICESTATUS", {kAbove32Bits + 0x2005});
   EXPECT_DEATH((void)device.Script("EnterSaci"), "source/FlashDeviceTovik.*false");
 }
 
-TEST_F(AdapterTest, ListsTheScriptFunctionsBeforeInitialize) {
-  host.ForgetCalls();
-  unsigned count = 0;
-  ASSERT_EQ(Outcome(device->GetNumberOfRuneFunctions(count)), "ok");
-  std::vector<std::string> names;
-  for (unsigned i = 0; i < count; ++i) {
-    const char* name = nullptr;
-    ASSERT_EQ(Outcome(device->GetRuneFunctionName(i, name)), "ok");
-    names.emplace_back(name);
-  }
-  EXPECT_EQ(names, (std::vector<std::string>{"EnsureAuthentication", "EnterSaci", "ExitSaci",
-                                             "SaciAppResetDevice"}));
-  EXPECT_EQ(Joined(host.calls), "");
+TEST_F(DeviceTest, AMissingPropertyWithADefaultIsAskedForOnce) {
+  Play("-ScfgBase; -FlashVerboseMode; start init");
+  EXPECT_EQ(CallCount("GetProperty ScfgBase"), 1U);
+  EXPECT_EQ(CallCount("GetProperty FlashVerboseMode"), 1U);
 }
 
-TEST_F(AdapterTest, AFunctionNameIsMatchedExactlyAndFirst) {
-  host.ForgetCalls();
-  for (const char* name : {"entersaci", "EnterSac", "EnterSaci ", ""}) {
-    EXPECT_EQ(device.Script(name), "ExecuteRuneFunction(): unknown function") << name;
-  }
-  EXPECT_EQ(Joined(host.calls), "");
+TEST(HostMemory, ARangeIsOneCallWithTheWidthOfItsElements) {
+  FakeHost host;
+  host.currentCore = "CS_DAP_0";
+  IFlashProgrammerUtility2 utility = host.Utility();
+  const Bytes bytes = {0x01, 0x02, 0xFF}, none;
+  Words words = {0x11223344, 0x55667788};
+  utility.WriteMemory(bytes.begin(), bytes.end(), Address(0x20000000U), -2);
+  utility.WriteMemory(words.data(), words.data() + 2, Address(0x20000000U), 1);
+  utility.ReadMemory(words.data(), words.data() + 2, Address(0x20000000U), -1);
+  utility.WriteMemory(none.begin(), none.end(), Address(0U), 0);
+  utility.ReadMemory(words.data(), words.data(), Address(0U), 0);
+  EXPECT_EQ(Joined(host.calls),
+            Joined({"WriteMemory CS_DAP_0 @0x20000000 page -2 size 1 x3: 01 02 FF",
+                    "WriteMemory CS_DAP_0 @0x20000000 page 1 size 4 x2: 11223344 55667788",
+                    "ReadMemory CS_DAP_0 @0x20000000 page -1 size 4 x2"}));
 }
 
 // What the plug-in's own device never does: to throw what is no std::exception, to have no names at first, to
@@ -170,33 +153,21 @@ struct OddDevice {
   int asked = 0;
 };
 
-struct AdapterFrameTest : testing::Test {
-  AdapterFrameTest() {
-    using Factory = FlashDeviceFactory4<OddDevice, unsigned char, unsigned int>;
-    EXPECT_EQ(Outcome(Factory::MakeExceptionSafe("", "", "", IFlashProgrammerUtility2(nullptr), &adapter)),
-              "ok");
-  }
-  ~AdapterFrameTest() override { adapter->Delete(); }
-
+TEST(AdapterFrame, PassesOnWhatTheDeviceDoes) {
+  using Factory = FlashDeviceFactory4<OddDevice, unsigned char, unsigned int>;
   IFlashDevice4* adapter = nullptr;
-};
+  EXPECT_EQ(Outcome(Factory::MakeExceptionSafe("", "", "", IFlashProgrammerUtility2(nullptr), &adapter)),
+            "ok");
+  EXPECT_THROW(adapter->PerformOperation(""), int);  // only standard exceptions become texts
 
-TEST_F(AdapterFrameTest, OnlyStandardExceptionsBecomeTexts) {
-  EXPECT_THROW(adapter->PerformOperation(""), int);
-}
-
-TEST_F(AdapterFrameTest, NamesAreAskedForUntilTheyAreAnswered) {
   unsigned count = 0;
   const char* name = nullptr;
   EXPECT_EQ(Outcome(adapter->GetNumberOfRuneFunctions(count)), "no names yet");
   EXPECT_EQ(Outcome(adapter->GetNumberOfRuneFunctions(count)), "ok");
   EXPECT_EQ(Outcome(adapter->GetRuneFunctionName(1, name)), "ok");
-  EXPECT_STREQ(name, "2");
-}
+  EXPECT_STREQ(name, "2");  // asked for until they are answered
 
-TEST_F(AdapterFrameTest, ATextResultOutlivesTheHostsBufferAndAFailedCall) {
-  unsigned count = 0;
-  (void)adapter->GetNumberOfRuneFunctions(count);  // the first time fails
+  // A text outlives the host's buffer and a failed call.
   std::string buffer = "a text too long for a small buffer";
   C_RuneValue text(0), result(0);
   text.type = C_RuneValue::kText;
@@ -206,6 +177,7 @@ TEST_F(AdapterFrameTest, ATextResultOutlivesTheHostsBufferAndAFailedCall) {
   EXPECT_NE(Outcome(adapter->ExecuteRuneFunction("Echo", nullptr, 0, result)), "ok");
   ASSERT_EQ(result.type, C_RuneValue::kText);
   EXPECT_STREQ(result.text, "a text too long for a small buffer");
+  adapter->Delete();
 }
 
 }  // namespace

@@ -3,12 +3,48 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <sstream>
 
 namespace {
 
-std::string JoinedBy(const char* separator, const std::vector<std::string>& lines) {
-  std::string text;
-  for (const std::string& line : lines) text += (text.empty() ? "" : separator) + line;
+std::vector<std::string> Split(const std::string& text, char separator) {
+  std::vector<std::string> pieces;
+  std::istringstream stream(text);
+  for (std::string piece; std::getline(stream, piece, separator);) {
+    piece.erase(0, piece.find_first_not_of(" \n"));
+    if (!piece.empty()) pieces.push_back(piece);
+  }
+  return pieces;
+}
+
+std::uint32_t Hex(const std::string& text) {
+  return static_cast<std::uint32_t>(std::stoul(text, nullptr, 16));
+}
+
+// DEVICEID of the parts of the family that the device tells apart.
+std::uint32_t DeviceIdOf(const std::string& part) {
+  static const std::map<std::string, std::uint32_t> ids = {{"Serin", 0x1BB7702F},
+                                                           {"HighPg1", 0x0BB9802F},
+                                                           {"HighPg2", 0x1BB9802F},
+                                                           {"HighNew", 0x0BBC502F},
+                                                           {"Mid", 0x0BBCC02F}};
+  return ids.at(part);
+}
+
+std::string Brief(const SaciCommand& command) {
+  char text[40];
+  std::snprintf(text, sizeof text, command.Specific() == 0 ? "%u" : "%u/%X", unsigned{command.Id()},
+                unsigned{command.Specific()});
+  if (command.Id() == 6) {
+    std::string words = text;
+    for (std::size_t i = 1; i < command.words.size(); ++i)
+      words += (i == 1 ? ":" : ",") + Hex8(command.words[i]);
+    return words;
+  }
+  if (command.Id() != 15) return text;
+  std::size_t words = 0;
+  for (const Words& chunk : command.streamed) words += chunk.size();
+  std::snprintf(text, sizeof text, "15@%X+%zX", command.words.at(2), 4 * words);
   return text;
 }
 
@@ -57,82 +93,183 @@ std::string Hex8(std::uint32_t value) {
   return text;
 }
 
-DeviceTest::DeviceTest() {
-  host.properties.insert({
-      {"ImageVerificationSetting", "0"},
-      {"FlashPageToggle", "0"},
-      {"FlashPages", ""},
-      {"FlashPagesFilledWith", "0"},
-      {"FlashPagesFilledWithValue", "0xFF"},
-      {"PermissionsSetting", "1"},
-      {"CcfgPermissions", ""},
-      {"ScfgPermissions", ""},
-      {"CcfgCrcFields", "ccfg.bootCfg.crc32,ccfg.crc32,ccfg.userRecord.crc32,ccfg.debugCfg.crc32"},
-      {"ccfg.bootCfg.crc32Info", "0x0:0xC"},
-      {"ccfg.crc32Info", "0x10:0x6EC"},
-      {"ccfg.debugCfg.crc32Info", "0x7D0:0x2C"},
-      {"CcfgOverwriteAuthorizationFieldsToggle", "0"},
-      {"CcfgOverwriteAuthorizationFieldsTypeChoicelist", "Debug always allowed"},
-      {"CcfgOverwriteAuthorizationFieldsPasswordId", ""},
-      {"CcfgOverwriteAuthorizationFieldsPasswordHash", ""},
-      {"ScfgCrcFields", "scfg.crc32"},
-      {"scfg.crc32Info", "0x0:0xE4"},
-      {"scfg2.crc32Info", "0x4:0xDC"},
-      {"DebugPasswordFormatList", "Text"},
-      {"DebugPassword", "open sesame"},
-      {"DebugPasswordHex", "0A1"},
-  });
-  host.properties["DeviceInfoRevisionTranslation"] =
-      "0x1BB77:1.0:A:0x0BB98:1.0:B:0x1BB98:2.0:E:0x0BBC5:1.0:A:0x0BBCC:1.0:A";
+std::string Bench::Play(const std::string& script) {
+  tale.clear();
+  lastIsCommand = false;
+  for (const std::string& item : Split(script, ';')) {
+    const bool isSetting = item.find('=') != std::string::npos || item[0] == '-';
+    if (isSetting) {
+      Give(item);
+      continue;
+    }
+    for (const std::string& step : Split(item, ' ')) {
+      if (step.find_first_of("<!") != std::string::npos || step == "closed") {
+        Give(step);
+        continue;
+      }
+      const std::string outcome = Step(step);
+      Tell();
+      if (outcome != "ok" && outcome != "0") {
+        tale.push_back((outcome[0] == '=' ? "" : "! ") + outcome);
+        lastIsCommand = false;
+      }
+    }
+  }
+  std::string text;
+  for (const std::string& piece : tale) text += (text.empty() ? "" : " | ") + piece;
+  return text;
 }
 
-PluginDevice& DeviceTest::Device() {
-  if (!device) {
-    device.emplace(host);
-    EXPECT_EQ(device->Initialize(), "ok");
+void Bench::Give(const std::string& setting) {
+  const std::size_t mark = setting.find_first_of("=<!");
+  const std::string name = setting.substr(0, mark);
+  if (name[0] == '-') {
+    host.properties.erase(name.substr(1));
+  } else if (name == "closed") {
+    host.ahbApEnabled = false;
+  } else if (setting[mark] == '=') {
+    const std::string value = setting.substr(mark + 1);
+    if (name == "part") {
+      host.registers["CFGAP_DEVICEID"] = DeviceIdOf(value);
+    } else if (name == "deviceid") {
+      host.registers["CFGAP_DEVICEID"] = Hex(value);
+    } else if (name == "flip") {
+      host.readFlips[Hex(value)] = 0x80;
+    } else if (name == "status") {
+      host.bootStatus = static_cast<std::uint8_t>(Hex(value));
+    } else if (name == "cores") {
+      const std::vector<std::string> cores = Split(value, ',');
+      host.connectedCores = {cores.begin(), cores.end()};
+    } else {
+      host.properties[name] = value;
+    }
+  } else {
+    const bool always = setting.find('*') != std::string::npos;
+    const std::string value = setting.substr(mark + (always ? 2 : 1));
+    SaciReply reply;
+    if (setting[mark] == '!')
+      reply.result = static_cast<std::uint8_t>(Hex(value));
+    else
+      for (const std::string& word : Split(value, ',')) reply.data.push_back(Hex(word));
+    const auto id = static_cast<std::uint8_t>(std::stoul(name));
+    if (always)
+      host.ReplyAlways(id, reply);
+    else
+      host.ReplyOnce(id, reply);
+  }
+}
+
+std::string Bench::Step(const std::string& step) {
+  PluginDevice& plugin = Device();
+  if (step == ".") {
+    host.ForgetCalls();
+    tale.clear();
+    eventsTold = 0;
+    commandsTold = host.commands.size();  // one that is still under way stays
+    lastIsCommand = false;
+    return "ok";
+  }
+  if (step == "?ram") return "= " + std::to_string(host.memory.size());
+  if (step[0] == '?') {
+    const std::string& value = host.properties[step.substr(1)];
+    return value.empty() ? "=" : "= " + value;
+  }
+  if (step == "all") {
+    tellsAll = true;
+    return "ok";
+  }
+  if (step == "init") return plugin.Initialize();
+  if (step == "start") return plugin.Load(ProgramState::LoadStart);
+  if (step == "end") return plugin.Load(ProgramState::LoadEnd);
+  if (step == "m") return Write(0, Pattern(kSector));
+  if (step == "c") return Write(kCcfg, OpenCcfg());
+  if (step == "s") return Write(kScfg, Pattern(kScfgSize));
+  if (step == "o") return Write(kOtp, Pattern(kOtpSize));
+  if (step == "u") return Write(kUserRecord, Pattern(kUserRecordSize));
+  if (step == "r") return Write(kRam, Pattern(3));
+
+  const std::size_t mark = step.find_first_of("+*:(");
+  if (mark == std::string::npos) return plugin.Perform(step.c_str());
+  const std::string name = step.substr(0, mark), rest = step.substr(mark + 1);
+  if (step[mark] == '(') {
+    std::vector<C_RuneValue> parameters;
+    if (rest != ")") parameters.emplace_back(std::stoll(rest));
+    return plugin.Script(name.c_str(), parameters);
+  }
+  if (step[mark] == '+') return Write(Hex(name), Pattern(Hex(rest)));
+  if (step[mark] == '*') {
+    const std::size_t colon = rest.find(':');
+    const std::uint32_t value = colon == std::string::npos ? 0xFF : Hex(rest.substr(colon + 1));
+    return Write(Hex(name), Bytes(Hex(rest.substr(0, colon)), static_cast<std::uint8_t>(value)));
+  }
+  Bytes bytes;
+  for (std::size_t i = 0; i < rest.size(); i += 2)
+    bytes.push_back(static_cast<std::uint8_t>(Hex(rest.substr(i, 2))));
+  return Write(Hex(name), bytes);
+}
+
+// Adds what has happened since it was told last.
+void Bench::Tell() {
+  for (; eventsTold < host.events.size(); ++eventsTold) {
+    const std::string& event = host.events[eventsTold];
+    if (event.starts_with("SACI ")) {
+      const std::string command = Brief(host.commands.at(commandsTold++));
+      if (lastIsCommand)
+        tale.back() += " " + command;
+      else
+        tale.push_back(command);
+      lastIsCommand = true;
+    } else if (event.starts_with("Info ") || event.starts_with("Error ")) {
+      tale.push_back(event[0] + event.substr(event.find(' ')));
+      lastIsCommand = false;
+    } else if (tellsAll && !event.starts_with("stream ")) {
+      tale.push_back(event);
+      lastIsCommand = false;
+    }
+  }
+}
+
+void ExpectPlays(const std::string& given, const std::vector<Row>& rows) {
+  for (const Row& row : rows) {
+    Bench bench;
+    bench.Play(given);
+    EXPECT_EQ(bench.Play(row.script), row.outcome) << row.script;
+  }
+}
+
+PluginDevice& Bench::Device() {
+  if (!made) {
+    made.emplace(host);
+    EXPECT_EQ(made->Initialize(), "ok");
     host.ForgetCalls();
   }
-  return *device;
+  return *made;
 }
 
-std::string DeviceTest::WriteFirst(std::uint32_t address, const Bytes& data) {
-  EXPECT_EQ(Start(), "ok");
-  host.ForgetCalls();
-  return Write(address, data);
+std::string Bench::Deeds() const {
+  std::vector<std::string> deeds = host.events;
+  std::erase(deeds, "identify");
+  return Joined(deeds);
 }
 
-std::string DeviceTest::Deeds() const {
-  std::vector<std::string> plot = Plot();
-  std::erase(plot, "identify");
-  return JoinedBy("\n", plot);
-}
-
-std::string DeviceTest::Messages() const {
-  return JoinedBy("\n", host.Plot({"Info ", "Error "}));
-}
-
-std::string DeviceTest::Saci() const {
-  return JoinedBy(", ", host.Plot({"SACI ", "stream "}));
-}
-
-SaciCommand DeviceTest::Command(std::uint8_t id) const {
+SaciCommand Bench::Command(std::uint8_t id) const {
   for (auto command = host.commands.rbegin(); command != host.commands.rend(); ++command)
     if (command->Id() == id) return *command;
   ADD_FAILURE() << "no command " << unsigned{id} << " was sent";
   return {Words(600), {}};
 }
 
-std::vector<std::uint8_t> DeviceTest::Programmed() const {
-  std::vector<std::uint8_t> ids = host.CommandIds();
-  std::erase_if(ids, [](std::uint8_t id) { return id == 1 || id == 5; });
-  return ids;
+std::string Bench::Commands() const {
+  std::string text;
+  for (const SaciCommand& command : host.commands) text += (text.empty() ? "" : " ") + Brief(command);
+  return text;
 }
 
-Bytes DeviceTest::Payload(std::uint8_t id) const {
+Bytes Bench::Payload(std::uint8_t id) const {
   const SaciCommand command = Command(id);
   return BytesOf(std::span(command.words).subspan(2));
 }
 
-std::size_t DeviceTest::CallCount(const std::string& line) const {
-  return static_cast<std::size_t>(std::count(host.calls.begin(), host.calls.end(), line));
+std::size_t Bench::CallCount(const std::string& call) const {
+  return static_cast<std::size_t>(std::count(host.calls.begin(), host.calls.end(), call));
 }

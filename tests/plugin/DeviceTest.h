@@ -11,16 +11,7 @@
 #include "FakeHost.h"
 #include "PluginUnderTest.h"
 
-// The parts of the family that the device tells apart. The values are what DEVICEID reads.
-enum class Part : std::uint32_t {
-  Serin = 0x1BB7702F,
-  CorvelHighPg1 = 0x0BB9802F,
-  CorvelHighPg2 = 0x1BB9802F,
-  CorvelHighNew = 0x0BBC502F,
-  CorvelMid = 0x0BBCC02F,
-};
-
-// Sectors, regions and fields as the settings of DeviceTest describe them.
+// Sectors, regions and fields as the settings of FakeHost describe them.
 constexpr std::uint32_t kSector = 0x800;
 constexpr std::uint32_t kCcfg = 0x4E020000;
 constexpr std::uint32_t kCcfgSize = 0x800;
@@ -33,6 +24,8 @@ constexpr std::uint32_t kScfg = 0x4E040000;
 constexpr std::uint32_t kScfgSize = 0x400;
 constexpr std::uint32_t kRam = 0x20000000;
 
+const std::string kNoErase = "FlashEraseSetting=Do not erase sectors (program load only); ";
+
 // `size` bytes that differ from their neighbours, and none of them 0xFF or 0.
 Bytes Pattern(std::size_t size, std::uint8_t seed = 1);
 // A CCFG sector that leaves debugging open.
@@ -44,42 +37,61 @@ std::uint32_t WordAt(const Bytes& bytes, std::size_t offset);
 Bytes BytesOf(std::span<const std::uint32_t> words);
 std::string Hex8(std::uint32_t value);  // eight upper-case digits
 
-// A device of the built library over a host that has every setting, each at a value that does nothing
-// unusual.
-class DeviceTest : public testing::Test {
- protected:
-  DeviceTest();
+// A device of the built library over a fake host, and scripts that drive it: settings and steps, separated by
+// semicolons, steps also by blanks. Numbers are hexadecimal but for the ids of commands.
+//
+//   Name=Value  -Name               a setting; one that is taken away
+//   part=Mid  deviceid=1BB7702F     the chip: its part, or the register that tells it
+//   status=81  closed  flip=800     its boot status, its debug port, a byte that reads back wrong
+//   cores=CS_DAP_0,Cortex           the cores that are connected
+//   9<3,0  13!84  5<*1,0  5!*86     the reply to the next command 9, to every command 5: data, or a result
+//   init  start  end                Initialize and ResetSettings
+//   m c s o u r                     a block: MAIN sector 0, open CCFG, SCFG, OTP, user record, 3 bytes of RAM
+//   800+400  800*400:FF  800:0102   a block at an address: of a pattern, of one value, of these bytes
+//   EnterSaci()  Erase              a script function, its integer parameter in brackets; an operation
+//   ?Name  ?ram                     tells a setting; tells how many bytes of RAM were written
+//   .                               forgets what came before
+//   all                             tells all events from here on, not only commands and messages
+class Bench {
+ public:
+  // What came of it, in order: commands as id/specific in hex ("/0" is left out; passwords with their words,
+  // MAIN flash as 15@address+length), messages as "I text" and "E text", what was asked for as "= text", and
+  // "! text" of a step that failed, or what a script function returned instead of 0. Commands are separated
+  // by blanks, the rest by " | ".
+  std::string Play(const std::string& script);
 
-  void Be(Part part) { host.registers["CFGAP_DEVICEID"] = static_cast<std::uint32_t>(part); }
-
-  // Made and initialized at the first use, so that a test can change settings before. Forgets the calls then.
+  // Made and initialized at the first step, so that settings come before; what that called is forgotten.
   PluginDevice& Device();
 
-  // Each answers "ok" or the error text.
-  std::string Start() { return Device().Load(ProgramState::LoadStart); }
-  std::string Write(std::uint32_t address, const Bytes& data) { return Device().Write(address, data); }
-  std::string End() { return Device().Load(ProgramState::LoadEnd); }
-  // Writes as the first block of a load; the calls before the write are forgotten.
-  std::string WriteFirst(std::uint32_t address, const Bytes& data);
-
-  [[nodiscard]] std::vector<std::string> Plot() const { return host.Plot(); }
-  // The same without "identify", joined by line breaks.
+  // All events but "identify".
   [[nodiscard]] std::string Deeds() const;
-  // Only messages, joined by line breaks.
-  [[nodiscard]] std::string Messages() const;
-  // Only SACI lines and streams, joined by ", ".
-  [[nodiscard]] std::string Saci() const;
-
+  // All commands, as Play() tells them.
+  [[nodiscard]] std::string Commands() const;
   // The last command with this id; fails the test when there is none.
   [[nodiscard]] SaciCommand Command(std::uint8_t id) const;
-  // The ids of all commands but those that enter SACI and ask for a password.
-  [[nodiscard]] std::vector<std::uint8_t> Programmed() const;
   // The bytes that follow its header and key.
   [[nodiscard]] Bytes Payload(std::uint8_t id) const;
-  [[nodiscard]] std::size_t CallCount(const std::string& line) const;
+  [[nodiscard]] std::size_t CallCount(const std::string& call) const;
 
   FakeHost host;
 
  private:
-  std::optional<PluginDevice> device;
+  void Give(const std::string& setting);
+  std::string Step(const std::string& step);
+  std::string Write(std::uint32_t address, const Bytes& data) { return Device().Write(address, data); }
+  void Tell();
+
+  std::optional<PluginDevice> made;
+  std::vector<std::string> tale;
+  std::size_t eventsTold = 0, commandsTold = 0;
+  bool lastIsCommand = false;
+  bool tellsAll = false;
 };
+
+// A script and what comes of it. Each is played on a bench of its own, after what is `given`.
+struct Row {
+  std::string script, outcome;
+};
+void ExpectPlays(const std::string& given, const std::vector<Row>& rows);
+
+class DeviceTest : public testing::Test, public Bench {};

@@ -1,17 +1,14 @@
+// The pipelined transfer of MAIN flash: its window of two chunks, and what it takes for an acknowledgement.
+
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
 #include <cstring>
-#include <string>
-#include <vector>
 
-#include "ErrorOf.h"
-#include "FakeHost.h"
-#include "SaciInterface.h"
+#include "ChannelTest.h"
 
 namespace {
 
-constexpr unsigned long kChunk = 8;
 const std::string kSequenceError = "Received unexpected sequence number from SACI during flash programming";
 
 // Chunk i is the two words 10 * i and 10 * i + 1.
@@ -23,19 +20,12 @@ Bytes Chunks(std::uint32_t count) {
   return bytes;
 }
 
-struct PipelinedMainTest : testing::Test {
-  // Gives the next command the sequence number `first`.
-  void StartAt(unsigned first) {
-    saci.ResetInterfaceState();
-    for (unsigned i = 0; i < first; ++i) (void)saci.GenRespSeqNumber();
-    host.ForgetCalls();
+struct PipelinedMainTest : ChannelTest {
+  std::string Program(const Bytes& data, unsigned long chunk = 8) {
+    return ResultOf([&] { return saci.ProgMainPipelined(0x800, data, chunk); });
   }
 
-  std::string Program(const Bytes& data, unsigned long chunk = kChunk) {
-    return ErrorOf([&] { EXPECT_EQ(saci.ProgMainPipelined(0x800, data, chunk), 0); });
-  }
-
-  // The transfers after the header as letters: c a chunk, a an acknowledgement's header.
+  // The transfers after the header as letters: c a chunk, a of an acknowledgement.
   std::string Flow() const {
     std::string flow;
     for (const std::string& line : host.calls) {
@@ -46,24 +36,25 @@ struct PipelinedMainTest : testing::Test {
     }
     return flow;
   }
-
-  FakeHost host;
-  IFlashProgrammerUtility2 utility = host.Utility();
-  SaciInterface saci{&utility, 2048, 2048, 128};
 };
 
 TEST_F(PipelinedMainTest, AtMostTwoChunksAreUnacknowledged) {
   const struct {
     unsigned first, chunks;
     const char* flow;
-  } rows[] = {{10, 4, "ccacacaa"}, {0, 1, "ca"},   {0, 4, "caccacaa"}, {1, 1, "ca"},
-              {1, 2, "ccaa"},      {255, 1, "ca"}, {10, 0, ""},        {0, 0, ""}};
+  } rows[] = {{10, 4, "ccacacaa"},
+              {0, 1, "ca"},
+              {0, 4, "caccacaa"},
+              {1, 1, "ca"},
+              {1, 2, "ccaa"},
+              {255, 1, "ca"},
+              {10, 0, ""},
+              {0, 0, ""},
+              {250, 7, "ccacacacacacaa"}};  // the last acknowledgement is 0, taken as 256
   for (const auto& row : rows) {
     StartAt(row.first);
-    EXPECT_EQ(Program(Chunks(row.chunks)), "ok");
-    ASSERT_EQ(host.commands.size(), 1U);
-    EXPECT_EQ(host.commands[0].words, (Words{0x0000000F | row.first << 8, 0x5C17E94B, 0x800}));
-    EXPECT_EQ(host.commands[0].streamed.size(), row.chunks);
+    EXPECT_EQ(Program(Chunks(row.chunks)), "0");
+    EXPECT_EQ(host.commands.at(0).words, (Words{0x0000000F | row.first << 8, 0x5C17E94B, 0x800}));
     EXPECT_EQ(Flow(), row.flow) << "from " << row.first;
     saci.Nop();
     EXPECT_EQ(host.commands.back().Sequence(), (row.first + 1) % 256) << "the stream uses one number";
@@ -72,38 +63,13 @@ TEST_F(PipelinedMainTest, AtMostTwoChunksAreUnacknowledged) {
 
 TEST_F(PipelinedMainTest, NoFlagIsReadOrWrittenBetweenChunks) {
   StartAt(10);
-  ASSERT_EQ(Program(Chunks(2)), "ok");
-  std::vector<std::string> calls(host.calls.begin() + 12, host.calls.end());
-  calls.resize(9);
-  EXPECT_EQ(Joined(calls), Joined({"SetCoreById SEC_AP", "IsConnected",
-                                   "WriteMemory SEC_AP @0x0 page 1 size 4 x2: 00000000 00000001",
-                                   "SetCoreById CS_DAP_0", "SetCoreById SEC_AP", "IsConnected",
-                                   "WriteMemory SEC_AP @0x0 page 1 size 4 x2: 0000000A 0000000B",
-                                   "SetCoreById CS_DAP_0", "ReadReg SECAP_RXCTL"}));
-}
-
-TEST_F(PipelinedMainTest, OneAcknowledgementMayStandForTwoChunks) {
-  StartAt(10);
-  for (const bool silent : {true, false, true, false}) host.ReplyOnce(15, {.silent = silent});
-  EXPECT_EQ(Program(Chunks(4)), "ok");
-  EXPECT_EQ(Flow(), "ccacca");
-}
-
-TEST_F(PipelinedMainTest, TheLastButOneMayComeTwice) {
-  StartAt(10);
-  for (const std::uint8_t number : Bytes{11, 11, 12}) host.ReplyOnce(15, {.sequence = number});
-  EXPECT_EQ(Program(Chunks(3)), "ok");
-  EXPECT_EQ(Flow(), "ccacaa");
-}
-
-TEST_F(PipelinedMainTest, NumbersWrapOnceAndOnlyOnce) {
-  StartAt(250);
-  EXPECT_EQ(Program(Chunks(7)), "ok") << "the last acknowledgement is 0, taken as 256";
-  StartAt(250);
-  EXPECT_EQ(Program(Chunks(10)), kSequenceError);
-  // 250 to 256 are accepted, the one numbered 1 is not: seven and one read.
-  EXPECT_EQ(Flow(), "ccacacacacacacaca");
-  EXPECT_EQ(host.commands.back().streamed.size(), 9U) << "nothing is sent after the failure";
+  ASSERT_EQ(Program(Chunks(2)), "0");
+  EXPECT_EQ(Joined({host.calls.begin() + 12, host.calls.begin() + 21}),
+            Joined({"SetCoreById SEC_AP", "IsConnected",
+                    "WriteMemory SEC_AP @0x0 page 1 size 4 x2: 00000000 00000001", "SetCoreById CS_DAP_0",
+                    "SetCoreById SEC_AP", "IsConnected",
+                    "WriteMemory SEC_AP @0x0 page 1 size 4 x2: 0000000A 0000000B", "SetCoreById CS_DAP_0",
+                    "ReadReg SECAP_RXCTL"}));
 }
 
 TEST_F(PipelinedMainTest, AnAcknowledgementIsCheckedInThisOrder) {
@@ -111,43 +77,49 @@ TEST_F(PipelinedMainTest, AnAcknowledgementIsCheckedInThisOrder) {
   const std::string result = "Received response from SACI with unsuccesfull result";
   const std::string count = "Received response from SACI with non-zero data word count";
   const struct {
-    SaciReply reply;  // of the first one read
+    std::vector<SaciReply> replies;  // of the first chunks
     std::string outcome;
-    std::size_t chunksSent;
+    const char* flow;
   } rows[] = {
-      {{.result = 0x84, .data = {1}, .id = 14, .sequence = 99}, id, 2},
-      {{.result = 0x84, .data = {1}, .sequence = 99}, result, 2},
-      {{.result = 0x01}, result, 2},
-      {{.data = {1}, .sequence = 99}, count, 2},
-      {{.sequence = 99}, kSequenceError, 2},
-      {{.sequence = 12}, kSequenceError, 2},  // ahead of what was written
-      {{.sequence = 9}, kSequenceError, 2},
-      {{.sequence = 11}, kSequenceError, 4},  // for both chunks; the 11 after it is then one behind
-      {{.latePolls = 10}, "ok", 4},
-      {{.latePolls = 11}, "Timeout when waiting for SEC-AP RX data to be ready.", 2},
+      {{{.result = 0x84, .data = {1}, .id = 14, .sequence = 99}}, id, "ccaa"},
+      {{{.result = 0x84, .data = {1}, .sequence = 99}}, result, "ccaa"},
+      {{{.result = 0x01}}, result, "cca"},
+      {{{.data = {1}, .sequence = 99}}, count, "ccaa"},
+      {{{.sequence = 99}}, kSequenceError, "cca"},
+      {{{.sequence = 12}}, kSequenceError, "cca"},  // ahead of what was written
+      {{{.sequence = 9}}, kSequenceError, "cca"},
+      {{{.sequence = 11}}, kSequenceError, "ccacca"},  // for both chunks; the 11 after it is then one behind
+      {{{.latePolls = 10}}, "0", "ccacacaa"},
+      {{{.latePolls = 11}}, "Timeout when waiting for SEC-AP RX data to be ready.", "cc"},
+      // One may stand for two, and the last but one may come twice.
+      {{{.silent = true}, {}, {.silent = true}, {}}, "0", "ccacca"},
+      {{{.sequence = 11}, {.sequence = 11}, {.sequence = 12}, {.sequence = 13}}, kSequenceError, "ccacca"},
   };
   for (const auto& row : rows) {
     StartAt(10);
-    utility.ResetTarget(0);
-    host.ReplyOnce(15, row.reply);
-    EXPECT_EQ(Program(Chunks(4)), row.outcome);
-    EXPECT_EQ(host.commands.back().streamed.size(), row.chunksSent) << row.outcome;
+    for (const SaciReply& reply : row.replies) host.ReplyOnce(15, reply);
+    EXPECT_EQ(Program(Chunks(4)), row.outcome) << row.flow;
+    EXPECT_EQ(Flow(), row.flow) << row.outcome;
   }
+  StartAt(10);
+  for (const std::uint8_t number : Bytes{11, 11, 12}) host.ReplyOnce(15, {.sequence = number});
+  EXPECT_EQ(Program(Chunks(3)), "0");
+  EXPECT_EQ(Flow(), "ccacaa");
+  StartAt(250);  // 250 to 256 are accepted, the one numbered 1 is not, and nothing is sent after the failure
+  EXPECT_EQ(Program(Chunks(10)), kSequenceError);
+  EXPECT_EQ(Flow(), "ccacacacacacacaca");
 }
 
 TEST_F(PipelinedMainTest, APartChunkIsRefusedBeforeAnythingIsSent) {
-  StartAt(10);
-  EXPECT_EQ(
-      Program(Bytes(300), 256),
-      "Internal error in Flash Loader: The size of flash data to be programmed must be divisible by 256");
-  EXPECT_EQ(
-      Program(Chunks(1), 16),
-      "Internal error in Flash Loader: The size of flash data to be programmed must be divisible by 16");
+  const std::string divisible =
+      "Internal error in Flash Loader: The size of flash data to be programmed must be divisible by ";
+  EXPECT_EQ(Program(Bytes(300), 256), divisible + "256");
+  EXPECT_EQ(Program(Chunks(1), 16), divisible + "16");
   EXPECT_EQ(Program(Chunks(1), 0),
             "Internal error in Flash Loader: The chunk size of flash data cannot be zero.");
   EXPECT_EQ(Joined(host.calls), "");
   saci.Nop();
-  EXPECT_EQ(host.commands.back().Sequence(), 10);
+  EXPECT_EQ(host.commands.back().Sequence(), 0);
 }
 
 // Whatever the start, the chunks arrive whole and in order, and the ROM's numbers are accepted up to 256.
@@ -155,14 +127,13 @@ RC_GTEST_FIXTURE_PROP(PipelinedMainTest, DeliversEveryByteInOrder, ()) {
   const auto first = *rc::gen::inRange(0U, 256U);
   const auto chunks = *rc::gen::inRange(0U, 257U - first);
   const auto wordsPerChunk = *rc::gen::inRange<std::size_t>(1, 9);
-  Words words(chunks * wordsPerChunk);
+  Words words(chunks * wordsPerChunk), arrived;
   for (std::size_t i = 0; i < words.size(); ++i) words[i] = static_cast<std::uint32_t>(0x01000193 * i);
   Bytes data(4 * words.size());
   if (!data.empty()) std::memcpy(data.data(), words.data(), data.size());
 
   StartAt(first);
-  RC_ASSERT(Program(data, 4 * wordsPerChunk) == "ok");
-  Words arrived;
+  RC_ASSERT(Program(data, 4 * wordsPerChunk) == "0");
   for (const Words& chunk : host.commands.back().streamed) {
     RC_ASSERT(chunk.size() == wordsPerChunk);
     arrived.insert(arrived.end(), chunk.begin(), chunk.end());

@@ -1,21 +1,12 @@
-#include <gtest/gtest.h>
+// Every command: the words it sends, and what it does with its answer.
 
 #include <cstring>
 #include <functional>
-#include <string>
-#include <vector>
 
-#include "FakeHost.h"
-#include "SaciInterface.h"
+#include "ChannelTest.h"
+#include "DeviceTest.h"
 
 namespace {
-
-// `count` bytes 1, 2, 3 ... 251, 1, 2 ...: none is zero, and no word repeats near by.
-Bytes Pattern(std::size_t count) {
-  Bytes bytes(count);
-  for (std::size_t i = 0; i < count; ++i) bytes[i] = static_cast<std::uint8_t>(1 + i % 251);
-  return bytes;
-}
 
 // Head words, then the bytes, which fit, then zeroes up to `size` words in all.
 Words Framed(Words words, const Bytes& data, std::size_t size) {
@@ -25,103 +16,69 @@ Words Framed(Words words, const Bytes& data, std::size_t size) {
   return words;
 }
 
-struct SaciCommandsTest : testing::Test {
+struct SaciCommandsTest : ChannelTest {
   SaciCommandsTest() { saci.setScfgSize(1024); }
-
-  FakeHost host;
-  IFlashProgrammerUtility2 utility = host.Utility();
-  SaciInterface saci{&utility, 2048, 2048, 128};
 };
 
 TEST_F(SaciCommandsTest, EachCommandIsTheseWords) {
   constexpr std::uint32_t kKey = 0x5C17E94B;
-  const std::string password = "0123456789ABCDEF0123456789abcdef0123456789ABCDEF0123456789abcdefgh";
-  const std::string characters64 = password.substr(0, 64);
+  const Bytes bytes64 = Pattern(64);
+  const std::string characters64(bytes64.begin(), bytes64.end());
   Words retained = {7, 8};
   const struct {
-    const char* name;
     std::function<std::uint8_t()> send;
     Words words;  // with sequence number 0
   } rows[] = {
-      {"Nop", [&] { return saci.Nop(); }, {1}},
-      {"ExitSaciHalt", [&] { return saci.ExitSaciHalt(); }, {7}},
-      {"ExitSaciShutdown", [&] { return saci.ExitSaciShutdown(); }, {8}},
-      {"ExitSaciRun", [&] { return saci.ExitSaciRun(); }, {21}},
-      {"ResetDevice, acknowledged", [&] { return saci.ResetDevice(true); }, {0x00010014}},
-
-      {"SubmitAuth, 5 characters",
-       [&] { return saci.SubmitAuth("abcde", false); },
-       {0x00020006, 0x64636261, 0x00000065}},
-      {"SubmitAuth, 4 characters", [&] { return saci.SubmitAuth("0A1B", false); }, {0x00010006, 0x42314130}},
-      {"SubmitAuth, odd hex", [&] { return saci.SubmitAuth("0A1", true); }, {0x00010006, 0x0000010A}},
-      {"SubmitAuth, empty", [&] { return saci.SubmitAuth("", false); }, {0x00000006}},
-      {"SubmitAuth, 64 characters", [&] { return saci.SubmitAuth(characters64, false); },
-       Framed({0x00100006}, Bytes(characters64.begin(), characters64.end()), 17)},
-      {"SubmitAuth, 66 characters", [&] { return saci.SubmitAuth(password, false); },
-       Framed({0x00110006}, Bytes(characters64.begin(), characters64.end()), 17)},
-
-      {"EraseChip", [&] { return saci.EraseChip(false, false, &retained); }, {0x00000009, kKey}},
-      {"EraseChip, MAIN", [&] { return saci.EraseChip(true, false, &retained); }, {0x00010009, kKey}},
-      {"EraseChip, all", [&] { return saci.EraseChip(true, true, &retained); }, {0x0001001C, kKey}},
-      {"EraseChip, configuration", [&] { return saci.EraseChip(false, true, nullptr); }, {0x0000001C, kKey}},
-
-      {"ProgCcfgSector", [&] { return saci.ProgCcfgSector(Pattern(2048), true); },
+      {[&] { return saci.Nop(); }, {1}},
+      {[&] { return saci.ExitSaciHalt(); }, {7}},
+      {[&] { return saci.ExitSaciShutdown(); }, {8}},
+      {[&] { return saci.ExitSaciRun(); }, {21}},
+      {[&] { return saci.ResetDevice(true); }, {0x00010014}},
+      {[&] { return saci.SubmitAuth("abcde", false); }, {0x00020006, 0x64636261, 0x00000065}},
+      {[&] { return saci.SubmitAuth("0A1B", false); }, {0x00010006, 0x42314130}},
+      {[&] { return saci.SubmitAuth("0A1", true); }, {0x00010006, 0x0000010A}},
+      {[&] { return saci.SubmitAuth("", false); }, {0x00000006}},
+      {[&] { return saci.SubmitAuth(characters64, false); }, Framed({0x00100006}, bytes64, 17)},
+      {[&] { return saci.SubmitAuth(characters64 + "gh", false); }, Framed({0x00110006}, bytes64, 17)},
+      {[&] { return saci.EraseChip(false, false, &retained); }, {0x00000009, kKey}},
+      {[&] { return saci.EraseChip(true, false, &retained); }, {0x00010009, kKey}},
+      {[&] { return saci.EraseChip(true, true, &retained); }, {0x0001001C, kKey}},
+      {[&] { return saci.EraseChip(false, true, nullptr); }, {0x0000001C, kKey}},
+      {[&] { return saci.ProgCcfgSector(Pattern(2048), true); },
        Framed({0x0001000C, kKey}, Pattern(2048), 514)},
-      {"ProgCcfgSector, short", [&] { return saci.ProgCcfgSector(Pattern(5), false); },
-       Framed({0x0000000C, kKey}, Pattern(5), 514)},
-      {"ProgCcfgSector, long", [&] { return saci.ProgCcfgSector(Pattern(2052), false); },
+      {[&] { return saci.ProgCcfgSector(Pattern(5), false); }, Framed({0x0000000C, kKey}, Pattern(5), 514)},
+      {[&] { return saci.ProgCcfgSector(Pattern(2052), false); },
        Framed({0x0000000C, kKey}, Pattern(2048), 514)},
-      {"ProgCcfgUserRecord", [&] { return saci.ProgCcfgUserRecord(Pattern(128)); },
-       Framed({0x0000000D, kKey}, Pattern(128), 34)},
-      {"ProgCcfgUserRecord, long", [&] { return saci.ProgCcfgUserRecord(Pattern(129)); },
-       Framed({0x0000000D, kKey}, Pattern(128), 34)},
-      {"ProgScfgSector", [&] { return saci.ProgScfgSector(Pattern(1024)); },
-       Framed({0x0400001A, kKey}, Pattern(1024), 258)},
-      {"ProgScfgSector, empty", [&] { return saci.ProgScfgSector({}); }, Framed({0x0000001A, kKey}, {}, 258)},
-      {"ProgScfgSector, long", [&] { return saci.ProgScfgSector(Pattern(1028)); },
-       Framed({0x0404001A, kKey}, Pattern(1024), 258)},
-      {"ProgOtpSector, 8 bytes", [&] { return saci.ProgOtpSector(Pattern(8)); },
-       Framed({0x00080019, kKey}, Pattern(8), 514)},
-      {"ProgOtpSector, 1 byte", [&] { return saci.ProgOtpSector(Pattern(1)); },
-       Framed({0x00010019, kKey}, Pattern(1), 514)},
-      {"ProgOtpSector, long", [&] { return saci.ProgOtpSector(Pattern(2049)); },
-       Framed({0x08010019, kKey}, Pattern(2048), 514)},
-      {"ProgMainSector, 16 bytes", [&] { return saci.ProgMainSector(0x12345678, Pattern(16)); },
+      {[&] { return saci.ProgCcfgUserRecord(Pattern(128)); }, Framed({0x0000000D, kKey}, Pattern(128), 34)},
+      {[&] { return saci.ProgCcfgUserRecord(Pattern(129)); }, Framed({0x0000000D, kKey}, Pattern(128), 34)},
+      {[&] { return saci.ProgScfgSector(Pattern(1024)); }, Framed({0x0400001A, kKey}, Pattern(1024), 258)},
+      {[&] { return saci.ProgScfgSector({}); }, Framed({0x0000001A, kKey}, {}, 258)},
+      {[&] { return saci.ProgScfgSector(Pattern(1028)); }, Framed({0x0404001A, kKey}, Pattern(1024), 258)},
+      {[&] { return saci.ProgOtpSector(Pattern(8)); }, Framed({0x00080019, kKey}, Pattern(8), 514)},
+      {[&] { return saci.ProgOtpSector(Pattern(1)); }, Framed({0x00010019, kKey}, Pattern(1), 514)},
+      {[&] { return saci.ProgOtpSector(Pattern(2049)); }, Framed({0x08010019, kKey}, Pattern(2048), 514)},
+      {[&] { return saci.ProgMainSector(0x12345678, Pattern(16)); },
        Framed({0x0010000E, kKey, 0x12345678}, Pattern(16), 7)},
-      {"ProgMainSector, 17 bytes", [&] { return saci.ProgMainSector(0, Pattern(17)); },
-       Framed({0x0011000E, kKey, 0}, Pattern(17), 8)},
-      {"ProgMainSector, sector", [&] { return saci.ProgMainSector(0x800, Pattern(2048)); },
+      {[&] { return saci.ProgMainSector(0, Pattern(17)); }, Framed({0x0011000E, kKey, 0}, Pattern(17), 8)},
+      {[&] { return saci.ProgMainSector(0x800, Pattern(2048)); },
        Framed({0x0800000E, kKey, 0x800}, Pattern(2048), 515)},
-      {"ProgMainSector, long", [&] { return saci.ProgMainSector(0x800, Pattern(2049)); },
+      {[&] { return saci.ProgMainSector(0x800, Pattern(2049)); },
        Framed({0x0801000E, kKey, 0x800}, Pattern(2048), 515)},
-
-      {"VerifyMainSectors",
-       [&] { return saci.VerifyMainSectors(0x800, 0x1000, 0xCBF43926, false); },
+      {[&] { return saci.VerifyMainSectors(0x800, 0x1000, 0xCBF43926, false); },
        {0x00000010, 0x800, 0x1000, 0xCBF43926}},
-      {"VerifyMainSectors, blank",
-       [&] { return saci.VerifyMainSectors(0, 0x80000, 0, true); },
-       {0x80000010, 0, 0x80000, 0}},
-      {"VerifyCcfgSector, CRCs",
-       [&] { return saci.VerifyCcfgSector(true, false, false, 1, 2, 3, 4); },
-       {0x00010011, 1, 2, 3, 4}},
-      {"VerifyCcfgSector, user record",
-       [&] { return saci.VerifyCcfgSector(false, true, false, 1, 2, 3, 4); },
-       {0x00020011, 1, 2, 3, 4}},
-      {"VerifyCcfgSector, blank",
-       [&] { return saci.VerifyCcfgSector(false, false, true, 0, 0, 0, 0); },
-       {0x80000011, 0, 0, 0, 0}},
-      {"VerifyScfgSector", [&] { return saci.VerifyScfgSector(true, 0xCBF43926); }, {0x0001001B, 0xCBF43926}},
-      {"VerifyScfgSector, unchecked", [&] { return saci.VerifyScfgSector(false, 9); }, {0x0000001B, 9}},
+      {[&] { return saci.VerifyMainSectors(0, 0x80000, 0, true); }, {0x80000010, 0, 0x80000, 0}},
+      {[&] { return saci.VerifyCcfgSector(true, false, false, 1, 2, 3, 4); }, {0x00010011, 1, 2, 3, 4}},
+      {[&] { return saci.VerifyCcfgSector(false, true, false, 1, 2, 3, 4); }, {0x00020011, 1, 2, 3, 4}},
+      {[&] { return saci.VerifyCcfgSector(false, false, true, 0, 0, 0, 0); }, {0x80000011, 0, 0, 0, 0}},
+      {[&] { return saci.VerifyScfgSector(true, 0xCBF43926); }, {0x0001001B, 0xCBF43926}},
+      {[&] { return saci.VerifyScfgSector(false, 9); }, {0x0000001B, 9}},
   };
   for (const auto& row : rows) {
-    for (const std::uint8_t result : Bytes{0x00, 0x84}) {
-      saci.ResetInterfaceState();
-      utility.ResetTarget(0);
-      host.ForgetCalls();
+    for (const std::uint8_t result : Bytes{0x00, 0x84}) {  // a refusal is returned, not thrown
+      StartAt(0);
       host.ReplyOnce(static_cast<std::uint8_t>(row.words[0]), {.result = result});
-      EXPECT_EQ(row.send(), result) << row.name << ": a refusal is returned, not thrown";
-      ASSERT_EQ(host.commands.size(), 1U) << row.name;
-      EXPECT_EQ(host.commands[0].words, row.words) << row.name;
+      EXPECT_EQ(row.send(), result) << Hex8(row.words[0]);
+      EXPECT_EQ(host.commands.at(0).words, row.words) << Hex8(row.words[0]);
     }
   }
 }
@@ -157,40 +114,15 @@ TEST_F(SaciCommandsTest, IdsWithoutASenderHaveTheirSizeToo) {
 }
 
 TEST_F(SaciCommandsTest, APasswordIdIsExactlyTwoWords) {
-  const struct {
-    Words data;
-    bool hasId;
-    std::uint64_t id;
-  } rows[] = {{{0x89ABCDEF, 0x01234567}, true, 0x0123456789ABCDEF},
-              {{}, false, 77},
-              {{1}, false, 77},
-              {{1, 2, 3}, false, 77}};
-  for (const auto& row : rows) {
-    for (const std::uint8_t result : Bytes{0x00, 0x86}) {
-      bool hasId = !row.hasId;
-      std::uint64_t id = 77;
-      host.ReplyOnce(5, {.result = result, .data = row.data});
-      EXPECT_EQ(saci.ReqPasswordId(hasId, id), result);
-      EXPECT_EQ(hasId, row.hasId);
-      EXPECT_EQ(id, row.id);
-    }
+  for (const Words& data : {Words{0x89ABCDEF, 0x01234567}, Words{}, Words{1}, Words{1, 2, 3}}) {
+    bool hasId = data.size() != 2;
+    std::uint64_t id = 77;
+    host.ReplyOnce(5, {.result = 0x86, .data = data});
+    EXPECT_EQ(saci.ReqPasswordId(hasId, id), 0x86);
+    EXPECT_EQ(hasId, data.size() == 2);
+    EXPECT_EQ(id, hasId ? 0x0123456789ABCDEF : 77);
   }
   EXPECT_EQ(host.commands[0].words, Words{0x00000005});
-}
-
-TEST_F(SaciCommandsTest, RetainedWordsReplaceWhatTheCallerHad) {
-  const SaciReply threeWords = {.data = {1, 2, 3}};
-  Words retained = {9};
-  host.ReplyOnce(9, threeWords);
-  saci.EraseChip(false, false, &retained);
-  host.ReplyOnce(28, threeWords);
-  saci.EraseChip(false, true, &retained);
-  EXPECT_EQ(retained, Words{9}) << "not asked for: not touched";
-  host.ReplyOnce(9, threeWords);
-  saci.EraseChip(true, false, &retained);
-  EXPECT_EQ(retained, (Words{1, 2, 3}));
-  saci.EraseChip(true, true, &retained);
-  EXPECT_EQ(retained, Words{});
 }
 
 }  // namespace

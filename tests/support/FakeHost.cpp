@@ -3,9 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <sstream>
 #include <utility>
 
 namespace {
@@ -23,9 +24,9 @@ std::string Hex(std::uint64_t value, int digits = 0) {
   return text;
 }
 
-std::string RegisterName(std::uint64_t address) {
-  const std::uint64_t index = (address - kFirstRegister) / 4;
-  return index < s_registerNames.size() ? s_registerNames[index] : "@0x" + Hex(address);
+std::string RegisterName(Debugger::Address address) {
+  const std::uint64_t index = (Extract(address) - kFirstRegister) / 4;
+  return index < s_registerNames.size() ? s_registerNames[index] : "@0x" + Hex(Extract(address));
 }
 
 std::string MemoryLine(const char* call, const std::string& core, std::uint64_t address, int page,
@@ -36,143 +37,36 @@ std::string MemoryLine(const char* call, const std::string& core, std::uint64_t 
 
 }  // namespace
 
-template <std::size_t position>
-void FakeHost::Reserved() {
-  std::fprintf(stderr, "reserved host function %zu was called\n", position);
-  std::abort();
+std::string Joined(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) text += line + "\n";
+  return text;
 }
 
-HostFunctionTable FakeHost::MakeTable() {
-  HostFunctionTable table{};
-  const auto self = [](HostObject* caller) -> FakeHost& { return *static_cast<Object*>(caller)->host; };
-  static_assert(std::is_empty_v<decltype(self)>);
-  using Self = decltype(self);
-
-  table.getValueOfProperty = [](HostObject* caller, const char* name) -> const char* {
-    FakeHost& host = Self{}(caller);
-    if (host.Begin(std::string("GetProperty ") + name) != nullptr) return nullptr;
-    const auto property = host.properties.find(name);
-    return property == host.properties.end() ? nullptr : property->second.c_str();
-  };
-  table.setValueOfProperty = [](HostObject* caller, const char* name, const char* value) -> const char* {
-    FakeHost& host = Self{}(caller);
-    if (const char* error = host.Begin(std::string("SetProperty ") + name + " " + value)) return error;
-    host.properties[name] = value;
-    return nullptr;
-  };
-  table.resetTarget = [](HostObject* caller, int kind) -> const char* {
-    FakeHost& host = Self{}(caller);
-    if (const char* error = host.Begin("ResetTarget " + std::to_string(kind))) return error;
-    host.RestartRom(host.bootStatusAfterPinReset);
-    return nullptr;
-  };
-  table.readMemory = [](HostObject* caller, void* elements, std::size_t count, Debugger::Address address,
-                        int page, std::size_t size) {
-    return Self{}(caller).ReadMemory(elements, count, Extract(address), page, size);
-  };
-  table.writeMemory = [](HostObject* caller, const void* elements, std::size_t count,
-                         Debugger::Address address, int page, std::size_t size) {
-    return Self{}(caller).WriteMemory(elements, count, Extract(address), page, size);
-  };
-  table.lookupReg = [](HostObject* caller, const char* name, Debugger::Address* address) -> const char* {
-    FakeHost& host = Self{}(caller);
-    if (const char* error = host.Begin(std::string("LookupReg ") + name)) return error;
-    const auto found = std::find(s_registerNames.begin(), s_registerNames.end(), std::string(name));
-    if (found == s_registerNames.end()) return host.Refuse(std::string("no register ") + name);
-    *address =
-        Debugger::Address(kFirstRegister + 4ULL * static_cast<unsigned>(found - s_registerNames.begin()));
-    return nullptr;
-  };
-  table.readReg = [](HostObject* caller, Debugger::Address address, unsigned long long* value) {
-    return Self{}(caller).ReadRegister(address, value);
-  };
-  table.writeReg = [](HostObject* caller, Debugger::Address address, unsigned long long value) {
-    return Self{}(caller).WriteRegister(address, value);
-  };
-  table.reportError = [](HostObject* caller, const char* message) {
-    return Self{}(caller).Begin(std::string("ReportError ") + message);
-  };
-  table.reportInfo = [](HostObject* caller, const char* message) {
-    return Self{}(caller).Begin(std::string("ReportInfo ") + message);
-  };
-  table.sleep = [](HostObject* caller, unsigned milliseconds) {
-    return Self{}(caller).Begin("Sleep " + std::to_string(milliseconds));
-  };
-  table.setCore = [](HostObject* caller, const char* name) {
-    return Self{}(caller).SelectCore("SetCore ", name, {"Cortex"});
-  };
-  table.setCoreById = [](HostObject* caller, const char* id) {
-    return Self{}(caller).SelectCore("SetCoreById ", id, {"CS_DAP_0", "SEC_AP"});
-  };
-  table.connect = [](HostObject* caller, bool option) -> const char* {
-    FakeHost& host = Self{}(caller);
-    if (const char* error = host.Begin(option ? "Connect true" : "Connect false")) return error;
-    host.connectedCores.insert(host.currentCore);
-    return nullptr;
-  };
-  table.reConnect = [](HostObject* caller) -> const char* {
-    FakeHost& host = Self{}(caller);
-    if (const char* error = host.Begin("ReConnect")) return error;
-    host.connectedCores.insert(host.currentCore);
-    return nullptr;
-  };
-  table.disconnect = [](HostObject* caller, bool option) -> const char* {
-    FakeHost& host = Self{}(caller);
-    if (const char* error = host.Begin(option ? "Disconnect true" : "Disconnect false")) return error;
-    host.connectedCores.erase(host.currentCore);
-    return nullptr;
-  };
-  table.isConnected = [](HostObject* caller, bool* connected) -> const char* {
-    FakeHost& host = Self{}(caller);
-    if (const char* error = host.Begin("IsConnected")) return error;
-    *connected = host.connectedCores.count(host.currentCore) != 0;
-    return nullptr;
-  };
-
-  const auto reserve = [](auto& slots, auto... functions) {
-    const HostFunctionTable::Reserved all[] = {functions...};
-    std::copy(std::begin(all), std::end(all), slots);
-  };
-  reserve(table.reserved2to6, &Reserved<2>, &Reserved<3>, &Reserved<4>, &Reserved<5>, &Reserved<6>);
-  reserve(table.reserved8to9, &Reserved<8>, &Reserved<9>);
-  reserve(table.reserved15to18, &Reserved<15>, &Reserved<16>, &Reserved<17>, &Reserved<18>);
-  table.reserved21 = &Reserved<21>;
-  reserve(table.reserved23to26, &Reserved<23>, &Reserved<24>, &Reserved<25>, &Reserved<26>);
-  reserve(table.reserved28to32, &Reserved<28>, &Reserved<29>, &Reserved<30>, &Reserved<31>, &Reserved<32>);
-  table.reserved35 = &Reserved<35>;
-  return table;
+// A complete description of the smallest chip, each setting at a value that does nothing unusual.
+FakeHost::FakeHost() {
+  Set("SectorSize=0x800; CcfgBase=0x4E020000; CcfgSize=0x800; CcfgUserRecordSize=0x80; ScfgBase=0x4E040000");
+  Set("ScfgSize=0x400; OtpBase=0x4E020800; OtpSize=0x100");
+  Set("DeviceInfoRevisionTranslation=0x1BB77:1.0:A:0x0BB98:1.0:B:0x1BB98:2.0:E:0x0BBC5:1.0:A:0x0BBCC:1.0:A");
+  Set("DeviceInfoFlashSizeTranslation=*:*:*:0x80000; DeviceInfoRAMSizeTranslation=*:*:*:0x9000");
+  Set("FlashEraseSetting=Chip Erase; ImageVerificationSetting=0; FlashPageToggle=0; FlashPages=");
+  Set("FlashPagesFilledWith=0; FlashPagesFilledWithValue=0xFF");
+  Set("PermissionsSetting=1; CcfgPermissions=; ScfgPermissions=");
+  Set("CcfgCrcFields=ccfg.bootCfg.crc32,ccfg.crc32,ccfg.userRecord.crc32,ccfg.debugCfg.crc32");
+  Set("ccfg.bootCfg.crc32Info=0x0:0xC; ccfg.crc32Info=0x10:0x6EC; ccfg.userRecord.crc32Info=0x700:0x7C");
+  Set("ccfg.debugCfg.crc32Info=0x7D0:0x2C; CcfgOverwriteAuthorizationFieldsToggle=0");
+  Set("CcfgOverwriteAuthorizationFieldsTypeChoicelist=Debug always allowed");
+  Set("CcfgOverwriteAuthorizationFieldsPasswordId=; CcfgOverwriteAuthorizationFieldsPasswordHash=");
+  Set("ScfgCrcFields=scfg.crc32; scfg.crc32Info=0x0:0xE4; scfg2.crc32Info=0x4:0xDC");
+  Set("DebugPasswordFormatList=Text; DebugPassword=open sesame; DebugPasswordHex=0A1");
 }
 
-FakeHost::FakeHost()
-    : properties{{"SectorSize", "0x800"},
-                 {"CcfgBase", "0x4E020000"},
-                 {"CcfgSize", "0x800"},
-                 {"CcfgUserRecordSize", "0x80"},
-                 {"ccfg.userRecord.crc32Info", "0x700:0x7C"},
-                 {"ScfgBase", "0x4E040000"},
-                 {"ScfgSize", "0x400"},
-                 {"OtpBase", "0x4E020800"},
-                 {"OtpSize", "0x100"},
-                 {"FlashEraseSetting", "Chip Erase"},
-                 {"DeviceInfoRevisionTranslation", "0x0BB77:1.0:A:0x1BB77:2.0:B"},
-                 {"DeviceInfoFlashSizeTranslation", "*:*:*:0x80000"},
-                 {"DeviceInfoRAMSizeTranslation", "*:*:*:0x9000"}},
-      registers{{"CFGAP_DEVICEID", 0x1BB7702F}, {"CFGAP_PARTID", 0x80010203}} {
-  static const HostFunctionTable table = MakeTable();
-  object.table = &table;
-  object.host = this;
-}
-
-void FakeHost::ScriptRegister(const std::string& name, std::deque<std::uint64_t> values) {
-  registerScripts[name] = std::move(values);
-}
-
-void FakeHost::ReplyOnce(std::uint8_t id, SaciReply reply) {
-  queuedReplies[id].push_back(std::move(reply));
-}
-
-void FakeHost::ReplyAlways(std::uint8_t id, SaciReply reply) {
-  standingReplies[id] = std::move(reply);
+void FakeHost::Set(const std::string& settings) {
+  std::istringstream stream(settings);
+  for (std::string setting; std::getline(stream >> std::ws, setting, ';');) {
+    const std::size_t mark = setting.find('=');
+    properties[setting.substr(0, mark)] = setting.substr(mark + 1);
+  }
 }
 
 void FakeHost::FailCall(unsigned nth, std::string text) {
@@ -186,25 +80,34 @@ void FakeHost::FailNext(std::string prefix, std::string text) {
 
 void FakeHost::ForgetCalls() {
   calls.clear();
+  events.clear();
   // A command that is still under way stays, so that the rest of it finds its place.
-  if (commandOpen || streaming)
-    commands.erase(commands.begin(), commands.end() - 1);
-  else
-    commands.clear();
+  commands.erase(commands.begin(), commands.end() - (commandOpen || streaming ? 1 : 0));
 }
 
-const char* FakeHost::Refuse(const std::string& text) {
-  return texts.emplace_back(text).c_str();
+std::vector<std::string> FakeHost::Plot(const std::vector<std::string>& prefixes) const {
+  std::vector<std::string> plot;
+  std::copy_if(events.begin(), events.end(), std::back_inserter(plot), [&](const std::string& event) {
+    return std::any_of(prefixes.begin(), prefixes.end(),
+                       [&](const std::string& prefix) { return event.starts_with(prefix); });
+  });
+  return plot;
 }
 
-const char* FakeHost::Begin(const std::string& line) {
-  calls.push_back(line);
+Bytes FakeHost::CommandIds() const {
+  Bytes ids;
+  for (const SaciCommand& command : commands) ids.push_back(command.Id());
+  return ids;
+}
+
+const char* FakeHost::Begin(const std::string& call) {
+  calls.push_back(call);
   if (failAfter != 0 && --failAfter == 0) {
     faultInjected = true;
     return Refuse(failText);
   }
   const auto prefix = std::find_if(failPrefixes.begin(), failPrefixes.end(),
-                                   [&](const auto& entry) { return line.starts_with(entry.first); });
+                                   [&](const auto& entry) { return call.starts_with(entry.first); });
   if (prefix == failPrefixes.end()) return nullptr;
   faultInjected = true;
   const char* error = Refuse(prefix->second);
@@ -212,42 +115,98 @@ const char* FakeHost::Begin(const std::string& line) {
   return error;
 }
 
+const char* FakeHost::Event(const std::string& callPrefix, const std::string& event) {
+  events.push_back(event);
+  return Begin(callPrefix + event);
+}
+
+const char* FakeHost::RefuseAsBreach(const std::string& text) {
+  ADD_FAILURE() << text;
+  return Refuse(text);
+}
+
+const char* FakeHost::GetProperty(const char* name) {
+  if (Begin(std::string("GetProperty ") + name) != nullptr) return nullptr;
+  const auto property = properties.find(name);
+  return property == properties.end() ? nullptr : property->second.c_str();
+}
+
+const char* FakeHost::SetProperty(const char* name, const char* value) {
+  const std::string call = std::string("SetProperty ") + name + " " + value;
+  if (!call.starts_with("SetProperty DeviceInfo")) events.push_back(call);
+  if (call.starts_with("SetProperty DeviceInfoRevision")) events.emplace_back("identify");
+  if (const char* error = Begin(call)) return error;
+  properties[name] = value;
+  return nullptr;
+}
+
+const char* FakeHost::ResetTarget(int kind) {
+  if (const char* error = Event("", "ResetTarget " + std::to_string(kind))) return error;
+  RestartRom(bootStatusAfterPinReset);
+  return nullptr;
+}
+
+const char* FakeHost::LookupReg(const char* name, Debugger::Address* address) {
+  if (const char* error = Begin(std::string("LookupReg ") + name)) return error;
+  const auto found = std::find(s_registerNames.begin(), s_registerNames.end(), std::string(name));
+  if (found == s_registerNames.end()) return Refuse(std::string("no register ") + name);
+  *address =
+      Debugger::Address(kFirstRegister + 4ULL * static_cast<unsigned>(found - s_registerNames.begin()));
+  return nullptr;
+}
+
 const char* FakeHost::SelectCore(const char* call, const std::string& name,
                                  const std::set<std::string>& known) {
   if (const char* error = Begin(call + name)) return error;
-  if (known.count(name) == 0) {
-    ADD_FAILURE() << call << name << ": there is no such core";
-    return Refuse("no such core");
-  }
+  if (known.count(name) == 0) return RefuseAsBreach(call + name + ": there is no such core");
   currentCore = name;
   return nullptr;
 }
 
-const char* FakeHost::ReadRegister(Debugger::Address address, unsigned long long* value) {
-  const std::string name = RegisterName(Extract(address));
-  if (const char* error = Begin("ReadReg " + name)) return error;
-  if (currentCore != "CS_DAP_0" || connectedCores.count(currentCore) == 0) {
-    ADD_FAILURE() << "ReadReg " << name << " through " << currentCore;
-    return Refuse("no register access");
-  }
-  *value = RegisterValue(name);
+// The connection of SEC_AP is part of a transfer.
+const char* FakeHost::ConnectCurrent(const std::string& call) {
+  if (currentCore != "SEC_AP") events.push_back(currentCore + " " + call);
+  if (const char* error = Begin(call)) return error;
+  connectedCores.insert(currentCore);
   return nullptr;
 }
 
-const char* FakeHost::WriteRegister(Debugger::Address address, unsigned long long value) {
-  const std::string name = RegisterName(Extract(address));
-  if (const char* error = Begin("WriteReg " + name + " 0x" + Hex(value))) return error;
-  if (currentCore != "CS_DAP_0" || connectedCores.count(currentCore) == 0) {
-    ADD_FAILURE() << "WriteReg " << name << " through " << currentCore;
-    return Refuse("no register access");
-  }
-  if (name == "SECAP_TXCTL") {
-    EXPECT_TRUE(value == 0 || value == 2) << "SECAP_TXCTL is written as a whole: start flag or nothing";
+const char* FakeHost::Disconnect(bool option) {
+  const std::string call = option ? "Disconnect true" : "Disconnect false";
+  events.push_back(currentCore + " " + call);
+  if (const char* error = Begin(call)) return error;
+  connectedCores.erase(currentCore);
+  return nullptr;
+}
+
+const char* FakeHost::IsConnected(bool* connected) {
+  if (const char* error = Begin("IsConnected")) return error;
+  *connected = connectedCores.count(currentCore) != 0;
+  return nullptr;
+}
+
+const char* FakeHost::ReadReg(Debugger::Address address, unsigned long long* value) {
+  const std::string call = "ReadReg " + RegisterName(address);
+  if (const char* error = Begin(call)) return error;
+  if (currentCore != "CS_DAP_0" || connectedCores.count(currentCore) == 0)
+    return RefuseAsBreach(call + " through " + currentCore);
+  *value = RegisterValue(RegisterName(address));
+  return nullptr;
+}
+
+const char* FakeHost::WriteReg(Debugger::Address address, unsigned long long value) {
+  const std::string name = RegisterName(address);
+  const std::string call = "WriteReg " + name + " 0x" + Hex(value);
+  if (name == "SECAP_RSTCTL") events.push_back(currentCore + " reset request 0x" + Hex(value));
+  if (const char* error = Begin(call)) return error;
+  if (currentCore != "CS_DAP_0" || connectedCores.count(currentCore) == 0)
+    return RefuseAsBreach(call + " through " + currentCore);
+  if (name == "SECAP_TXCTL" && (value == 0 || value == 2)) {
     txFlags = static_cast<std::uint32_t>(value);
   } else if (name == "SECAP_RSTCTL" && value == 0x5C) {
     RestartRom(bootStatusAfterResetRequest);
   } else {
-    ADD_FAILURE() << "WriteReg " << name << " 0x" << Hex(value) << " does nothing";
+    ADD_FAILURE() << call << " does nothing";
   }
   return nullptr;
 }
@@ -271,15 +230,14 @@ std::uint64_t FakeHost::RegisterValue(const std::string& name) {
   return constant == registers.end() ? 0 : constant->second;
 }
 
-const char* FakeHost::ReadMemory(void* elements, std::size_t count, std::uint64_t address, int page,
+const char* FakeHost::ReadMemory(void* elements, std::size_t count, Debugger::Address where, int page,
                                  std::size_t size) {
+  const std::uint64_t address = Extract(where);
   const std::string line = MemoryLine("ReadMemory", currentCore, address, page, size, count);
+  if (currentCore != "SEC_AP") events.push_back(line);
   if (const char* error = Begin(line)) return error;
   EXPECT_NE(count, 0U) << line << ": an empty transfer is no transfer";
-  if (connectedCores.count(currentCore) == 0) {
-    ADD_FAILURE() << line << " while not connected";
-    return Refuse("not connected");
-  }
+  if (connectedCores.count(currentCore) == 0) return RefuseAsBreach(line + " while not connected");
   if (currentCore != "SEC_AP") {
     auto* bytes = static_cast<std::uint8_t*>(elements);
     for (std::size_t i = 0; i < count * size; ++i) {
@@ -293,10 +251,8 @@ const char* FakeHost::ReadMemory(void* elements, std::size_t count, std::uint64_
   }
 
   EXPECT_TRUE(address == 0 && page == 1 && size == 4) << line;
-  if (responses.empty() || !responses.front().seenReady || responses.front().words.size() < count) {
-    ADD_FAILURE() << line << ": the response is not ready or not that long";
-    return Refuse("no data on the port");
-  }
+  if (responses.empty() || !responses.front().seenReady || responses.front().words.size() < count)
+    return RefuseAsBreach(line + ": the response is not ready or not that long");
   Response& response = responses.front();
   for (std::size_t i = 0; i < count; ++i) {
     std::memcpy(static_cast<std::uint8_t*>(elements) + 4 * i, &response.words.front(), 4);
@@ -306,8 +262,9 @@ const char* FakeHost::ReadMemory(void* elements, std::size_t count, std::uint64_
   return nullptr;
 }
 
-const char* FakeHost::WriteMemory(const void* elements, std::size_t count, std::uint64_t address, int page,
+const char* FakeHost::WriteMemory(const void* elements, std::size_t count, Debugger::Address where, int page,
                                   std::size_t size) {
+  const std::uint64_t address = Extract(where);
   const std::string line = MemoryLine("WriteMemory", currentCore, address, page, size, count);
   const auto* bytes = static_cast<const std::uint8_t*>(elements);
   std::string shown = line + ":";
@@ -317,12 +274,10 @@ const char* FakeHost::WriteMemory(const void* elements, std::size_t count, std::
     shown += " " + Hex(element, static_cast<int>(2 * size));
   }
   if (count > kElementsShown) shown += " ...";
+  if (currentCore != "SEC_AP") events.push_back(shown);
   if (const char* error = Begin(shown)) return error;
   EXPECT_NE(count, 0U) << line << ": an empty transfer is no transfer";
-  if (connectedCores.count(currentCore) == 0) {
-    ADD_FAILURE() << line << " while not connected";
-    return Refuse("not connected");
-  }
+  if (connectedCores.count(currentCore) == 0) return RefuseAsBreach(line + " while not connected");
   if (currentCore != "SEC_AP") {
     for (std::size_t i = 0; i < count * size; ++i) memory[address + i] = bytes[i];
     return nullptr;

@@ -1,16 +1,15 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "IFlashProgrammerUtility2.h"
+#include "ForwardingHost.h"
 
 using Words = std::vector<std::uint32_t>;
 using Bytes = std::vector<std::uint8_t>;
@@ -25,7 +24,6 @@ struct SaciReply {
   Words data{};
   std::optional<std::uint8_t> id{};        // echoed instead of the right command id
   std::optional<std::uint8_t> sequence{};  // echoed instead of the right sequence number
-  std::optional<std::uint8_t> count{};     // claimed instead of data.size()
   unsigned latePolls = 0;                  // reads of SECAP_RXCTL that show no data yet
   bool silent = false;                     // no response at all
   // Only for id 33: come after this many streamed pieces (0: after the command), announced by RX bit 3,
@@ -47,21 +45,20 @@ struct SaciCommand {
 // SEC-AP a ROM that answers SACI commands from a script. It records every call of the function table as one
 // line and is strict: a register is reached only while CS_DAP_0 is current and connected, the SACI data word
 // only while SEC_AP is, commands have exactly their size and their start flag, responses are read once they
-// are ready and no further than they go. A breach fails the running test. A reserved table position stops the
-// process.
-class FakeHost {
+// are ready and no further than they go. A breach fails the running test.
+class FakeHost : public ForwardingHost {
  public:
   FakeHost();
-  FakeHost(const FakeHost&) = delete;
-  FakeHost& operator=(const FakeHost&) = delete;
 
-  [[nodiscard]] IFlashProgrammerUtility2 Utility() { return IFlashProgrammerUtility2(&object); }
+  // "Name=Value; Name=Value"
+  void Set(const std::string& settings);
 
   // What the host knows and the chip is; tests change these freely.
   std::map<std::string, std::string> properties;
   std::string currentCore = "Cortex";
   std::set<std::string> connectedCores = {"CS_DAP_0"};
-  std::map<std::string, std::uint64_t> registers;   // "CFGAP_DEVICEID", "CFGAP_PARTID"
+  std::map<std::string, std::uint64_t> registers = {{"CFGAP_DEVICEID", 0x1BB7702F},
+                                                    {"CFGAP_PARTID", 0x80010203}};
   std::map<std::uint64_t, std::uint8_t> memory;     // of every core but SEC_AP; absent bytes read as 0
   std::map<std::uint64_t, std::uint8_t> readFlips;  // bits that read back inverted, by address
 
@@ -71,26 +68,21 @@ class FakeHost {
   bool ahbApEnabled = true;
   std::uint8_t bootStatusAfterPinReset = 0x20;
   std::uint8_t bootStatusAfterResetRequest = 0x20;
-  std::uint8_t bootStatusAfterHalt = 0x81;
-  std::uint8_t bootStatusAfterRun = 0x90;
-  std::function<void(const SaciCommand&)> onCommand = [](const SaciCommand&) {};  // whole, not yet answered
 
   // The sizes the ROM expects fixed-size commands to have, bytes.
-  std::uint32_t mainSectorSize = 2048;
-  std::uint32_t ccfgSize = 2048;
-  std::uint32_t ccfgUserRecordSize = 128;
-  std::uint32_t scfgSize = 1024;
+  std::uint32_t mainSectorSize = 2048, ccfgSize = 2048, ccfgUserRecordSize = 128, scfgSize = 1024;
 
-  unsigned txFullPolls = 0;  // reads of SECAP_TXCTL that still show the data word full
-  // Reads of SECAP_RXCTL with CMD_WORKING after each transfer of an id 33 exchange.
-  unsigned workingPolls = 0;
+  unsigned txFullPolls = 0;   // reads of SECAP_TXCTL that still show the data word full
+  unsigned workingPolls = 0;  // reads of SECAP_RXCTL with CMD_WORKING, after each transfer of an id 33
 
   // Values for the next reads of a register; the last one stays.
-  void ScriptRegister(const std::string& name, std::deque<std::uint64_t> values);
+  void ScriptRegister(const std::string& name, std::deque<std::uint64_t> values) {
+    registerScripts[name] = std::move(values);
+  }
   // The reply to the next command with this id, after those queued before; for id 15 to the next chunk.
-  void ReplyOnce(std::uint8_t id, SaciReply reply);
+  void ReplyOnce(std::uint8_t id, SaciReply reply) { queuedReplies[id].push_back(std::move(reply)); }
   // The reply to every command with this id for which none is queued.
-  void ReplyAlways(std::uint8_t id, SaciReply reply);
+  void ReplyAlways(std::uint8_t id, SaciReply reply) { standingReplies[id] = std::move(reply); }
   // The nth call from now (counted from 1, property look-ups included) fails with `text` and does nothing; a
   // property look-up finds no property instead.
   void FailCall(unsigned nth, std::string text = "probe unplugged");
@@ -99,47 +91,67 @@ class FakeHost {
 
   std::vector<std::string> calls;     // one line a call
   std::vector<SaciCommand> commands;  // in order of arrival
-  // Empties both; what the host and the chip are stays.
-  void ForgetCalls();
-
-  // What the device did since the calls were forgotten, one line an event with the core that it went to:
+  // What the calls amount to, one line an event, with the core that it went to:
   //   "SACI <id>/<specific> <words after the header, or their number when more than five>", "stream <words>",
   //   "identify" (device information was read and published), "Info ...", "Error ...",
   //   "SetProperty ...", "Sleep ...", "ResetTarget 0", "CS_DAP_0 Connect false", "CS_DAP_0 reset request",
   //   "WriteMemory <core> ..." and "ReadMemory <core> ...".
   // What a word transfer does by itself (its flags, its polls, its core) is left out.
-  [[nodiscard]] std::vector<std::string> Plot() const;
-  // The lines of Plot() that begin with one of the prefixes.
+  std::vector<std::string> events;
+  // Empties all three; what the host and the chip are stays.
+  void ForgetCalls();
+
+  // The events that begin with one of the prefixes.
   [[nodiscard]] std::vector<std::string> Plot(const std::vector<std::string>& prefixes) const;
-  [[nodiscard]] std::vector<std::uint8_t> CommandIds() const;
+  [[nodiscard]] Bytes CommandIds() const;
 
  private:
-  struct Object : HostObject {
-    FakeHost* host;
-  };
+  const char* GetProperty(const char* name) override;
+  const char* SetProperty(const char* name, const char* value) override;
+  const char* ResetTarget(int kind) override;
+  const char* ReadMemory(void* elements, std::size_t count, Debugger::Address address, int page,
+                         std::size_t size) override;
+  const char* WriteMemory(const void* elements, std::size_t count, Debugger::Address address, int page,
+                          std::size_t size) override;
+  const char* LookupReg(const char* name, Debugger::Address* address) override;
+  const char* ReadReg(Debugger::Address address, unsigned long long* value) override;
+  const char* WriteReg(Debugger::Address address, unsigned long long value) override;
+  const char* ReportError(const char* message) override {
+    return Event("Report", std::string("Error ") + message);
+  }
+  const char* ReportInfo(const char* message) override {
+    return Event("Report", std::string("Info ") + message);
+  }
+  const char* Sleep(unsigned milliseconds) override {
+    return Event("", "Sleep " + std::to_string(milliseconds));
+  }
+  const char* SetCore(const char* name) override { return SelectCore("SetCore ", name, {"Cortex"}); }
+  const char* SetCoreById(const char* id) override {
+    return SelectCore("SetCoreById ", id, {"CS_DAP_0", "SEC_AP"});
+  }
+  const char* Disconnect(bool option) override;
+  const char* IsConnected(bool* connected) override;
+  const char* Connect(bool option) override {
+    return ConnectCurrent(option ? "Connect true" : "Connect false");
+  }
+  const char* ReConnect() override { return ConnectCurrent("ReConnect"); }
+
+  // Records the call; a text when it is to fail.
+  const char* Begin(const std::string& call);
+  const char* Event(const std::string& callPrefix, const std::string& event);
+  const char* Refuse(const std::string& text) { return texts.emplace_back(text).c_str(); }
+  const char* RefuseAsBreach(const std::string& text);
+  const char* ConnectCurrent(const std::string& call);
+  const char* SelectCore(const char* call, const std::string& name, const std::set<std::string>& known);
+  [[nodiscard]] std::uint64_t RegisterValue(const std::string& name);
+
+  // The ROM's side (FakeHostRom.cpp).
   struct Response {
     std::deque<std::uint32_t> words;
     unsigned latePolls = 0;
     bool early = false;
     bool seenReady = false;
   };
-
-  static HostFunctionTable MakeTable();
-  template <std::size_t position>
-  static void Reserved();
-
-  // Records the call; a text when it is to fail.
-  const char* Begin(const std::string& line);
-  const char* Refuse(const std::string& text);
-  const char* ReadRegister(Debugger::Address address, unsigned long long* value);
-  const char* WriteRegister(Debugger::Address address, unsigned long long value);
-  const char* ReadMemory(void* elements, std::size_t count, std::uint64_t address, int page,
-                         std::size_t size);
-  const char* WriteMemory(const void* elements, std::size_t count, std::uint64_t address, int page,
-                          std::size_t size);
-  const char* SelectCore(const char* call, const std::string& name, const std::set<std::string>& known);
-
-  [[nodiscard]] std::uint64_t RegisterValue(const std::string& name);
   [[nodiscard]] std::uint32_t RxFlags();
   [[nodiscard]] std::size_t ExpectedWords(const SaciCommand& command) const;
   SaciReply TakeReply(std::uint8_t id);
@@ -149,12 +161,10 @@ class FakeHost {
   void QueueResponse(const SaciReply& reply, std::uint8_t id, std::uint8_t sequence);
   void RestartRom(std::uint8_t newBootStatus);
 
-  Object object{};
   std::deque<std::string> texts;  // handed out; a deque keeps them in place
   std::map<std::string, std::deque<std::uint64_t>> registerScripts;
   std::map<std::uint8_t, std::deque<SaciReply>> queuedReplies;
   std::map<std::uint8_t, SaciReply> standingReplies;
-
   unsigned failAfter = 0;
   std::string failText;
   std::map<std::string, std::string> failPrefixes;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <utility>
 
 #include "FakeHost.h"
@@ -15,8 +16,21 @@ constexpr std::uint8_t kIdPipelined = 15;
 constexpr std::uint8_t kIdHsmFirmware = 33;
 
 bool IsKeyed(std::uint8_t id) {
-  static const std::set<std::uint8_t> keyed = {9, 28, 12, 13, 14, 15, 25, 26};
-  return keyed.count(id) != 0;
+  return id == 9 || (id >= 12 && id <= 15) || id == 25 || id == 26 || id == 28;
+}
+
+constexpr std::size_t kWordsTold = 6;  // header included
+
+std::string Told(const SaciCommand& command) {
+  char text[24];
+  std::snprintf(text, sizeof text, "SACI %u/%04X", unsigned{command.Id()}, unsigned{command.Specific()});
+  std::string line = text;
+  if (command.words.size() > kWordsTold) return line + " " + std::to_string(command.words.size()) + " words";
+  for (std::size_t i = 1; i < command.words.size(); ++i) {
+    std::snprintf(text, sizeof text, " %08X", command.words[i]);
+    line += text;
+  }
+  return line;
 }
 
 }  // namespace
@@ -85,7 +99,7 @@ void FakeHost::ReceiveWords(const Words& words) {
 void FakeHost::CompleteCommand() {
   commandOpen = false;
   const SaciCommand command = commands.back();
-  onCommand(command);
+  events.push_back(Told(command));
   const std::uint8_t id = command.Id();
   streaming = id == kIdPipelined || id == kIdHsmFirmware;
   wordsStreamed = 0;
@@ -100,14 +114,18 @@ void FakeHost::CompleteCommand() {
   if (IsKeyed(id) && command.words[1] != kKey) reply = {.result = 131};
   QueueResponse(reply, id, command.Sequence());
   if (reply.result != 0) return;
-  if (id == 7) bootStatus = bootStatusAfterHalt;
-  if (id == 21) bootStatus = bootStatusAfterRun;
+  if (id == 6) ahbApEnabled = true;
+  if (id == 7) bootStatus = 0x81;
+  if (id == 21) bootStatus = 0x90;
 }
 
 void FakeHost::ReceiveStream(const Words& words) {
   SaciCommand& command = commands.back();
   const std::uint8_t id = command.Id();
-  if (!words.empty()) command.streamed.push_back(words);
+  if (!words.empty()) {
+    command.streamed.push_back(words);
+    events.push_back("stream " + std::to_string(words.size()));
+  }
   wordsStreamed += words.size();
   if (id == kIdPipelined) {
     const std::size_t chunk = command.streamed.size() - 1;
@@ -140,11 +158,10 @@ void FakeHost::QueueResponse(const SaciReply& reply, std::uint8_t id, std::uint8
   Response response;
   response.latePolls = reply.latePolls;
   response.early = reply.earlyAfterPieces.has_value();
-  const auto count = reply.count.value_or(static_cast<std::uint8_t>(reply.data.size()));
   response.words.push_back(static_cast<std::uint32_t>(reply.id.value_or(id)) |
                            static_cast<std::uint32_t>(reply.sequence.value_or(sequence)) << 8 |
                            static_cast<std::uint32_t>(reply.result) << 16 |
-                           static_cast<std::uint32_t>(count) << 24);
+                           static_cast<std::uint32_t>(reply.data.size()) << 24);
   response.words.insert(response.words.end(), reply.data.begin(), reply.data.end());
   responses.push_back(std::move(response));
 }

@@ -6,13 +6,9 @@
 #include <cstdlib>
 #include <cstring>
 
-const char* PluginPath() {
-  return TOVIK_PLUGIN_PATH;
-}
-
 CreateFlashDevice4Function PluginEntry() {
   static const CreateFlashDevice4Function entry = [] {
-    void* library = dlopen(PluginPath(), RTLD_NOW | RTLD_LOCAL);
+    void* library = dlopen(TOVIK_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
     void* symbol = library == nullptr ? nullptr : dlsym(library, "CreateFlashDevice4");
     if (symbol == nullptr) {
       std::fprintf(stderr, "%s\n", dlerror());

@@ -10,9 +10,6 @@ using CreateFlashDevice4Function = decltype(&CreateFlashDevice4);
 // The exported entry of the built library, loaded once for the process.
 CreateFlashDevice4Function PluginEntry();
 
-// The file it was loaded from.
-const char* PluginPath();
-
 // An error text for comparison: "ok" for success (null).
 std::string Outcome(const char* error);
 
