@@ -133,7 +133,7 @@ void HostServices::Read(HostCall& call, void* elements, std::size_t count, Debug
     probe.PopWords(words);
     std::memcpy(elements, words.data(), size);
   } else {
-    probe.ReadMemory(To32(address), {static_cast<std::uint8_t*>(elements), size});
+    probe.ReadMemory(To32(address), {static_cast<std::uint8_t*>(elements), size}, elementSize);
   }
   call.data = {static_cast<const std::uint8_t*>(elements), size};
 }
@@ -149,7 +149,7 @@ void HostServices::Write(HostCall& call, const void* elements, std::size_t count
     std::memcpy(words.data(), elements, size);
     probe.PushWords(words);
   } else {
-    probe.WriteMemory(To32(address), call.data);
+    probe.WriteMemory(To32(address), call.data, elementSize);
   }
   bytesWritten += size;
   if (onBytesWritten) onBytesWritten(size);

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "host/probe/Traffic.h"
+
 namespace host {
 
 class ChipView;
@@ -25,7 +27,8 @@ class DebugProbe {
  public:
   virtual ~DebugProbe() = default;
 
-  // Brings up (or takes down) the connection to one core; connecting twice renews the connection.
+  // Brings up (or takes down) the connection to one core; connecting twice renews the connection. Those to
+  // the other cores end with the debug port's, and are made anew after it has been renewed.
   virtual void Connect(Core core) = 0;
   virtual void Disconnect(Core core) = 0;
   // Pulls the target's reset pin; needs no connected core.
@@ -40,16 +43,21 @@ class DebugProbe {
   virtual void PushWords(std::span<const std::uint32_t> words) = 0;
   virtual void PopWords(std::span<std::uint32_t> words) = 0;
 
-  // Target memory through the AHB access port, one transfer for the whole range.
-  virtual void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes) = 0;
-  virtual void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes) = 0;
+  // Target memory through the AHB access port, one transfer for the whole range, which is a whole number of
+  // elements of `elementSize` (1, 2 or 4) bytes: the width of an access on the target's bus.
+  virtual void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes,
+                           std::size_t elementSize) = 0;
+  virtual void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t elementSize) = 0;
 
   virtual void Sleep(std::uint32_t milliseconds) = 0;
   // Time since the probe was opened, in nanoseconds of the probe's own clock: modelled time where the target
   // is simulated.
   [[nodiscard]] virtual std::uint64_t ElapsedNs() const = 0;
+  [[nodiscard]] virtual Traffic Counted() const { return {}; }
   // How often the probe was waited for.
-  [[nodiscard]] virtual std::uint64_t RoundTrips() const = 0;
+  [[nodiscard]] std::uint64_t RoundTrips() const { return Counted().roundTrips; }
+  // Fails the present operation and every further one with "cancelled". From any thread, or a signal handler.
+  virtual void Cancel() noexcept {}
   // Null for a real target.
   [[nodiscard]] virtual ChipView* View() { return nullptr; }
 };

@@ -42,10 +42,10 @@ class FakeProbe : public DebugProbe {
     Note(fmt::format("pop {}", words.size()));
     for (std::size_t i = 0; i < words.size(); ++i) words[i] = wordsToPop.at(i);
   }
-  void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes) override {
+  void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes, std::size_t) override {
     Note(fmt::format("write memory {:x}: {:02x}", address, fmt::join(bytes, " ")));
   }
-  void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes) override {
+  void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t) override {
     Note(fmt::format("read memory {:x}: {}", address, bytes.size()));
     for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(address + i);
   }
