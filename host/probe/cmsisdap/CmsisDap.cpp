@@ -337,18 +337,20 @@ std::optional<ApAccess::Fetched> CmsisDap::WriteApBlockAndFetch(ApRegister to,
   return fetched;
 }
 
+// The packet that is not full goes first: the sooner it is answered, the sooner the next one is on its way.
 void CmsisDap::SendBlock(ApRegister to, std::span<const std::uint32_t> words) {
   SelectNow(to);
   const std::size_t fits = (identity.packetSize - kBlockWriteHeader) / kWord;
-  for (std::size_t at = 0; at < words.size(); at += fits) {
-    const auto part = words.subspan(at, std::min(fits, words.size() - at));
+  for (std::size_t count = words.size() % fits; !words.empty(); count = fits) {
+    if (count == 0) continue;
     PacketWriter packet(DapCommand::TransferBlock);
-    packet.Byte(0).Half(static_cast<std::uint32_t>(part.size())).Byte(PortRequest(to, 0));
-    for (const std::uint32_t word : part) packet.Word(word);
-    window.Send(packet, [wanted = part.size()](AnswerReader& answer) {
+    packet.Byte(0).Half(static_cast<std::uint32_t>(count)).Byte(PortRequest(to, 0));
+    for (const std::uint32_t word : words.first(count)) packet.Word(word);
+    window.Send(packet, [count](AnswerReader& answer) {
       const std::uint16_t done = answer.Half();
-      RequireDone(done, wanted, answer.Byte());
+      RequireDone(done, count, answer.Byte());
     });
+    words = words.subspan(count);
   }
 }
 
