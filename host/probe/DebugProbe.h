@@ -55,7 +55,7 @@ class DebugProbe {
   [[nodiscard]] virtual std::uint64_t ElapsedNs() const = 0;
   [[nodiscard]] virtual Traffic Counted() const { return {}; }
   // How often the probe was waited for.
-  [[nodiscard]] std::uint64_t RoundTrips() const { return Counted().roundTrips; }
+  [[nodiscard]] virtual std::uint64_t RoundTrips() const { return Counted().roundTrips; }
   // Fails the present operation and every further one with "cancelled". From any thread, or a signal handler.
   virtual void Cancel() noexcept {}
   // Null for a real target.

@@ -3,7 +3,6 @@
 #include <memory>
 #include <optional>
 
-#include "host/device/FlashProperties.h"
 #include "host/probe/ChipView.h"
 #include "host/probe/OpenProbe.h"
 #include "simulator/Chip.h"
