@@ -26,6 +26,20 @@ std::uint32_t AddressOf(ApRegister at) {
 
 }  // namespace
 
+// A chip that has fallen silent may have lost its power, and its debug port all that it was told.
+template <typename Accesses>
+auto AdiProbe::Try(Accesses&& accesses) {
+  if (isLost) access->Connect();
+  isLost = false;
+  try {
+    return std::forward<Accesses>(accesses)();
+  } catch (const ProbeError& error) {
+    isLost = error.Which() == ProbeError::Kind::NoTarget;
+    if (isLost) Forget();
+    throw;
+  }
+}
+
 AdiProbe::AdiProbe(std::unique_ptr<ApAccess> portAccess, AccessPorts portMap, ReadAhead readAhead)
     : access(std::move(portAccess)),
       ports(std::move(portMap)),
@@ -44,13 +58,14 @@ AdiProbe::~AdiProbe() {
 void AdiProbe::Connect(Core core) {
   if (core == Core::DebugPort || !isConnected) {
     Forget();
-    isConnected = false;
+    isConnected = isLost = false;
     access->Connect();
     Sleep(kBootMs);
     isConnected = true;
   }
   if (core != Core::Cortex) return;
-  if ((access->ReadAp(Named("CFGAP_DEVICESTATUS")) & kAhbApEnabled) == 0)
+  const ApRegister status = Named("CFGAP_DEVICESTATUS");
+  if ((Try([&] { return access->ReadAp(status); }) & kAhbApEnabled) == 0)
     throw std::runtime_error("Cortex: cannot be connected, its debug port is closed");
   memory.Forget();
 }
@@ -77,25 +92,22 @@ std::uint32_t AdiProbe::ReadRegister(std::uint32_t address) {
   const ApRegister at = At(address);
   if (fetched && at == rxFlags) return ReadFlags();
   if (fetched && at == rxData) return TakeFetched();
-  return access->ReadAp(at);
+  return Try([&] { return access->ReadAp(at); });
 }
 
 void AdiProbe::WriteRegister(std::uint32_t address, std::uint32_t value) {
   const ApRegister at = At(address);
-  if (at != resetControl) {
-    access->WriteAp(at, value);
-    return;
-  }
-  Forget();
-  access->WriteAp(at, value, AfterWrite::MayBeSilent);
+  const bool isReset = at == resetControl;
+  if (isReset) Forget();
+  Try([&] { access->WriteAp(at, value, isReset ? AfterWrite::MayBeSilent : AfterWrite::Answers); });
 }
 
 void AdiProbe::PushWords(std::span<const std::uint32_t> words) {
   if (readsAhead == ReadAhead::No || fetched) {
-    access->WriteApBlock(txData, words);
+    Try([&] { access->WriteApBlock(txData, words); });
     return;
   }
-  fetched = access->WriteApBlockAndFetch(txData, words, {rxFlags, kRxDataReady, rxData});
+  fetched = Try([&] { return access->WriteApBlockAndFetch(txData, words, {rxFlags, kRxDataReady, rxData}); });
   flagsWereSeen = false;
 }
 
@@ -105,13 +117,14 @@ void AdiProbe::PopWords(std::span<std::uint32_t> words) {
     words[0] = TakeFetched();
     words = words.subspan(1);
   }
-  if (!words.empty()) access->ReadApBlock(rxData, words);
+  if (!words.empty()) Try([&] { access->ReadApBlock(rxData, words); });
 }
 
 // Seen once more, the flags are the present ones, but for what speaks of the word.
 std::uint32_t AdiProbe::ReadFlags() {
   if (!std::exchange(flagsWereSeen, true)) return fetched->flags;
-  return access->ReadAp(rxFlags) | (fetched->flags & (kRxDataReady | kHsmError));
+  const std::uint32_t ofTheWord = fetched->flags & (kRxDataReady | kHsmError);
+  return Try([&] { return access->ReadAp(rxFlags); }) | ofTheWord;
 }
 
 std::uint32_t AdiProbe::TakeFetched() {
@@ -123,11 +136,11 @@ std::uint32_t AdiProbe::TakeFetched() {
 
 void AdiProbe::WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes,
                            std::size_t elementSize) {
-  memory.Write(address, bytes, elementSize);
+  Try([&] { memory.Write(address, bytes, elementSize); });
 }
 
 void AdiProbe::ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t elementSize) {
-  memory.Read(address, bytes, elementSize);
+  Try([&] { memory.Read(address, bytes, elementSize); });
 }
 
 void AdiProbe::Sleep(std::uint32_t milliseconds) {
@@ -147,7 +160,7 @@ ApRegister AdiProbe::Named(std::string_view name) const {
 ApRegister AdiProbe::At(std::uint32_t address) const {
   for (const PortRegister& one : ports.registers)
     if (AddressOf({one.port, one.offset}) == address) return {one.port, one.offset};
-  throw std::runtime_error(fmt::format("there is no register at 0x{:08x}", address));
+  throw std::runtime_error(fmt::format("No register at address 0x{:08X}", address));
 }
 
 void AdiProbe::Forget() {

@@ -48,6 +48,9 @@ class AdiProbe : public DebugProbe {
   [[nodiscard]] ApRegister At(std::uint32_t address) const;
   std::uint32_t ReadFlags();
   std::uint32_t TakeFetched();
+  // Runs accesses. After a chip has fallen silent, the next ones begin with a new connection.
+  template <typename Accesses>
+  auto Try(Accesses&& accesses);
   // What was known of the chip holds no longer.
   void Forget();
 
@@ -58,6 +61,7 @@ class AdiProbe : public DebugProbe {
   const ApRegister txData, rxData, rxFlags, resetControl;
   MemoryPort memory;
   bool isConnected = false;
+  bool isLost = false;                       // connected, as far as the plug-in knows
   std::optional<ApAccess::Fetched> fetched;  // and not handed out yet
   bool flagsWereSeen = false;                // those that were fetched with it
 };
