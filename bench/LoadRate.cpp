@@ -8,7 +8,7 @@
 #include "host/plan/ImagePlan.h"
 #include "host/plugin/HostServices.h"
 #include "host/probe/simulated/SimulatedProbe.h"
-#include "simulator/ProbeTiming.h"
+#include "simulator/probe/ProbeSpeed.h"
 
 namespace bench {
 namespace {
@@ -47,7 +47,7 @@ double ModelledSeconds(const host::PluginLibrary& library, const std::string& pr
 
 double WireBytesPerSecond(const std::string& probeName) {
   // One 32-bit word takes 46 clocks.
-  return static_cast<double>(simulator::FindProbeTiming(probeName).value().wireHz) * 4 / 46;
+  return static_cast<double>(simulator::FindProbeSpeed(probeName).value().wireHz) * 4 / 46;
 }
 
 }  // namespace bench

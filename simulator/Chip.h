@@ -18,7 +18,7 @@
 namespace simulator {
 
 // One chip, as its debug ports show it. Accesses happen at the clock's present moment and take no time: what
-// the wire costs is the probe's affair (DebugPorts). All accesses throw std::runtime_error when the chip
+// the wire costs is the probe's affair. All accesses throw std::runtime_error when the chip
 // cannot answer: no power, or an address that the bus refuses.
 class Chip {
  public:

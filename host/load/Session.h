@@ -44,7 +44,10 @@ class Session {
 
   // Fails the plug-in's present and every further call with "cancelled". From any thread, or a signal
   // handler.
-  void Cancel() noexcept { services.Cancel(); }
+  void Cancel() noexcept {
+    services.Cancel();
+    probe->Cancel();
+  }
   [[nodiscard]] bool IsCancelled() const { return services.IsCancelled(); }
 
   // A device object of the plug-in, as the session's device.

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "host/probe/Traffic.h"
+
 namespace host {
 
 class ChipView;
@@ -51,8 +53,11 @@ class DebugProbe {
   // Time since the probe was opened, in nanoseconds of the probe's own clock: modelled time where the target
   // is simulated.
   [[nodiscard]] virtual std::uint64_t ElapsedNs() const = 0;
+  [[nodiscard]] virtual Traffic Counted() const { return {}; }
   // How often the probe was waited for.
-  [[nodiscard]] virtual std::uint64_t RoundTrips() const = 0;
+  [[nodiscard]] virtual std::uint64_t RoundTrips() const { return Counted().roundTrips; }
+  // Fails the present operation and every further one with "cancelled". From any thread, or a signal handler.
+  virtual void Cancel() noexcept {}
   // Null for a real target.
   [[nodiscard]] virtual ChipView* View() { return nullptr; }
 };

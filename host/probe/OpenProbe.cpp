@@ -26,7 +26,8 @@ std::optional<std::string_view> TimingOf(std::string_view name) {
 std::unique_ptr<DebugProbe> OpenProbe(const ProbeOptions& options, const DeviceDescription& device) {
   const std::optional<std::string_view> timing = TimingOf(options.name);
   if (!timing)
-    throw InputError(fmt::format("there is no probe \"{}\": sim, sim:hs and sim:fs are known", options.name));
+    throw InputError(
+        fmt::format("there is no probe \"{}\": sim, sim:hs, sim:fs and sim:hid are known", options.name));
   return std::make_unique<SimulatedProbe>(device, options.chip, *timing);
 }
 

@@ -1,10 +1,33 @@
 #include "TestChip.h"
 
 #include <algorithm>
+#include <stdexcept>
+#include <string_view>
 
 #include "simulator/Crc32.h"
 
 namespace simulator {
+namespace {
+
+constexpr Nanoseconds kRoundTrip = 150 * kMicrosecond;
+constexpr Nanoseconds kWord = 4600;
+constexpr Nanoseconds kConnecting = 10 * kMillisecond;  // longer than the ROM's boot
+
+}  // namespace
+
+Register RegisterNamed(std::string_view name) {
+  const struct {
+    std::string_view name;
+    Register which;
+  } registers[] = {
+      {"SECAP_TXDATA", Register::SecApTxData}, {"SECAP_TXCTL", Register::SecApTxCtl},
+      {"SECAP_RXCTL", Register::SecApRxCtl},   {"SECAP_RXDATA", Register::SecApRxData},
+      {"SECAP_RSTCTL", Register::SecApRstCtl}, {"CFGAP_DEVICESTATUS", Register::CfgApDeviceStatus},
+  };
+  for (const auto& one : registers)
+    if (one.name == name) return one.which;
+  throw std::logic_error("no register " + std::string(name));
+}
 
 ChipDescription SmallChip() {
   return {.name = "small",
@@ -77,8 +100,53 @@ Words Joined(Words head, std::span<const std::uint32_t> tail) {
   return head;
 }
 
+std::uint32_t BarePorts::Read(Register which) {
+  TakeTime(1);
+  return chip.ReadRegister(which);
+}
+
+void BarePorts::Write(Register which, std::uint32_t value) {
+  TakeTime(1);
+  chip.WriteRegister(which, value);
+}
+
+void BarePorts::WriteTxWords(std::span<const std::uint32_t> words) {
+  TakeTime(0);
+  for (const std::uint32_t word : words) {
+    chip.Clock().Advance(kWord);
+    chip.WriteRegister(Register::SecApTxData, word);
+  }
+}
+
+void BarePorts::ReadRxWords(std::span<std::uint32_t> words) {
+  TakeTime(0);
+  for (std::uint32_t& word : words) {
+    chip.Clock().Advance(kWord);
+    word = chip.ReadRegister(Register::SecApRxData);
+  }
+}
+
+void BarePorts::ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes) {
+  TakeTime((bytes.size() + 3) / 4);
+  chip.ReadMemory(address, bytes);
+}
+
+void BarePorts::WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes) {
+  TakeTime((bytes.size() + 3) / 4);
+  chip.WriteMemory(address, bytes);
+}
+
+void BarePorts::PinReset() {
+  chip.Clock().Advance(kConnecting);
+  chip.PinReset();
+}
+
+void BarePorts::TakeTime(std::size_t words) {
+  chip.Clock().Advance(kRoundTrip + words * kWord);
+}
+
 TestChip::TestChip(const ChipDescription& description, const CostModel& costs)
-    : chip(description, costs), ports(chip, *FindProbeTiming("hs")) {
+    : chip(description, costs), ports(chip) {
   EnterSaci();
 }
 
@@ -109,16 +177,16 @@ Words TestChip::Command(const Words& command) {
 }
 
 std::uint32_t TestChip::Read(const char* registerName) {
-  return ports.ReadRegister(static_cast<std::uint32_t>(FindRegister(registerName).value()));
+  return ports.Read(RegisterNamed(registerName));
 }
 
 void TestChip::Write(const char* registerName, std::uint32_t value) {
-  ports.WriteRegister(static_cast<std::uint32_t>(FindRegister(registerName).value()), value);
+  ports.Write(RegisterNamed(registerName), value);
 }
 
 void TestChip::EnterSaci() {
   Write("SECAP_RSTCTL", 0x5C);
-  ports.Connect();
+  chip.Clock().Advance(kConnecting);
 }
 
 void TestChip::Become(const ChipState& state) {

@@ -66,11 +66,11 @@ class Player {
     if (verb == "pin") return target.ports.PinReset();
     if (verb == "unchanged") return ExpectUnchanged();
     step >> name;
-    if (verb == "set") return target.chip.WriteRegister(RegisterNamed(name), WordsUntil(step).at(0));
+    if (verb == "set") return target.chip.WriteRegister(Named(name), WordsUntil(step).at(0));
     if (verb == "sleep") return target.ports.Sleep(static_cast<std::uint32_t>(std::stoul(name)));
     if (verb == "ns") return target.chip.Clock().Advance(std::stoul(name));
     if (verb == "fault") return target.chip.AskedFaults().Add(name);
-    if (name == "=") return Expect({target.chip.ReadRegister(RegisterNamed(verb))}, step);
+    if (name == "=") return Expect({target.chip.ReadRegister(Named(verb))}, step);
     step >> at;
     if (verb == "hold") target.Become(Holding(name, at));
     if (verb == "hold" || verb == "mark") {
@@ -83,7 +83,7 @@ class Player {
   }
 
  private:
-  static Register RegisterNamed(const std::string& name) { return FindRegister("SECAP_" + name).value(); }
+  static Register Named(const std::string& name) { return RegisterNamed("SECAP_" + name); }
   static void Expect(const Words& words, std::istream& step) { EXPECT_EQ(words, WordsUntil(step)); }
 
   void ExpectUnchanged() const { EXPECT_EQ(target.Contents(), marked); }

@@ -6,47 +6,6 @@
 namespace simulator {
 namespace {
 
-TEST(DebugPortsTest, EachAccessTakesARoundTripAndItsWords) {
-  const struct {
-    const char* probe;
-    Nanoseconds roundTrip, word;
-  } cases[] = {{"hs", 150'000, 4'600}, {"fs", 1'000'000, 11'500}};
-  for (const auto& c : cases) {
-    Chip chip(SmallChip());
-    DebugPorts ports(chip, FindProbeTiming(c.probe).value());
-    const auto cost = [&](auto&& access) {
-      const Nanoseconds before = chip.Clock().Now();
-      access();
-      return chip.Clock().Now() - before;
-    };
-    ports.Connect();
-    Words words(512);
-    Bytes bytes(10);
-    const Nanoseconds oneWord = c.roundTrip + c.word;
-    EXPECT_EQ(cost([&] { ports.ReadRegister(0x0001'0000); }), oneWord);
-    EXPECT_EQ(cost([&] { ports.WriteRegister(0x0002'0004, 0); }), oneWord);
-    EXPECT_EQ(cost([&] { ports.WriteTxWords(words); }), c.roundTrip + 512 * c.word);
-    EXPECT_EQ(cost([&] { ports.ReadRxWords(words); }), c.roundTrip + 512 * c.word);
-    EXPECT_EQ(cost([&] { ports.WriteMemory(0x2000'0000, bytes); }), c.roundTrip + 3 * c.word);
-    EXPECT_EQ(cost([&] { ports.ReadMemory(0x2000'0000, bytes); }), c.roundTrip + 3 * c.word);
-    EXPECT_EQ(cost([&] { ports.Sleep(7); }), 7 * kMillisecond);
-    EXPECT_EQ(ports.Counted().roundTrips, 7u);
-    EXPECT_EQ(ports.Counted().words, 1024u + 8u);
-  }
-}
-
-TEST(DebugPortsTest, KnowsTheRegistersByNameAndAddressOnly) {
-  TestChip target;
-  EXPECT_EQ(target.Read("CFGAP_DEVICEID"), 0x2BB9'802Fu);
-  EXPECT_EQ(target.Read("CFGAP_PARTID"), 0x8012'3456u);
-  EXPECT_FALSE(FindRegister("secap_txctl"));
-  EXPECT_FALSE(FindRegister(""));
-  EXPECT_FALSE(FindProbeTiming("HS"));
-  EXPECT_EQ(ErrorOf([&] { target.ports.ReadRegister(0x0001'0002); }), "No register at address 0x00010002");
-  EXPECT_EQ(ErrorOf([&] { target.ports.WriteRegister(0x1'0001'0000, 0); }),
-            "No register at address 0x100010000");
-}
-
 TEST(ChipDescriptionTest, SaysWhatCannotBe) {
   const struct {
     void (*change)(ChipDescription&);

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+
+#include "host/probe/cmsisdap/PacketLink.h"
+#include "simulator/probe/ProbeTransport.h"
+
+namespace host {
+
+// Whether what is modelled takes its time.
+enum class Pace { AsFastAsPossible, RealTime };
+
+// The cable to a simulated probe, in that probe's time.
+class SimulatedLink final : public PacketLink {
+ public:
+  // `target` must outlive this object.
+  SimulatedLink(simulator::SwdTarget& target, const simulator::ProbeSpeed& speed, Pace pace);
+
+  [[nodiscard]] std::size_t PacketSize() const override { return transport.Speed().packetSize; }
+  void Send(std::span<const std::uint8_t> packet) override;
+  std::optional<Packet> Receive(std::chrono::milliseconds timeout) override;
+  [[nodiscard]] std::uint64_t NowNs() const override { return transport.HostNow(); }
+  void Sleep(std::uint32_t milliseconds) override;
+
+ private:
+  void KeepPace() const;
+
+  simulator::ProbeTransport transport;
+  std::optional<std::chrono::steady_clock::time_point> realStart;  // of the modelled time's 0
+};
+
+}  // namespace host
