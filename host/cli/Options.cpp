@@ -55,9 +55,9 @@ void AddTargetOptions(CLI::App& verb, TargetOptions& target) {
       ->envname("TOVIK_PLUGIN");
   verb.add_option(
           "--probe", target.probe,
-          "The simulated chip behind a fast probe (sim:hs: 10 MHz, 0.15 ms; the default) or a slow one "
-          "(sim:fs: 4 MHz, 1 ms)")
-      ->type_name("sim[:hs|:fs]")
+          "The simulated chip behind a high-speed probe (sim:hs, the default), a full-speed one (sim:fs) or "
+          "a full-speed HID one (sim:hid)")
+      ->type_name("sim[:hs|:fs|:hid]")
       ->envname("TOVIK_PROBE");
   AddList(verb, "--fault", target.faults,
           "Make something fail: host:N[=TEXT], or a fault of the simulated chip", "TEXT");
