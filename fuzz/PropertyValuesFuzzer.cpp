@@ -135,8 +135,7 @@ void CheckSectorOptions(ByteSource input) {
     Require(ParseSkippedSectors(plain, sectorCount) == allowed, "the list of skipped sectors reads back");
   }
   if (block.empty() || allowed.empty()) return;
-  const std::string broken = BrokenCuttingRule(block, address, sectorSize, allowed, fill);
-  Require(broken.empty(), broken);
+  RequireKept(BrokenCuttingRule(block, address, sectorSize, allowed, fill));
 }
 
 void CheckPermissionList(ByteSource input) {
