@@ -44,94 +44,53 @@ constexpr std::uint32_t kPipelinedId = 15;
 
 }  // namespace
 
-struct NullHost::Entries {
-  static NullHost& Self(HostObject* object) { return static_cast<NullHost&>(*object); }
-
-  const static char* Count(HostObject* object) {
-    ++Self(object).calls;
-    return nullptr;
-  }
-  const static char* CountRoundTrip(HostObject* object) {
-    ++Self(object).roundTrips;
-    return Count(object);
-  }
-
-  const static char* GetValueOfProperty(HostObject* object, const char* name) {
-    ++Self(object).calls;
-    for (const auto& property : s_properties)
-      if (property.name == name) return property.value;
-    return nullptr;
-  }
-
-  const static char* LookupReg(HostObject* object, const char* name, Debugger::Address* address) {
-    for (unsigned int i = 0; i < std::size(s_registers); ++i) {
-      if (s_registers[i].name != name) continue;
-      *address = Debugger::Address(i);
-      return Count(object);
-    }
-    return "no such register";
-  }
-  const static char* ReadReg(HostObject* object, Debugger::Address address, unsigned long long* value) {
-    *value = s_registers[Extract(address)].value;
-    return CountRoundTrip(object);
-  }
-  const static char* WriteReg(HostObject* object, Debugger::Address address, unsigned long long value) {
-    if (Extract(address) == kTxCtl) Self(object).startFlag = value == 2;
-    return CountRoundTrip(object);
-  }
-
-  const static char* WriteMemory(HostObject* object, const void* elements, std::size_t, Debugger::Address,
-                                 int, std::size_t) {
-    NullHost& self = Self(object);
-    if (self.startFlag) {
-      std::uint32_t header = 0;
-      std::memcpy(&header, elements, sizeof header);
-      self.command = header & 0xFF;
-      self.sequence = header >> 8 & 0xFF;
-    }
-    return CountRoundTrip(object);
-  }
-  // Every answer is one header word: success without data. A pipelined transfer counts on by itself.
-  const static char* ReadMemory(HostObject* object, void* elements, std::size_t, Debugger::Address, int,
-                                std::size_t) {
-    NullHost& self = Self(object);
-    const std::uint32_t header = self.command | (self.sequence & 0xFF) << 8;
-    std::memcpy(elements, &header, sizeof header);
-    if (self.command == kPipelinedId) ++self.sequence;
-    return CountRoundTrip(object);
-  }
-
-  const static char* IsConnected(HostObject* object, bool* connected) {
-    *connected = true;
-    return Count(object);
-  }
-
-  static HostFunctionTable Table() {
-    HostFunctionTable table{};  // the reserved entries stay null: a call of one crashes, as it should
-    table.getValueOfProperty = GetValueOfProperty;
-    table.setValueOfProperty = [](HostObject* object, const char*, const char*) { return Count(object); };
-    table.resetTarget = [](HostObject* object, int) { return CountRoundTrip(object); };
-    table.readMemory = ReadMemory;
-    table.writeMemory = WriteMemory;
-    table.lookupReg = LookupReg;
-    table.readReg = ReadReg;
-    table.writeReg = WriteReg;
-    table.reportError = [](HostObject* object, const char*) { return Count(object); };
-    table.reportInfo = [](HostObject* object, const char*) { return Count(object); };
-    table.sleep = [](HostObject* object, unsigned int) { return Count(object); };
-    table.setCore = [](HostObject* object, const char*) { return Count(object); };
-    table.disconnect = [](HostObject* object, bool) { return Count(object); };
-    table.isConnected = IsConnected;
-    table.setCoreById = [](HostObject* object, const char*) { return Count(object); };
-    table.connect = [](HostObject* object, bool) { return Count(object); };
-    table.reConnect = Count;
-    return table;
-  }
-};
-
 NullHost::NullHost() : HostObject{nullptr} {
-  const static HostFunctionTable s_table = Entries::Table();
+  const static HostFunctionTable s_table = host::HostTable<NullHost>::Make();
   table = &s_table;
+}
+
+const char* NullHost::GetValueOfProperty(const char* name) {
+  ++calls;
+  for (const auto& property : s_properties)
+    if (property.name == name) return property.value;
+  return nullptr;
+}
+
+const char* NullHost::LookupReg(const char* name, Debugger::Address* address) {
+  for (unsigned int i = 0; i < std::size(s_registers); ++i) {
+    if (s_registers[i].name != name) continue;
+    *address = Debugger::Address(i);
+    return Count();
+  }
+  return "no such register";
+}
+
+const char* NullHost::ReadReg(Debugger::Address address, unsigned long long* value) {
+  *value = s_registers[Extract(address)].value;
+  return CountRoundTrip();
+}
+
+const char* NullHost::WriteReg(Debugger::Address address, unsigned long long value) {
+  if (Extract(address) == kTxCtl) startFlag = value == 2;
+  return CountRoundTrip();
+}
+
+const char* NullHost::WriteMemory(const void* elements, std::size_t, Debugger::Address, int, std::size_t) {
+  if (startFlag) {
+    std::uint32_t header = 0;
+    std::memcpy(&header, elements, sizeof header);
+    command = header & 0xFF;
+    sequence = header >> 8 & 0xFF;
+  }
+  return CountRoundTrip();
+}
+
+// Every answer is one header word: success without data. A pipelined transfer counts on by itself.
+const char* NullHost::ReadMemory(void* elements, std::size_t, Debugger::Address, int, std::size_t) {
+  const std::uint32_t header = command | (sequence & 0xFF) << 8;
+  std::memcpy(elements, &header, sizeof header);
+  if (command == kPipelinedId) ++sequence;
+  return CountRoundTrip();
 }
 
 }  // namespace bench

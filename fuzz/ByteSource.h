@@ -8,6 +8,10 @@
 
 namespace fuzz {
 
+inline std::string AsText(std::span<const std::uint8_t> bytes) {
+  return {bytes.begin(), bytes.end()};
+}
+
 // Takes an input apart from its front. An input that has run out gives zeros and empty texts.
 class ByteSource {
  public:
@@ -33,10 +37,7 @@ class ByteSource {
     return word;
   }
   // A byte with the length, then the characters.
-  std::string Text() {
-    const auto taken = Take(Byte());
-    return {taken.begin(), taken.end()};
-  }
+  std::string Text() { return AsText(Take(Byte())); }
 
  private:
   std::span<const std::uint8_t> rest;

@@ -13,4 +13,9 @@ inline void Require(bool holds, const std::string& rule) {
   std::abort();
 }
 
+// For rules that give the sentence that is broken, or an empty text.
+inline void RequireKept(const std::string& brokenRule) {
+  Require(brokenRule.empty(), brokenRule);
+}
+
 }  // namespace fuzz

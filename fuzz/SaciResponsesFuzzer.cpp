@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <cstring>
 #include <exception>
+#include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -19,89 +21,69 @@ namespace {
 
 using namespace fuzz;
 
-const constexpr char* kTxControl = "SECAP_TXCTL";
 constexpr std::uint8_t kPipelinedId = 15;
 constexpr std::uint8_t kFirmwareId = 33;
 
 // A port that takes every word and gives the input's words. Refuses to go on for ever.
-class WordPort : public HostObject {
- public:
+struct WordPort : HostObject {
   WordPort(ByteSource source, bool flagsAreHonest)
       : HostObject{&s_table}, words(source), honestFlags(flagsAreHonest) {}
 
-  unsigned transfers = 0;
-  std::vector<std::uint32_t> sent;
-  std::vector<std::uint32_t> received;
-  std::string core;
-
- private:
-  static constexpr unsigned kTxControlAddress = 1;
-  static constexpr unsigned kRxControlAddress = 2;
-  static constexpr unsigned kMostTransfers = 2000;
-
   static WordPort& Self(HostObject* object) { return static_cast<WordPort&>(*object); }
-  const static char* CountTransfer(WordPort& self) {
-    Require(self.core == "SEC_AP", "words go through the security access port");
-    return ++self.transfers > kMostTransfers ? "the port is worn out" : nullptr;
-  }
-  const static char* LookupReg(HostObject*, const char* name, Debugger::Address* address) {
-    *address = Debugger::Address(std::strcmp(name, kTxControl) == 0 ? kTxControlAddress : kRxControlAddress);
-    return nullptr;
-  }
-  const static char* ReadReg(HostObject* object, Debugger::Address address, unsigned long long* value) {
-    WordPort& self = Self(object);
-    Require(self.core == "CS_DAP_0", "registers are read through the debug port");
-    const bool isTx = Extract(address) == kTxControlAddress;
-    constexpr unsigned kReady = 1;
-    *value = self.honestFlags ? (isTx ? 0U : kReady) : self.words.Byte();
-    return nullptr;
-  }
-  const static char* WriteReg(HostObject*, Debugger::Address, unsigned long long) { return nullptr; }
-  const static char* WriteMemory(HostObject* object, const void* elements, std::size_t count,
-                                 Debugger::Address, int, std::size_t) {
-    WordPort& self = Self(object);
-    const std::size_t before = self.sent.size();
-    self.sent.resize(before + count);
-    std::memcpy(&self.sent[before], elements, count * sizeof(std::uint32_t));
-    return CountTransfer(self);
-  }
-  const static char* ReadMemory(HostObject* object, void* elements, std::size_t count, Debugger::Address, int,
-                                std::size_t) {
-    WordPort& self = Self(object);
-    for (std::size_t i = 0; i < count; ++i) {
-      const std::uint32_t word = self.words.Word();
-      std::memcpy(static_cast<std::uint8_t*>(elements) + i * sizeof word, &word, sizeof word);
-      self.received.push_back(word);
-    }
-    return CountTransfer(self);
-  }
-  const static char* Report(HostObject*, const char*) { return nullptr; }
-  const static char* Sleep(HostObject*, unsigned) { return nullptr; }
-  const static char* SetCoreById(HostObject* object, const char* id) {
-    Self(object).core = id;
-    return nullptr;
-  }
-  const static char* IsConnected(HostObject*, bool* connected) {
-    *connected = true;
-    return nullptr;
+  const char* CountTransfer() {
+    constexpr unsigned kMostTransfers = 2000;
+    Require(core == "SEC_AP", "words go through the security access port");
+    return ++transfers > kMostTransfers ? "the port is worn out" : nullptr;
   }
   const static HostFunctionTable s_table;
 
   ByteSource words;
   bool honestFlags;
+  unsigned transfers = 0;
+  std::vector<std::uint32_t> sent;
+  std::vector<std::uint32_t> received;
+  std::string core;
 };
 
 const HostFunctionTable WordPort::s_table = [] {
+  using Text = const char*;
+  using Address = Debugger::Address;
+  constexpr unsigned kTxControl = 1, kRxControl = 2;
   HostFunctionTable table{};
-  table.readMemory = ReadMemory;
-  table.writeMemory = WriteMemory;
-  table.lookupReg = LookupReg;
-  table.readReg = ReadReg;
-  table.writeReg = WriteReg;
-  table.reportInfo = Report;
-  table.sleep = Sleep;
-  table.setCoreById = SetCoreById;
-  table.isConnected = IsConnected;
+  table.lookupReg = [](HostObject*, const char* name, Address* address) -> Text {
+    *address = Address(std::strcmp(name, "SECAP_TXCTL") == 0 ? kTxControl : kRxControl);
+    return nullptr;
+  };
+  table.readReg = [](HostObject* object, Address address, unsigned long long* value) -> Text {
+    WordPort& self = Self(object);
+    Require(self.core == "CS_DAP_0", "registers are read through the debug port");
+    *value = !self.honestFlags ? self.words.Byte() : Extract(address) == kTxControl ? 0U : 1U;
+    return nullptr;
+  };
+  table.writeReg = [](HostObject*, Address, unsigned long long) -> Text { return nullptr; };
+  table.writeMemory = [](HostObject* object, const void* elements, std::size_t count, Address, int,
+                         std::size_t) {
+    WordPort& self = Self(object);
+    self.sent.resize(self.sent.size() + count);
+    std::memcpy(self.sent.data() + self.sent.size() - count, elements, count * sizeof(std::uint32_t));
+    return self.CountTransfer();
+  };
+  table.readMemory = [](HostObject* object, void* elements, std::size_t count, Address, int, std::size_t) {
+    WordPort& self = Self(object);
+    for (std::size_t i = 0; i < count; ++i) self.received.push_back(self.words.Word());
+    std::memcpy(elements, self.received.data() + self.received.size() - count, count * sizeof(std::uint32_t));
+    return self.CountTransfer();
+  };
+  table.reportInfo = [](HostObject*, const char*) -> Text { return nullptr; };
+  table.sleep = [](HostObject*, unsigned) -> Text { return nullptr; };
+  table.setCoreById = [](HostObject* object, const char* id) -> Text {
+    Self(object).core = id;
+    return nullptr;
+  };
+  table.isConnected = [](HostObject*, bool* connected) -> Text {
+    *connected = true;
+    return nullptr;
+  };
   return table;
 }();
 
@@ -114,71 +96,50 @@ Header HeaderOf(std::uint32_t word) {
           static_cast<std::uint8_t>(word >> 16), static_cast<std::uint8_t>(word >> 24)};
 }
 
-// The commands with one answer. Nothing when the command was refused by an exception.
-class OneAnswerCommand {
- public:
-  OneAnswerCommand(SaciInterface& channel, std::uint8_t command) : saci(channel), choice(command) {}
-
-  std::uint8_t Run() {
-    const std::vector<std::uint8_t> data(choice, 0x11);
-    switch (choice % 14) {
-      case 0: return saci.Nop();
-      case 1: return saci.ReqPasswordId(hasId, passwordId);
-      case 2: return saci.SubmitAuth(std::string(choice, 'a'), choice >= 128);
-      case 3: return saci.ExitSaciHalt();
-      case 4: return saci.ExitSaciShutdown();
-      case 5: return saci.ExitSaciRun();
-      case 6: return saci.EraseChip(true, choice >= 128, &retained);
-      case 7: return saci.ProgCcfgSector(data, choice >= 128);
-      case 8: return saci.ProgCcfgUserRecord(data);
-      case 9: return saci.ProgScfgSector(data);
-      case 10: return saci.ProgOtpSector(data);
-      case 11: return saci.ProgMainSector(0x800, data);
-      case 12: return saci.VerifyMainSectors(0, 0x800, 1, choice >= 128);
-      default: return saci.VerifyScfgSector(true, 1);
-    }
-  }
-
-  // After a success: what was given out is what the words say.
-  void CheckResults(const Header& header, const std::vector<std::uint32_t>& words) const {
-    if (choice % 14 == 1) {
-      Require(hasId == (header.dataWords == 2), "two data words are a password id");
-      const std::uint64_t expected = hasId ? std::uint64_t{words[2]} << 32 | words[1] : kUnwritten;
-      Require(passwordId == expected, "the password id is the response's");
-    }
-    if (choice % 14 == 6)
-      Require(std::equal(retained.begin(), retained.end(), words.begin() + 1, words.end()),
-              "the retain field is the response's data");
-  }
-  void CheckUnwritten() const {
-    Require(!hasId && passwordId == kUnwritten && retained.empty(), "a refused command writes no result");
-  }
-
- private:
-  static constexpr std::uint64_t kUnwritten = 0x5A5A'5A5A;
-
-  SaciInterface& saci;
-  std::uint8_t choice;
+// The commands with one answer: what they give out is what the words say, or nothing.
+void CheckOneAnswer(SaciInterface& saci, const WordPort& port, std::uint8_t choice) {
+  constexpr std::uint64_t kUnwritten = 0x5A5A'5A5A;
+  const std::vector<std::uint8_t> data(choice, 0x11);
+  const bool option = choice >= 128;
   bool hasId = false;
   std::uint64_t passwordId = kUnwritten;
   std::vector<std::uint32_t> retained;
-};
-
-void CheckOneAnswer(SaciInterface& saci, const WordPort& port, std::uint8_t choice) {
-  OneAnswerCommand command(saci, choice);
+  const std::array<std::function<std::uint8_t()>, 14> commands = {
+      [&] { return saci.Nop(); },
+      [&] { return saci.ReqPasswordId(hasId, passwordId); },
+      [&] { return saci.SubmitAuth(std::string(choice, 'a'), option); },
+      [&] { return saci.ExitSaciHalt(); },
+      [&] { return saci.ExitSaciShutdown(); },
+      [&] { return saci.ExitSaciRun(); },
+      [&] { return saci.EraseChip(true, option, &retained); },
+      [&] { return saci.ProgCcfgSector(data, option); },
+      [&] { return saci.ProgCcfgUserRecord(data); },
+      [&] { return saci.ProgScfgSector(data); },
+      [&] { return saci.ProgOtpSector(data); },
+      [&] { return saci.ProgMainSector(0x800, data); },
+      [&] { return saci.VerifyMainSectors(0, 0x800, 1, option); },
+      [&] { return saci.VerifyScfgSector(true, 1); },
+  };
+  std::uint8_t result = 0;
   try {
-    const std::uint8_t result = command.Run();
-    const Header sent = HeaderOf(port.sent.at(0));
-    const Header header = HeaderOf(port.received.at(0));
-    Require(header.id == sent.id && header.sequence == sent.sequence,
-            "an accepted response echoes its command");
-    Require(result == header.result, "the result is the response's");
-    Require(port.received.size() == header.dataWords + 1U && header.dataWords <= 32,
-            "the response is read to its end and no further");
-    command.CheckResults(header, port.received);
+    result = commands[choice % commands.size()]();
   } catch (const std::exception&) {
-    command.CheckUnwritten();
+    Require(!hasId && passwordId == kUnwritten && retained.empty(), "a refused command writes no result");
+    return;
   }
+  const std::vector<std::uint32_t>& words = port.received;
+  const Header sent = HeaderOf(port.sent.at(0));
+  const Header header = HeaderOf(words.at(0));
+  Require(header.id == sent.id && header.sequence == sent.sequence,
+          "an accepted response echoes its command");
+  Require(result == header.result, "the result is the response's");
+  Require(words.size() == header.dataWords + 1U && header.dataWords <= 32,
+          "the response is read to its end and no further");
+  Require(hasId == (sent.id == 5 && header.dataWords == 2), "two data words are a password id");
+  Require(passwordId == (hasId ? std::uint64_t{words[2]} << 32 | words[1] : kUnwritten),
+          "the password id is the response's");
+  Require(std::ranges::equal(retained, std::span(words).subspan(sent.id == 9 ? 1 : words.size())),
+          "the retain field is the data of an erase's response");
 }
 
 // `operation` succeeds only when the last response header that was read is about `id` and without data. The

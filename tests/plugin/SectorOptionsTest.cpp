@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "DataSection.h"
+#include "CuttingRules.h"
 #include "DeviceTest.h"
 #include "ErrorOf.h"
 #include "FlashDeviceTovik.h"
@@ -86,50 +86,14 @@ RC_GTEST_PROP(DataSections, AllowedRangesKeepExactlyTheAllowedBytes, ()) {
   const auto mask = *rc::gen::container<std::vector<bool>>(10, rc::gen::arbitrary<bool>());
   const auto first = *rc::gen::inRange<std::uint32_t>(0, 159);
   const auto last = *rc::gen::inRange<std::uint32_t>(first, 160);
-  const Bytes block = Pattern(last - first + 1);
-  std::vector<DataSection> sections{{block.data(), first, static_cast<std::uint32_t>(block.size())}};
-  ExcludeSpecificSectorsFromDataSections(&sections, ConvertToAllowedSectorRanges(mask, true), 16);
-
-  std::vector<bool> kept(160);
-  for (const DataSection& section : sections) {
-    for (std::uint32_t i = 0; i < section.length; ++i) {
-      RC_ASSERT(!kept.at(section.address + i));
-      kept.at(section.address + i) = true;
-      RC_ASSERT(section.data[i] == block.at(section.address + i - first));
-    }
-  }
-  for (std::uint32_t byte = first; byte <= last; ++byte) {
-    // The one exception: a range that begins at the block's last byte and runs past it.
-    const bool lost =
-        byte == last && byte % 16 == 0 && byte != first && !(byte >= 16 && mask.at(byte / 16 - 1));
-    RC_ASSERT(kept.at(byte) == (mask.at(byte / 16) && !lost));
-  }
+  RC_ASSERT(BrokenCuttingRule(Pattern(last - first + 1), first, 16, mask, {}) == "");
 }
 
 RC_GTEST_PROP(DataSections, FillCutDropsWholeFilledSectorsAndNothingElse, ()) {
   const auto address = *rc::gen::inRange<std::uint32_t>(0, 64);
   const auto block =
       *rc::gen::container<Bytes>(rc::gen::weightedElement<std::uint8_t>({{40, 0xFF}, {1, 0x00}}));
-  const auto size = static_cast<std::uint32_t>(block.size());
-  std::vector<DataSection> sections{{block.data(), address, size}};
-  ExcludeSectorsFilledWithValueFromDataSections(&sections, 0xFF, 8);
-
-  std::vector<bool> kept(size);
-  for (std::size_t i = 0; i < sections.size(); ++i) {
-    const DataSection& section = sections[i];
-    RC_ASSERT(section.length > 0U);
-    RC_ASSERT(section.data == block.data() + (section.address - address));
-    if (i > 0) RC_ASSERT(sections[i - 1].address + sections[i - 1].length < section.address);  // merged
-    for (std::uint32_t b = 0; b < section.length; ++b) kept.at(section.address - address + b) = true;
-  }
-  for (std::uint32_t b = 0; b < size; ++b) {
-    const std::uint32_t sector = (address + b) / 8 * 8;
-    const bool whole = sector >= address && sector + 8 <= address + size;
-    const bool filled =
-        whole && std::all_of(block.begin() + (sector - address), block.begin() + (sector - address) + 8,
-                             [](std::uint8_t byte) { return byte == 0xFF; });
-    RC_ASSERT(kept.at(b) == !filled);
-  }
+  RC_ASSERT(BrokenCuttingRule(block, address, 8, {}, 0xFF) == "");
 }
 
 RC_GTEST_PROP(SectorList, RangesOfAMaskListItsSectors, (std::vector<bool> mask)) {

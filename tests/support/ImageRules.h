@@ -4,8 +4,10 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/image/ImageFile.h"
+#include "host/image/ImageWriter.h"
 #include "host/plan/ImagePlan.h"
 
 // What holds of every image and of every plan, for tests that make them up and for the fuzzer. Each rule
@@ -18,6 +20,17 @@ inline std::string BrokenImageRule(const host::ImageFile& image) {
   for (const host::ImageSegment& segment : image.segments) {
     if (segment.data.empty()) return "no segment is empty";
     if (segment.data.size() > 0xFFFF'FFFF - segment.address) return "no segment leaves the address space";
+  }
+  return {};
+}
+
+// Written in either format, a segment is read back.
+inline std::string BrokenWriterRule(const host::ImageSegment& segment) {
+  for (const auto write : {host::WriteIntelHex, host::WriteSRecord}) {
+    const std::string text = write(segment.data, segment.address);
+    const host::ImageFile again =
+        host::ParseImage("again", {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+    if (again.segments != std::vector{segment}) return "what is written is read back";
   }
   return {};
 }
