@@ -1,5 +1,4 @@
 #include "host/report/FailureText.h"
-#include "host/plan/MemoryText.h"
 
 #include <fmt/format.h>
 

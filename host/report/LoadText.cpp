@@ -37,8 +37,8 @@ std::string RangeLines(const RegionRecord& region, First first, Further further)
 }
 
 std::string OutcomeOf(const RegionRecord& region) {
-  const std::string text(OutcomeText(region.outcome));
-  if (region.adaptedBytes.value_or(0) == 0) return text;
+  const std::string_view text = OutcomeText(region.outcome);
+  if (region.adaptedBytes.value_or(0) == 0) return std::string(text);
   return fmt::format("{}; {} set or left out by the load", text, Bytes(*region.adaptedBytes));
 }
 
