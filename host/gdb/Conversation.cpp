@@ -26,6 +26,13 @@ std::array<AddressRange, 4> FlashMemories(const MemoryMap& map) {
   return {map.main, map.ccfg, map.scfg, map.otp};
 }
 
+bool IsInMemory(const MemoryMap& map, std::uint32_t address) {
+  const std::uint32_t plain = address & ~map.aliasMask;
+  const auto memories = FlashMemories(map);
+  return map.ram.Contains(plain) || std::any_of(memories.begin(), memories.end(),
+                                                [&](AddressRange memory) { return memory.Contains(plain); });
+}
+
 std::string WordText(std::uint32_t word) {
   std::string bytes;
   for (unsigned shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(word >> shift & 0xFF);
@@ -74,7 +81,6 @@ const Conversation::Command Conversation::s_commands[] = {
     {"qXfer:", &Conversation::Transfer, OnError::Number, true},
     {"qCRC:", &Conversation::MemoryCrc, OnError::Number},
     {"qRcmd,", &Conversation::RunMonitor, OnError::Number},
-    {"vAttach;", &Conversation::Attach},
     {"vKill;", &Conversation::Detach},
     {"vCont;", &Conversation::RefuseToRun},
     {"X", &Conversation::WriteMemory, OnError::Spoil, true},
@@ -88,7 +94,7 @@ const Conversation::Command Conversation::s_commands[] = {
     {"s", &Conversation::RefuseToRun},
     {"S", &Conversation::RefuseToRun},
     {"D", &Conversation::Detach},
-    {"k", &Conversation::Detach},
+    {"k", &Conversation::Kill},
 };
 
 Conversation::Conversation(Target& chip, Terminal& serverTerminal)
@@ -97,11 +103,10 @@ Conversation::Conversation(Target& chip, Terminal& serverTerminal)
       flash(FlashMemories(chip.Map()), chip.Map().aliasMask, Collected::Twice::Refused),
       ram(std::array{chip.Map().ram}, chip.Map().aliasMask, Collected::Twice::LaterCounts) {}
 
-std::optional<std::string> Conversation::Answer(std::string_view packet, const Console& console) {
+std::string Conversation::Answer(std::string_view packet, const Console& console) {
   present = &console;
   std::string answer = Dispatch(packet);
   present = nullptr;
-  if (packet == "k") return std::nullopt;
   return answer;
 }
 
@@ -174,9 +179,10 @@ std::string Conversation::Detach(std::string_view) {
   return "OK";
 }
 
-std::string Conversation::Attach(std::string_view) {
-  isDetached = false;
-  return "S05";
+// LLDB waits to be told of the end; GDB does not listen any more.
+std::string Conversation::Kill(std::string_view) {
+  isDetached = true;
+  return "X09";
 }
 
 std::string Conversation::RefuseToRun(std::string_view) {
@@ -274,7 +280,12 @@ void Conversation::PutRam(AddressRange range, std::string_view bytes) {
 std::string Conversation::ReadMemory(std::string_view rest) {
   const AddressRange range = RequireRange(rest);
   std::vector<std::uint8_t> bytes(std::min<std::size_t>(range.size, kMostRead));
-  target.Read(range.base, bytes);
+  try {
+    target.Read(range.base, bytes);
+  } catch (const std::exception& error) {
+    if (IsInMemory(target.Map(), range.base)) throw;
+    throw ToldError(error.what());  // a client follows its <unavailable> registers: nobody's fault
+  }
   return ToHex(AsText(bytes));
 }
 

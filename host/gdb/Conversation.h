@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -19,9 +18,9 @@ class Conversation {
  public:
   Conversation(Target& chip, Terminal& serverTerminal);
 
-  // The payload of the answer; nothing where the protocol has none. `console` shows the client a text before
+  // The payload of the answer; empty for a packet that is not known. `console` shows the client a text before
   // the answer, where that is allowed. Throws nothing.
-  std::optional<std::string> Answer(std::string_view packet, const Console& console);
+  std::string Answer(std::string_view packet, const Console& console);
   // A packet did not arrive whole: the load that it may have been a part of cannot be carried out.
   void Spoil();
   // The client has gone.
@@ -33,7 +32,7 @@ class Conversation {
   static const Command s_commands[];
 
   std::string Detach(std::string_view rest);
-  std::string Attach(std::string_view rest);
+  std::string Kill(std::string_view rest);
   std::string Transfer(std::string_view rest);
   std::string EraseFlash(std::string_view rest);
   std::string WriteFlash(std::string_view rest);

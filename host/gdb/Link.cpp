@@ -41,9 +41,9 @@ void Link::Take(const Received& received) {
 
 void Link::Answer(std::string_view packet) {
   const Console console = [this](std::string_view text) { send(Packet("O" + ToHex(text))); };
-  const std::optional<std::string> answer = conversation.Answer(packet, console);
+  const std::string answer = conversation.Answer(packet, console);
   if (packet == "QStartNoAckMode") acknowledges = false;
-  if (answer) send(lastAnswer = Packet(*answer));
+  send(lastAnswer = Packet(answer));
 }
 
 void Link::Complain(std::string_view text) {
