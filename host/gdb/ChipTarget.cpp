@@ -18,16 +18,24 @@ namespace {
 
 constexpr const char* kImageName = "the client's load";
 
-// A failure in one line: what, where, what to do about it.
-std::string ForClient(const LoadRecord& record) {
-  if (!record.failure) {
-    for (const LoadMessage& message : record.messages)
-      if (message.isError) return fmt::format("loaded, but errors were reported: {}", message.text);
+// What a client is told of a load, in one line: what, where, what to do about it. Nothing when the chip holds
+// all of it, also if errors were reported on the way: those are on the terminal and in the report.
+std::optional<std::string> ForClient(const LoadRecord& record) {
+  constexpr const char* kMore = " (more: monitor report)";
+  if (record.failure) {
+    std::string text = record.failure->text;
+    if (record.failure->range.size != 0) text += fmt::format("; at {}", RangeText(record.failure->range));
+    const std::string remedy = AdviceOn(record).remedy;
+    return text + (remedy.empty() || record.isInterrupted ? "" : "; " + remedy) + kMore;
   }
-  std::string text = record.failure->text;
-  if (record.failure->range.size != 0) text += fmt::format("; at {}", RangeText(record.failure->range));
-  const std::string remedy = AdviceOn(record).remedy;
-  return text + (remedy.empty() || record.isInterrupted ? "" : "; " + remedy) + " (more: monitor report)";
+  for (const RegionRecord& region : record.regions) {
+    if (region.outcome != RegionOutcome::NotWritten) continue;
+    std::string text = fmt::format("{} was not written", Upper(RegionName(region.region)));
+    for (const LoadMessage& message : record.messages)
+      if (message.isError) text += "; " + message.text;
+    return text + kMore;
+  }
+  return std::nullopt;
 }
 
 std::size_t ElementSize(std::uint32_t address, std::size_t bytes) {
@@ -53,7 +61,7 @@ void ChipTarget::Load(std::vector<ImageSegment> segments) {
     report = fmt::format("the load was refused, and nothing was done: {}\n", error.what());
     throw;
   }
-  if (record->failure || record->HasErrorMessages()) throw ToldError(ForClient(*record));
+  if (const auto error = ForClient(*record)) throw ToldError(*error);
 }
 
 Preflight ChipTarget::Inspected(const LoadPlan& plan) {
@@ -111,7 +119,7 @@ std::string ChipTarget::Verify() {
   LoadRecord compared = CompareWithChip(session.Target(), *lastPlan);
   if (!session.IsCancelled()) FaultFinder(session.Target()).Explain(*lastPlan, compared, FaultSearch::First);
   if (!compared.failure) return "the chip holds what was loaded\n";
-  throw std::runtime_error(ForClient(compared));
+  throw std::runtime_error(*ForClient(compared));
 }
 
 // A plug-in ends a load with the core connected, and this host cannot tell how long that lasts: it connects

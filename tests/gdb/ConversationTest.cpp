@@ -67,7 +67,7 @@ TEST_F(LinkTest, AnswersAsClientsCanBear) {
       {{"qCRC:0,9"}, "C376e6e7"},  // the published check value of this CRC
       {{"m0,2", "m4000,1", "m0,-1", "m0", "m100000000,1"}, "3132 E01 E01 E01 E01"},
       {{"qCRC:0,ffffffff"}, "E01"},
-      {{"qXfer:features:read:target.xml:5,7", "qXfer:features:read:target.xml:ffff,9"}, "mversion l"},
+      {{"qXfer:features:read:target.xml:5,7", "qXfer:features:read:target.xml:ffff,9"}, "m versio l"},
       {{"qXfer:osdata:read::0,9"}, ""},
       {{"pf", "p10", "p0", "p11", "p"}, "00000000 00000001 xxxxxxxx E01 E01"},
       {{"c", "vCont;s:1"},
@@ -79,7 +79,7 @@ TEST_F(LinkTest, AnswersAsClientsCanBear) {
   };
   for (const auto& c : cases) EXPECT_EQ(Ask(c.sent), c.answered);
   link.Take(host::gdb::Packet("qRcmd,6661696c"));
-  EXPECT_TRUE(wire.ends_with("$O6661696c#5e$O6661696c65640a#80$E01#a6")) << wire;
+  EXPECT_TRUE(wire.ends_with("$O6661696c#2a$O6661696c65640a#90$E01#a6")) << wire;
 }
 
 TEST_F(LinkTest, CarriesOutALoadAsOne) {

@@ -65,7 +65,7 @@ TEST_F(RawClientTest, ComesSecond) {
 
 // An interrupt in the middle of a load: the plug-in ends it, the chip is kept as it is, the program says so.
 TEST_F(ServerBench, IsInterruptedInTheMiddleOfALoad) {
-  Start("--device serin-s20 --real-time --fault saci:9:late=3000");
+  Start("--device serin-s20 --real-time --fault saci:9:late=1000");
   const RawClient client(port);
   client.Send(RawPacket("vFlashErase:3000,800") + RawPacket("vFlashWrite:3000:Tovik") +
               RawPacket("vFlashDone"));
