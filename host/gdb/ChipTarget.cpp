@@ -101,6 +101,7 @@ void ChipTarget::Carry(const LoadPlan& plan, LoadRecord& load) {
 
   terminal.Say(SummaryText(load));
   report = PlanText(load) + SummaryText(load);
+  for (const std::string& warning : load.warnings) report += fmt::format("warning: {}\n", warning);
   for (const LoadMessage& message : load.messages)
     if (message.isError) report += fmt::format("reported: {}\n", message.text);
   if (!load.failure) return;
