@@ -45,6 +45,7 @@ void AddVerbs(CLI::App& program, Job& chosen) {
   AddUnlock(program, chosen);
   AddOperation(program, chosen);
   AddScript(program, chosen);
+  AddGdbserver(program, chosen);
   AddDevices(program, chosen);
   AddProperties(program, chosen);
   AddExplain(program, chosen);

@@ -1,0 +1,149 @@
+#include <gtest/gtest.h>
+
+#include "FakeTarget.h"
+#include "host/gdb/Link.h"
+
+// What a client is answered, byte for byte, and what becomes of what it sends.
+
+namespace {
+
+using Segments = std::vector<host::ImageSegment>;
+
+std::vector<std::uint8_t> BytesOf(std::string_view text) {
+  return {text.begin(), text.end()};
+}
+
+struct LinkTest : testing::Test {
+  // Sends payloads, each as a packet; returns those of the answers. The last is checked to be sound.
+  std::string Ask(const std::vector<std::string>& payloads) {
+    std::string said;
+    for (const std::string& payload : payloads) {
+      wire.clear();
+      link.Take(host::gdb::Packet(payload));
+      EXPECT_TRUE(wire.starts_with("+$")) << wire;
+      EXPECT_EQ(wire[wire.size() - 3], '#') << wire;
+      if (!said.empty()) said += ' ';
+      said += wire.substr(2, wire.size() - 5);
+    }
+    return said;
+  }
+
+  FakeTarget chip;
+  std::string wire;
+  host::gdb::Link link{chip, chip, [this](std::string_view bytes) { wire += bytes; }};
+};
+
+TEST_F(LinkTest, FindsPacketsInWhateverComes) {
+  const struct {
+    const char* sent;
+    const char* answered;
+  } cases[] = {
+      {"+$?#3f", "+$S05#b8"},
+      {"-", "$S05#b8"},  // again
+      {"$?#3e", "-"},
+      {"$?#zz", "-"},
+      {"$qSuppo$?#3f", "+$S05#b8"},
+      {"$?", ""},
+      {"#3f", "+$S05#b8"},  // the rest of it
+      {"\x03 nonsense $?#3f", "+$S05#b8"},
+      {"$vMustReplyEmpty#3a", "+$#00"},
+      {"$#00", "+$#00"},
+      {"$QStartNoAckMode#b0", "+$OK#9a"},
+      {"+$?#3f", "$S05#b8"},
+      {"$?#3e", "$E01#a6"},  // nobody would ask again
+  };
+  for (const auto& c : cases) {
+    wire.clear();
+    link.Take(c.sent);
+    EXPECT_EQ(wire, c.answered) << c.sent;
+  }
+}
+
+TEST_F(LinkTest, AnswersAsClientsCanBear) {
+  const struct {
+    std::vector<std::string> sent;
+    const char* answered;
+  } cases[] = {
+      {{"qCRC:0,9"}, "C376e6e7"},  // the published check value of this CRC
+      {{"m0,2", "m4000,1", "m0,-1", "m0", "m100000000,1"}, "3132 E01 E01 E01 E01"},
+      {{"qCRC:0,ffffffff"}, "E01"},
+      {{"qXfer:features:read:target.xml:5,7", "qXfer:features:read:target.xml:ffff,9"}, "m versio l"},
+      {{"qXfer:osdata:read::0,9"}, ""},
+      {{"pf", "p10", "p0", "p11", "p"}, "00000000 00000001 xxxxxxxx E01 E01"},
+      {{"c", "vCont;s:1"},
+       "E.this server loads and reads; it does not run programs: 'monitor reset' starts the chip "
+       "E.this server loads and reads; it does not run programs: 'monitor reset' starts the chip"},
+      {{"M20000000,2:0", "X20000000,2:abc", "X0,1:a"},
+       "E.a write with odd digits E.a write of another length than it says "
+       "E.0x00000000..0x00000000: 0x00000000 lies in no memory that takes this"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(Ask(c.sent), c.answered);
+  link.Take(host::gdb::Packet("qRcmd,6661696c"));
+  EXPECT_TRUE(wire.ends_with("$O6661696c#2a$O6661696c65640a#90$E01#a6")) << wire;
+}
+
+TEST_F(LinkTest, CarriesOutALoadAsOne) {
+  EXPECT_EQ(Ask({"X20000010,2:in", "M20000011,1:4F", "vFlashErase:0,1000", "vFlashWrite:10000ffe:ab",
+                 "vFlashWrite:1000:c}\x03", "vFlashErase:4c000000,c00", "vFlashWrite:4c0007ff:xy",
+                 "vFlashDone", "Pf=44000000"}),
+            "OK OK OK OK OK OK OK OK OK");
+  const Segments load = {{0xFFE, BytesOf("abc#")},
+                         {0x4C00'07FF, BytesOf("x")},
+                         {0x4C00'0800, BytesOf("y")},
+                         {0x2000'0010, BytesOf("iO")}};
+  EXPECT_EQ(chip.loads, std::vector<Segments>{load});
+  EXPECT_EQ(chip.ramWrites, (Segments{{0x2000'0010, BytesOf("in")}, {0x2000'0011, BytesOf("O")}}));
+}
+
+// Nothing of a load that has failed, or that was left, comes into the next.
+TEST_F(LinkTest, BeginsEveryLoadWithNothing) {
+  const struct {
+    std::vector<std::string> sent;  // before a good load
+    const char* answered;
+    std::size_t loads = 0;
+  } cases[] = {
+      {{"vFlashWrite:0:ab", "vFlashWrite:1:c", "vFlashWrite:8:z", "vFlashDone"},
+       "OK E.0x00000001..0x00000001: sent twice, and not the same E.a part of this load has failed: begin it "
+       "anew "
+       "E.a part of this load has failed: begin it anew"},
+      {{"vFlashErase:0,4001"}, "E.0x00000000..0x00004000: 0x00004000 lies in no memory that takes this"},
+      {{"vFlashWrite:0:ab", "vFlashWrite:3fff:ab"},
+       "OK E.0x00003fff..0x00004000: 0x00004000 lies in no memory that takes this"},
+      {{"vFlashWrite:20000000:a", "vFlashWrite:zz:a", "vFlashWrite:0"},
+       "E.0x20000000..0x20000000: 0x20000000 lies in no memory that takes this "
+       "E.a part of this load has failed: begin it anew E.a part of this load has failed: begin it anew"},
+      {{"vFlashErase:0,800", "vFlashDone"},
+       "OK E.nothing was written to flash; 'monitor erase' erases the chip, which it does as a whole"},
+      {{"X20000000,1:r", "m0,1"}, "OK 31"},  // somebody sets a variable: no part of a load
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.answered);
+    chip.loads.clear();
+    EXPECT_EQ(Ask(c.sent), c.answered);
+    EXPECT_EQ(Ask({"vFlashErase:10,1", "vFlashWrite:10:good", "vFlashDone"}), "OK OK OK");
+    EXPECT_EQ(chip.loads, (std::vector<Segments>{{{0x10, BytesOf("good")}}}));
+  }
+  chip.failsLoads = true;
+  EXPECT_EQ(Ask({"vFlashErase:0,1", "vFlashWrite:0:bad", "vFlashDone", "vFlashDone"}),
+            "OK OK E.Error  1  2 E.a part of this load has failed: begin it anew");
+  chip.failsLoads = false;
+  EXPECT_EQ(Ask({"vFlashErase:10,1", "vFlashWrite:10:good", "vFlashDone"}), "OK OK OK");
+  EXPECT_EQ(chip.loads.back(), (Segments{{0x10, BytesOf("good")}}));
+}
+
+TEST_F(LinkTest, LoadsRamAloneIntoAClosedChip) {
+  chip.isOpen = false;
+  EXPECT_EQ(Ask({"X20000000,2:ab", "Pf=00000000", "Pf=00000000"}), "OK OK OK");
+  EXPECT_EQ(chip.loads, (std::vector<Segments>{{{0x2000'0000, BytesOf("ab")}}}));
+  EXPECT_TRUE(chip.ramWrites.empty());
+  EXPECT_EQ(Ask({"X20000000,2:ab", "g"}).substr(0, 11), "OK xxxxxxxx");
+  EXPECT_EQ(chip.complaints,
+            std::vector<std::string>{"2 bytes for RAM were not written: the chip's memory is closed"});
+}
+
+TEST_F(LinkTest, RefusesALoadOfAClientThatHasDetached) {
+  EXPECT_EQ(Ask({"D", "vFlashErase:0,800", "vFlashDone", "X20000000,1:a"}), "OK E01 E01 E01");
+  EXPECT_EQ(chip.complaints.at(0), "the client has detached from the chip: connect again before a load");
+}
+
+}  // namespace
