@@ -174,7 +174,8 @@ struct FlashDeviceFactory4 {
       *device = new Adapter(text1, text2, text3, utility);
       return nullptr;
     } catch (const std::exception& error) {
-      thread_local std::string sLastError;
+      // In the room that a thread has from its start: nothing is allocated for it, which could fail again.
+      [[gnu::tls_model("initial-exec")]] thread_local std::string sLastError;
       return Detail::KeepErrorText(sLastError, error.what());
     }
   }
