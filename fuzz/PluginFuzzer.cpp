@@ -1,7 +1,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -70,11 +70,7 @@ class Session {
         settings(DefaultSettings(device)),
         probe(device, {}),
         honest(probe, settings),
-        hostile(honest,
-                {.ccfg = device.map.ccfg.size,
-                 .userRecord = device.map.userRecord.size,
-                 .scfg = device.map.scfg.size},
-                hostBytes) {
+        hostile(honest, {map.ccfg.size, map.userRecord.size, map.scfg.size}, hostBytes) {
     honest.ConnectDebugPort();
   }
   ~Session() {
@@ -143,31 +139,26 @@ class Session {
   }
 
   [[nodiscard]] std::uint32_t Address() {
-    const std::array<std::uint32_t, 8> bases = {0,
-                                                device.map.ccfg.base,
-                                                device.map.userRecord.base,
-                                                device.map.scfg.base,
-                                                device.map.otp.base,
-                                                device.map.ram.base,
-                                                0x1000'0000,
-                                                0xFFFF'FF00};
+    const std::uint32_t bases[] = {
+        0,           map.ccfg.base, map.userRecord.base, map.scfg.base, map.otp.base, map.ram.base,
+        0x1000'0000, 0xFFFF'FF00};
     const std::uint8_t choice = operations.Byte();
     const std::uint32_t offset = operations.Byte() * ((choice & 0x80) != 0 ? 1U : 0x80U);
-    return (choice & 0x40) != 0 ? operations.Word() : bases[choice % bases.size()] + offset;
+    return (choice & 0x40) != 0 ? operations.Word() : bases[choice % std::size(bases)] + offset;
   }
 
   [[nodiscard]] std::uint32_t BlockLength() {
-    const std::array<std::uint32_t, 8> lengths = {0,
-                                                  1,
-                                                  kSectorSize,
-                                                  device.map.ccfg.size,
-                                                  device.map.userRecord.size,
-                                                  device.map.scfg.size,
-                                                  device.map.ccfg.size + device.map.otp.size,
-                                                  kLongestBlock};
+    const std::uint32_t lengths[] = {0,
+                                     1,
+                                     kSectorSize,
+                                     map.ccfg.size,
+                                     map.userRecord.size,
+                                     map.scfg.size,
+                                     map.ccfg.size + map.otp.size,
+                                     kLongestBlock};
     const std::uint8_t choice = operations.Byte();
     if ((choice & 0x80) != 0) return operations.Word() % kLongestBlock;
-    return lengths[choice % lengths.size()];
+    return lengths[choice % std::size(lengths)];
   }
 
   void WriteBlock() {
@@ -185,25 +176,24 @@ class Session {
   // A text that the plug-in may show: without the mark of the passwords.
   [[nodiscard]] std::string PublicText() {
     std::string text = operations.Text();
-    for (char& character : text)
-      if (character == HostileHost::kSecretMark) character = '?';
+    std::replace(text.begin(), text.end(), HostileHost::kSecretMark, '?');
     return text;
   }
 
   void PerformOperation() {
-    constexpr std::array<const char*, 7> kNames = {
+    constexpr const char* kNames[] = {
         "Erase",           "ChipEraseRetain", "BlankCheck",         "ReadDeviceInfo",
         "ProgramHsmImage", "ReadHsmSysInfo",  "ReadHsmUpdateStatus"};
     const std::uint8_t choice = operations.Byte() % 8;
-    const std::string name = choice < kNames.size() ? kNames[choice] : PublicText();
+    const std::string name = choice < std::size(kNames) ? kNames[choice] : PublicText();
     Perform([&] { return plugin->PerformOperation(name.c_str()); });
   }
 
   void ExecuteScriptFunction() {
-    constexpr std::array<const char*, 5> kNames = {"EnsureAuthentication", "EnterSaci", "ExitSaci",
-                                                   "SaciAppResetDevice", "exitSaci"};
+    constexpr const char* kNames[] = {"EnsureAuthentication", "EnterSaci", "ExitSaci", "SaciAppResetDevice",
+                                      "exitSaci"};
     const std::uint8_t choice = operations.Byte();
-    const char* const name = kNames[choice % kNames.size()];
+    const char* const name = kNames[choice % std::size(kNames)];
     const std::string text = "text";
     std::vector<C_RuneValue> params;
     for (int i = 0; i < choice >> 6; ++i) {
@@ -214,10 +204,9 @@ class Session {
     }
     constexpr long long kUnwritten = 0x5A5A;
     C_RuneValue result(kUnwritten);
-    const bool failed = Perform([&] {
-                          return plugin->ExecuteRuneFunction(name, params.data(),
-                                                             static_cast<unsigned>(params.size()), result);
-                        }) != nullptr;
+    const auto count = static_cast<unsigned>(params.size());
+    const bool failed =
+        Perform([&] { return plugin->ExecuteRuneFunction(name, params.data(), count, result); }) != nullptr;
     Require(failed == (result.integer == kUnwritten), "a script function gives a result when it succeeds");
   }
 
@@ -268,10 +257,9 @@ class Session {
     for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
     Initialize();
     RequireSuccess(Perform([&] { return plugin->ResetSettings(ProgramState::LoadStart); }));
-    RequireSuccess(Perform([&] {
-      return plugin->WriteDataToFlash(data.data(), Debugger::Address(2 * kSectorSize),
-                                      static_cast<int>(data.size()), 0);
-    }));
+    const Debugger::Address address(2 * kSectorSize);
+    const auto count = static_cast<int>(data.size());
+    RequireSuccess(Perform([&] { return plugin->WriteDataToFlash(data.data(), address, count, 0); }));
     RequireSuccess(Perform([&] { return plugin->ResetSettings(ProgramState::LoadEnd); }));
     const std::vector<std::uint8_t> main = probe.Picture().main;
     Require(std::equal(data.begin(), data.end(), main.begin() + 2 * kSectorSize),
@@ -284,6 +272,7 @@ class Session {
   }
 
   const host::DeviceDescription& device;
+  const host::MemoryMap& map = device.map;
   ByteSource operations;
   host::PropertyStore settings;
   host::SimulatedProbe probe;

@@ -71,7 +71,6 @@ TEST_P(HostFaultSweep, EveryFailureIsToldAndTheNextLoadRecovers) {
         attempt.services.AddObserver(failed);
         attempt.services.Fail({.call = attempt.services.CallCount() + nth, .text = text});
         const std::string error = ErrorOf([&] { action.run(attempt); });
-        EXPECT_EQ(attempt.services.BrokenRules(), "");
         if (failed.function.empty()) {  // it ran to its end: every call has had its turn
           EXPECT_EQ(error, "ok");
           break;

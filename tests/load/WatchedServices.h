@@ -1,9 +1,8 @@
 #pragma once
 
-#include <fmt/format.h>
+#include <gtest/gtest.h>
 
 #include <span>
-#include <string>
 
 #include "host/device/MemoryMap.h"
 #include "host/plugin/CallChecker.h"
@@ -22,15 +21,13 @@ class WatchedServices : public host::HostServices {
     ConnectDebugPort();
   }
 
-  [[nodiscard]] std::span<const host::SaciExchange> Exchanges() const { return wire.Exchanges(); }
-
-  // What the plug-in has broken so far, a line each; empty when it has kept all rules.
-  [[nodiscard]] std::string BrokenRules() const {
-    std::string lines;
+  // Fails the test for every rule that the plug-in has broken.
+  ~WatchedServices() {
     for (const host::CallFinding& finding : checker.Findings())
-      lines += fmt::format("{} in call {}: {}\n", finding.rule, finding.call, finding.what);
-    return lines;
+      ADD_FAILURE() << finding.rule << " in call " << finding.call << ": " << finding.what;
   }
+
+  [[nodiscard]] std::span<const host::SaciExchange> Exchanges() const { return wire.Exchanges(); }
 
  private:
   host::CallChecker checker;
