@@ -98,14 +98,12 @@ class Script {
   std::string core = "CS_DAP_0";
 };
 
-struct Case {
-  const char* what;
-  const char* steps;
-  const char* rules;  // that are broken
-};
-
-TEST(CallCheckerTest, HoldsAPluginToTheContract) {
-  const Case cases[] = {
+TEST(CallCheckerTest, HoldsAPluginToTheContractAndTheWire) {
+  const struct {
+    const char* what;
+    const char* steps;
+    const char* rules;  // that are broken
+  } cases[] = {
       {"register off the debug port", "core SEC_AP; call Connect; read SECAP_RXCTL 0", "debug port"},
       {"core never connected", "core SEC_AP; move 1; core CS_DAP_0", "connect first, answer"},
       {"core lost with the debug port",
@@ -123,16 +121,6 @@ TEST(CallCheckerTest, HoldsAPluginToTheContract) {
       {"no text", "end-mute", "say why"},
       {"empty message", "call ReportError", "say why"},
       {"empty transfer", "push", "something to move"},
-  };
-  for (const Case& c : cases) {
-    Script script;
-    script.Play(c.steps);
-    EXPECT_EQ(script.BrokenRules(), c.rules) << c.what;
-  }
-}
-
-TEST(CallCheckerTest, HoldsAPluginToTheWire) {
-  const Case cases[] = {
       {"whole commands",
        "exchange 1; exchange 109 5C17E94B; exchange 20C 5C17E94B 1 2 3 4; command 305; answer 2000305 7 8; "
        "exchange 20406 1 2",
@@ -167,7 +155,7 @@ TEST(CallCheckerTest, HoldsAPluginToTheWire) {
       {"lost after a failure", "command 1; end-no; exchange 501; exchange 501", ""},
       {"and found by a reset", "command 1; end-no; write SECAP_RSTCTL 5C; exchange 501", "in SACI, sequence"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     Script script;
     script.Play(c.steps);
     EXPECT_EQ(script.BrokenRules(), c.rules) << c.what;

@@ -8,21 +8,15 @@ namespace host {
 namespace {
 
 TEST(HostFaultTest, ReadsTheCallAndTheText) {
-  const struct {
-    const char* text;
-    std::uint64_t call;
-    const char* failure;
-  } cases[] = {
+  const std::tuple<const char*, std::uint64_t, const char*> cases[] = {
       {"host:1", 1, "host call failed on request"},
       {"host:250=probe unplugged", 250, "probe unplugged"},
       {"host:3=", 3, ""},
-      {"host:3=a=b", 3, "a=b"},
-  };
-  for (const auto& c : cases) {
-    ASSERT_TRUE(IsHostFault(c.text)) << c.text;
-    const HostFault fault = ParseHostFault(c.text);
-    EXPECT_EQ(fault.call, c.call) << c.text;
-    EXPECT_EQ(fault.text, c.failure) << c.text;
+      {"host:3=a=b", 3, "a=b"}};
+  for (const auto& [text, call, failure] : cases) {
+    ASSERT_TRUE(IsHostFault(text)) << text;
+    EXPECT_EQ(ParseHostFault(text).call, call) << text;
+    EXPECT_EQ(ParseHostFault(text).text, failure) << text;
   }
 }
 

@@ -29,25 +29,7 @@ struct HostServicesTest : testing::Test {
     ASSERT_EQ(Text(table.connect(object, false)), "ok");
     probe.log.clear();
   }
-  bool IsConnected() {
-    bool connected = false;
-    EXPECT_EQ(Text(table.isConnected(object, &connected)), "ok");
-    return connected;
-  }
 };
-
-TEST_F(HostServicesTest, EachCoreHasAConnectionOfItsOwn) {
-  EXPECT_FALSE(IsConnected());
-  SelectConnected("CS_DAP_0");
-  Select("SEC_AP");
-  EXPECT_FALSE(IsConnected());
-  SelectConnected("SEC_AP");
-  EXPECT_EQ(Text(table.disconnect(object, true)), "ok");
-  EXPECT_FALSE(IsConnected());
-  EXPECT_EQ(Text(table.setCore(object, "CS_DAP_0")), "ok");
-  EXPECT_TRUE(IsConnected());
-  EXPECT_THAT(probe.log, ElementsAre("disconnect SEC_AP"));
-}
 
 TEST_F(HostServicesTest, CoresLoseTheirConnectionWithWhatCarriesIt) {
   const struct {
@@ -141,72 +123,49 @@ TEST_F(HostServicesTest, RefusesAccessesOnACoreThatIsNotConnected) {
   EXPECT_EQ(services.BytesWritten(), 0U);
 }
 
-TEST_F(HostServicesTest, WordsOnTheSecurityPortGoThroughItsDataRegisterInOneTransfer) {
+TEST_F(HostServicesTest, WordsOnTheSecurityPortAloneGoThroughItsDataRegisterInOneTransfer) {
   SelectConnected("SEC_AP");
   const std::uint32_t out[] = {0x00000001, 0x5C17E94B};
-  EXPECT_EQ(Text(table.writeMemory(object, out, 2, Debugger::Address(0U), 1, 4)), "ok");
-  probe.wordsToPop = {0xAABBCCDD, 7};
   std::uint32_t in[2] = {};
+  probe.wordsToPop = {0xAABBCCDD, 7};
+  EXPECT_EQ(Text(table.writeMemory(object, out, 2, Debugger::Address(0U), 1, 4)), "ok");
   EXPECT_EQ(Text(table.readMemory(object, in, 2, Debugger::Address(0U), 1, 4)), "ok");
   EXPECT_THAT(in, ElementsAre(0xAABBCCDD, 7));
+  const std::tuple<unsigned int, int, std::size_t> refused[] = {{4, 1, 4}, {0, 0, 4}, {0, 1, 1}};
+  for (const auto& [address, page, size] : refused)
+    EXPECT_EQ(Text(table.writeMemory(object, out, 1, Debugger::Address(address), page, size)),
+              fmt::format("SEC_AP has 32-bit words at address 0 of page 1 only, not elements of {} bytes at "
+                          "0x{:08x} of page {}",
+                          size, address, page));
   EXPECT_THAT(probe.log, ElementsAre("push 1 5c17e94b", "pop 2"));
   EXPECT_EQ(services.BytesWritten(), 8U);
 }
 
-TEST_F(HostServicesTest, RefusesOtherAccessesOnTheSecurityPort) {
-  SelectConnected("SEC_AP");
-  const struct {
-    unsigned int address;
-    int page;
-    std::size_t elementSize;
-  } cases[] = {{4, 1, 4}, {0, 0, 4}, {0, 1, 1}};
-  std::uint32_t word = 0;
-  for (const auto& c : cases) {
-    EXPECT_EQ(Text(table.writeMemory(object, &word, 1, Debugger::Address(c.address), c.page, c.elementSize)),
-              fmt::format("SEC_AP has 32-bit words at address 0 of page 1 only, not elements of {} bytes at "
-                          "0x{:08x} of page {}",
-                          c.elementSize, c.address, c.page));
-  }
-  EXPECT_THAT(probe.log, IsEmpty());
-}
-
-TEST_F(HostServicesTest, RefusesWhatDoesNotFit32Bits) {
+TEST_F(HostServicesTest, RefusesWhatDoesNotFit32BitsAndNamesItDoesNotKnow) {
   SelectConnected("CS_DAP_0");
   unsigned long long value = 0;
   EXPECT_EQ(Text(table.readReg(object, Debugger::Address(0x100000000ULL), &value)),
             "address 0x100000000 is wider than 32 bits");
   EXPECT_EQ(Text(table.writeReg(object, Debugger::Address(FakeProbe::kStatusAddress), 0x100000000ULL)),
             "register value 0x100000000 is wider than 32 bits");
-  EXPECT_THAT(probe.log, IsEmpty());
-}
-
-TEST_F(HostServicesTest, RefusesNamesItDoesNotKnow) {
   Debugger::Address address(5U);
-  EXPECT_EQ(Text(table.lookupReg(object, "SECAP_NOTHING", &address)),
-            "there is no register \"SECAP_NOTHING\"");
+  EXPECT_EQ(Text(table.lookupReg(object, "NOTHING", &address)), "there is no register \"NOTHING\"");
   EXPECT_EQ(Extract(address), 5U);
   EXPECT_EQ(Text(table.setCore(object, "cortex")), "there is no core \"cortex\"");
   EXPECT_EQ(services.CurrentCore(), Core::DebugPort);
   EXPECT_EQ(Text(table.resetTarget(object, 1)), "reset kind 1 is not offered");
+  EXPECT_EQ(table.getValueOfProperty(object, "sectorsize"), nullptr);
   EXPECT_THAT(probe.log, IsEmpty());
 }
 
 TEST_F(HostServicesTest, AnswersReservedSlotsWithAnErrorText) {
-  const struct {
-    int slot;
-    HostFunctionTable::Reserved function;
-  } cases[] = {{2, table.reserved2to6[0]},    {6, table.reserved2to6[4]}, {9, table.reserved8to9[1]},
-               {18, table.reserved15to18[3]}, {21, table.reserved21},     {26, table.reserved23to26[3]},
-               {32, table.reserved28to32[4]}, {35, table.reserved35}};
-  for (const auto& c : cases) {
-    const auto call = reinterpret_cast<const char* (*)(HostObject*)>(c.function);
-    EXPECT_EQ(Text(call(object)), fmt::format("this host offers no function {}", c.slot));
-  }
-}
-
-TEST_F(HostServicesTest, PropertyNamesAreMatchedExactly) {
-  EXPECT_STREQ(table.getValueOfProperty(object, "SectorSize"), "800");
-  EXPECT_EQ(table.getValueOfProperty(object, "sectorsize"), nullptr);
+  const std::pair<int, HostFunctionTable::Reserved> slots[] = {
+      {2, table.reserved2to6[0]},    {6, table.reserved2to6[4]}, {9, table.reserved8to9[1]},
+      {18, table.reserved15to18[3]}, {21, table.reserved21},     {26, table.reserved23to26[3]},
+      {32, table.reserved28to32[4]}, {35, table.reserved35}};
+  for (const auto& [slot, function] : slots)
+    EXPECT_EQ(Text(reinterpret_cast<const char* (*)(HostObject*)>(function)(object)),
+              fmt::format("this host offers no function {}", slot));
 }
 
 }  // namespace

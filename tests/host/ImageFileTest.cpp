@@ -18,7 +18,6 @@
 
 namespace {
 
-using host::ImageFile;
 using host::ImageFormat;
 using host::ImageSegment;
 using testing::HasSubstr;
@@ -70,9 +69,8 @@ struct ElfFile {
 
 TEST(ElfImage, GivesLoadedSegmentsAtTheirPhysicalAddresses) {
   ElfFile elf;
-  const ImageFile image = host::ParseImage("a.elf", elf.Whole());
-  EXPECT_EQ(image.format, ImageFormat::Elf);
-  EXPECT_EQ(image.segments, (std::vector<ImageSegment>{{0x100, {1, 2, 3, 4}}, {0x2000'0000, {5, 6, 7}}}));
+  EXPECT_EQ(host::ParseImage("a.elf", elf.Whole()).segments,
+            (std::vector<ImageSegment>{{0x100, {1, 2, 3, 4}}, {0x2000'0000, {5, 6, 7}}}));
   elf.programs[0].p_filesz = 0;  // zero-initialized memory
   EXPECT_EQ(host::ParseImage("a.elf", elf.Whole()).segments.size(), 1u);
 }
@@ -82,30 +80,23 @@ TEST(ElfImage, BadOnesAreRefused) {
     void (*spoil)(ElfFile&);
     std::string error;
   } cases[] = {
-      {[](ElfFile& elf) { elf.header.e_ident[EI_CLASS] = ELFCLASS64; },
-       "is not a 32-bit little-endian ELF file"},
-      {[](ElfFile& elf) { elf.header.e_ident[EI_DATA] = ELFDATA2MSB; },
-       "is not a 32-bit little-endian ELF file"},
-      {[](ElfFile& elf) { elf.header.e_machine = EM_386; }, "is an ELF file for machine 3, not for ARM"},
-      {[](ElfFile& elf) { elf.header.e_phnum = 0; }, "has no program headers; is it linked?"},
+      {[](ElfFile& e) { e.header.e_ident[EI_CLASS] = ELFCLASS64; }, "is not a 32-bit little-endian ELF file"},
+      {[](ElfFile& e) { e.header.e_ident[EI_DATA] = ELFDATA2MSB; }, "is not a 32-bit little-endian ELF file"},
+      {[](ElfFile& e) { e.header.e_machine = EM_386; }, "is an ELF file for machine 3, not for ARM"},
+      {[](ElfFile& e) { e.header.e_phnum = 0; }, "has no program headers; is it linked?"},
       // The real count then stands in the first section header, and may be anything.
-      {[](ElfFile& elf) { elf.header.e_phnum = 0xFFFF, elf.header.e_phentsize = 0; },
+      {[](ElfFile& e) { e.header.e_phnum = 0xFFFF, e.header.e_phentsize = 0; },
        "damaged ELF: it says that it has 65535 program headers or more"},
-      {[](ElfFile& elf) { elf.header.e_phentsize = 0; },
+      {[](ElfFile& e) { e.header.e_phentsize = 0; },
        "damaged ELF: it says that a program header has 0 bytes, not 32"},
-      {[](ElfFile& elf) { elf.header.e_shnum = 1, elf.header.e_shentsize = 41; },
+      {[](ElfFile& e) { e.header.e_shnum = 1, e.header.e_shentsize = 41; },
        "damaged ELF: it says that a section header has 41 bytes, not 40"},
-      {[](ElfFile& elf) { elf.programs[0].p_type = elf.programs[2].p_type = PT_NOTE; },
-       "holds no data to load"},
-      {[](ElfFile& elf) { elf.programs[2].p_offset = 0xFFFF'FFFF; },
+      {[](ElfFile& e) { e.programs[0].p_type = e.programs[2].p_type = PT_NOTE; }, "holds no data to load"},
+      {[](ElfFile& e) { e.programs[2].p_offset = 0xFFFF'FFFF; },
        "truncated ELF: segment 2 reaches to byte 4294967298, the file has 155"},
-      {[](ElfFile& elf) { elf.programs[2].p_paddr = 0xFFFF'FFFD; },
+      {[](ElfFile& e) { e.programs[2].p_paddr = 0xFFFF'FFFD; },
        "segment 2: 3 bytes at 0xFFFFFFFD do not fit in 32-bit addresses"},
-      {[](ElfFile& elf) {
-         elf.header.e_shoff = 116;
-         elf.header.e_shnum = 1;
-         elf.header.e_shentsize = sizeof(Elf32_Shdr);
-       },
+      {[](ElfFile& e) { e.header.e_shoff = 116, e.header.e_shnum = 1, e.header.e_shentsize = 40; },
        "truncated ELF: its section headers reach to byte 156, the file has 155"}};
   for (const auto& c : cases) {
     ElfFile elf;
@@ -117,33 +108,16 @@ TEST(ElfImage, BadOnesAreRefused) {
 // --- Intel HEX and S-record ------------------------------------------------------------------------------
 
 constexpr std::string_view kHex =
-    ":020000040001F9\r\n"
-    ":0400100001020304E2\r\n"
-    ":020014000506DF\r\n"
-    ":020000021000EC\r\n"
-    ":01FFFF00AA57\r\n"
-    ":0400000500000000F7\r\n"
-    ":00000001FF\r\n";
+    ":020000040001F9\r\n:0400100001020304E2\r\n:020014000506DF\r\n:020000021000EC\r\n"
+    ":01FFFF00AA57\r\n:0400000500000000F7\r\n:00000001FF\r\n";
 constexpr std::string_view kSRecords =
-    "S00600004844521B\n"
-    "S10500100102E7\n"
-    "S206123456030456\n"
-    "S30620000000AA2F\n"
-    "\n"
-    "S5030003F9\n"
+    "S00600004844521B\nS10500100102E7\nS206123456030456\nS30620000000AA2F\n\nS5030003F9\n"
     "S70500000000FA\n";
 
-TEST(HexImage, FollowsBasesAndJoinsRecords) {
-  const ImageFile image = host::ParseImage("a.hex", BytesOf(kHex));
-  EXPECT_EQ(image.format, ImageFormat::IntelHex);
-  EXPECT_EQ(image.segments,
+TEST(TextImages, BasesAreFollowedAllAddressSizesTakenAndRecordsJoined) {
+  EXPECT_EQ(host::ParseImage("a.hex", BytesOf(kHex)).segments,
             (std::vector<ImageSegment>{{0x0001'0010, {1, 2, 3, 4, 5, 6}}, {0x0001'FFFF, {0xAA}}}));
-}
-
-TEST(SRecordImage, TakesAllAddressSizes) {
-  const ImageFile image = host::ParseImage("a.srec", BytesOf(kSRecords));
-  EXPECT_EQ(image.format, ImageFormat::SRecord);
-  EXPECT_EQ(image.segments,
+  EXPECT_EQ(host::ParseImage("a.srec", BytesOf(kSRecords)).segments,
             (std::vector<ImageSegment>{{0x10, {1, 2}}, {0x12'3456, {3, 4}}, {0x2000'0000, {0xAA}}}));
 }
 
@@ -205,18 +179,11 @@ TEST(TextImages, EveryChangedDigitIsRefused) {
   }
 }
 
-constexpr std::uint8_t kFew[] = {1, 2, 3};
-
 // Sums by hand: 03+01+02+03 = 09, 02+04+4C+00 = 52; 08+4C+01+02+03 = 5A, 05 = 05.
 TEST(ImageWriter, WritesKnownLines) {
-  EXPECT_EQ(host::WriteIntelHex(kFew, 0x4C00'0000),
-            ":020000044C00AE\n"
-            ":03000000010203F7\n"
-            ":00000001FF\n");
-  EXPECT_EQ(host::WriteSRecord(kFew, 0x4C00'0000),
-            "S0030000FC\n"
-            "S3084C000000010203A5\n"
-            "S70500000000FA\n");
+  constexpr std::uint8_t kFew[] = {1, 2, 3};
+  EXPECT_EQ(host::WriteIntelHex(kFew, 0x4C00'0000), ":020000044C00AE\n:03000000010203F7\n:00000001FF\n");
+  EXPECT_EQ(host::WriteSRecord(kFew, 0x4C00'0000), "S0030000FC\nS3084C000000010203A5\nS70500000000FA\n");
 }
 
 // Across line and 64 KiB borders alike.
@@ -231,30 +198,26 @@ RC_GTEST_PROP(ImageWriter, WhatIsWrittenIsRead, ()) {
 // --- which format, which address -------------------------------------------------------------------------
 
 TEST(RawImage, GoesToItsAddressUpToTheTopOfAll) {
-  const ImageFile image = host::ParseImage("a.bin", Bytes{1, 2}, 0xFFFF'FFFD);
-  EXPECT_EQ(image.format, ImageFormat::Raw);
-  EXPECT_EQ(image.segments, (std::vector<ImageSegment>{{0xFFFF'FFFD, {1, 2}}}));
-  EXPECT_EQ(InputErrorOf([] {
-              host::ParseImage("a.bin", Bytes{1, 2}, 0xFFFF'FFFE);
-            }),
-            "a.bin: 2 bytes at 0xFFFFFFFE do not fit in 32-bit addresses");
-  EXPECT_EQ(InputErrorOf([] { host::ParseImage("a.bin", Bytes{1}, 0xFFFF'FFFF'FFFF'FFFF); }),
-            "a.bin: 1 bytes at 0xFFFFFFFFFFFFFFFF do not fit in 32-bit addresses");
+  EXPECT_EQ(host::ParseImage("a.bin", Bytes{1, 2}, 0xFFFF'FFFD).segments,
+            (std::vector<ImageSegment>{{0xFFFF'FFFD, {1, 2}}}));
+  const std::pair<std::uint64_t, const char*> tooHigh[] = {{0xFFFF'FFFE, "0xFFFFFFFE"},
+                                                           {~0ull, "0xFFFFFFFFFFFFFFFF"}};
+  for (const auto& [address, digits] : tooHigh)
+    EXPECT_EQ(InputErrorOf([&, at = address] { host::ParseImage("a.bin", Bytes(2), at); }),
+              std::string("a.bin: 2 bytes at ") + digits + " do not fit in 32-bit addresses");
 }
 
 TEST(ImageFormats, ContentDecidesBeforeTheExtensionAndWhetherAnAddressMayBeGiven) {
-  const struct {
-    const char* name;
-    Bytes content;
-    ImageFormat format;
-  } cases[] = {{"a.bin", BytesOf(kHex), ImageFormat::IntelHex},
-               {"a.elf", BytesOf(kSRecords), ImageFormat::SRecord},
-               {"a.hex", ElfFile().Whole(), ImageFormat::Elf}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(host::ParseImage(c.name, c.content).format, c.format);
-    EXPECT_EQ(InputErrorOf([&] { host::ParseImage(c.name, c.content, 0x1000); }),
-              std::string(c.name) + ": is " + std::string(ImageFormatName(c.format)) +
-                  ", which holds its own addresses; leave out \"@0x1000\"");
+  const std::tuple<std::string, Bytes, ImageFormat> cases[] = {
+      {"a.bin", BytesOf(kHex), ImageFormat::IntelHex},
+      {"a.elf", BytesOf(kSRecords), ImageFormat::SRecord},
+      {"a.hex", ElfFile().Whole(), ImageFormat::Elf}};
+  for (const auto& [name, content, format] : cases) {
+    EXPECT_EQ(host::ParseImage(name, content).format, format);
+    EXPECT_EQ(
+        InputErrorOf([&, &name = name, &content = content] { host::ParseImage(name, content, 0x1000); }),
+        name + ": is " + std::string(ImageFormatName(format)) +
+            ", which holds its own addresses; leave out \"@0x1000\"");
   }
   EXPECT_EQ(host::ParseImage("a.hex", BytesOf(":no hex"), 0).format, ImageFormat::Raw);
 }
@@ -288,15 +251,12 @@ struct ImageArgument : testing::Test {
   }
 };
 
-TEST_F(ImageArgument, SplitsAtTheLastAt) {
+TEST_F(ImageArgument, SplitsAtTheLastAtUnlessThatIsAFilesName) {
   EXPECT_EQ(host::ReadImage(Path("a.bin@0x100")).segments,
             (std::vector<ImageSegment>{{0x100, {'a', 'b', 'c'}}}));
   EXPECT_EQ(host::ReadImage(Path("a.bin@256")).segments.front().address, 256u);
   EXPECT_EQ(host::ReadImage(Path("a.bin@0")).name, Path("a.bin"));
   EXPECT_EQ(host::ReadImage(Path("b@2.bin@7")).segments, (std::vector<ImageSegment>{{7, {'b'}}}));
-}
-
-TEST_F(ImageArgument, AFileWithAnAtInItsNameIsThatFile) {
   EXPECT_THAT(Error(Path("b@2.bin")), HasSubstr("b@2.bin: a raw binary needs an address"));
   EXPECT_THAT(Error(Path("c@16")), HasSubstr("c@16: is neither ELF"));
 }

@@ -5,15 +5,14 @@
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
 
-#include <algorithm>
 #include <map>
 #include <set>
 
 #include "InputErrorOf.h"
+#include "tests/support/ImageRules.h"
 
 namespace {
 
-using host::AddressRange;
 using host::ImageBlock;
 using host::ImageFile;
 using host::LoadPlan;
@@ -51,10 +50,6 @@ std::vector<std::tuple<Region, std::uint32_t, std::size_t>> Shape(const LoadPlan
 }
 using Expected = std::vector<std::tuple<Region, std::uint32_t, std::size_t>>;
 
-std::string ErrorOf(const std::vector<ImageFile>& images) {
-  return InputErrorOf([&] { Plan(images); });
-}
-
 TEST(ImagePlan, MakesBlocksOfPieces) {
   using enum Region;
   const Expected wholeCcfg{{Ccfg, 0x4000'0000, 0x100}};
@@ -91,35 +86,29 @@ TEST(ImagePlan, MakesBlocksOfPieces) {
     for (const auto& [address, size] : c.pieces) images.push_back(Image(address, size));
     EXPECT_EQ(Shape(Plan(images)), c.blocks) << c.what;
   }
-}
-
-TEST(ImagePlan, WithoutAnAliasItsAddressesLieOutside) {
-  host::MemoryMap map = kMap;
-  map.aliasMask = 0;
+  host::MemoryMap unaliased = kMap;
+  unaliased.aliasMask = 0;
   const std::vector<ImageFile> images{Image(0x1000'0100, 4)};
-  EXPECT_EQ(Shape(host::PlanLoad(images, map, PluginCuts::No)),
-            (Expected{{Region::Outside, 0x1000'0100, 4}}));
+  EXPECT_EQ(Shape(host::PlanLoad(images, unaliased, PluginCuts::No)), (Expected{{Outside, 0x1000'0100, 4}}));
 }
 
 TEST(ImagePlan, OverlapsAreRefusedNamingBothImagesAndTheRange) {
-  EXPECT_EQ(ErrorOf({Image("b", 0x108, Bytes(16)), Image("a", 0x100, Bytes(16))}),
-            "a and b overlap in 0x00000108..0x0000010f");
-  EXPECT_EQ(ErrorOf({Image("a", 0x100, Bytes(16)), Image("b", 0x104, Bytes(4))}),
-            "a and b overlap in 0x00000104..0x00000107");
-  EXPECT_EQ(ErrorOf({Image("a", 0x100, Bytes(16)), Image("b", 0x110, Bytes(4))}), "no error");
   ImageFile twice = Image("a", 0x100, Bytes(16));
   twice.segments.push_back({0x10F, {1}});
-  EXPECT_EQ(ErrorOf({twice}), "a gives the bytes 0x0000010f..0x0000010f twice");
-  EXPECT_EQ(ErrorOf({Image("plain", 0x100, {1}), Image("alias", 0x1000'0100, {1})}),
-            "plain and alias overlap in 0x00000100..0x00000100");
+  const std::pair<std::vector<ImageFile>, const char*> cases[] = {
+      {{Image("b", 0x108, Bytes(16)), Image("a", 0x100, Bytes(16))},
+       "a and b overlap in 0x00000108..0x0000010f"},
+      {{Image("a", 0x100, Bytes(16)), Image("b", 0x104, Bytes(4))},
+       "a and b overlap in 0x00000104..0x00000107"},
+      {{Image("a", 0x100, Bytes(16)), Image("b", 0x110, Bytes(4))}, "no error"},
+      {{twice}, "a gives the bytes 0x0000010f..0x0000010f twice"},
+      {{Image("a", 0x100, {1}), Image("b", 0x1000'0100, {1})}, "a and b overlap in 0x00000100..0x00000100"}};
+  for (const auto& [images, error] : cases)
+    EXPECT_EQ(InputErrorOf([&, &images = images] { Plan(images); }), error);
 }
 
 TEST(ImagePlan, SettingsDecideHowLongABlockMayBe) {
-  using Values = host::PropertyStore::Values;
-  const struct {
-    Values settings;
-    PluginCuts cuts;
-  } cases[] = {
+  const std::pair<host::PropertyStore::Values, PluginCuts> cases[] = {
       {{}, PluginCuts::No},
       {{{"FlashPageToggle", "1"}}, PluginCuts::Yes},
       {{{"FlashPageToggle", "0"}}, PluginCuts::No},
@@ -127,11 +116,9 @@ TEST(ImagePlan, SettingsDecideHowLongABlockMayBe) {
       {{{"RetainMainSectors", "1"}}, PluginCuts::Yes},
       {{{"RetainMainSectors", "1"}, {"NoFlashErase", "1"}}, PluginCuts::No},
       {{{"FlashEraseSetting", "Retain CCFG and SCFG sectors"}}, PluginCuts::No},
-      {{{"FlashEraseSetting", "Retain MAIN sectors and CCFG and SCFG"}}, PluginCuts::Yes},
-  };
-  for (const auto& c : cases)
-    EXPECT_EQ(host::PluginCutsUnder(host::PropertyStore(c.settings)), c.cuts)
-        << testing::PrintToString(c.settings);
+      {{{"FlashEraseSetting", "Retain MAIN sectors and CCFG and SCFG"}}, PluginCuts::Yes}};
+  for (const auto& [settings, cuts] : cases)
+    EXPECT_EQ(host::PluginCutsUnder(host::PropertyStore(settings)), cuts) << testing::PrintToString(settings);
 }
 
 // The plug-in drops a last byte that is alone in its sector when it cuts away the sector before.
@@ -156,15 +143,10 @@ TEST(ImagePlan, TellsRangesAsAPersonWouldCountThem) {
 
 // --- what must hold for all images -----------------------------------------------------------------------
 
-// Images whose bytes do not overlap, over and around all regions; `bytes` is what they give, at plain
-// addresses.
-struct ArbitraryImages {
+// Images whose bytes do not overlap, over and around all regions, and what they give at plain addresses.
+std::pair<std::vector<ImageFile>, Memory> Arbitrary() {
   std::vector<ImageFile> images;
-  std::map<std::uint32_t, std::uint8_t> bytes;
-};
-
-ArbitraryImages Arbitrary() {
-  ArbitraryImages result;
+  Memory memory;
   const auto count = *rc::gen::inRange<std::size_t>(1, 12);
   for (std::size_t i = 0; i < count; ++i) {
     const std::uint32_t base = *rc::gen::element<std::uint32_t>(
@@ -172,71 +154,38 @@ ArbitraryImages Arbitrary() {
     const std::uint32_t address = base + *rc::gen::inRange<std::uint32_t>(0, 0x1200);
     Bytes data = *rc::gen::container<Bytes>(*rc::gen::inRange<std::size_t>(1, 700),
                                             rc::gen::arbitrary<std::uint8_t>());
-    std::map<std::uint32_t, std::uint8_t> plain;
-    for (std::uint32_t k = 0; k < data.size(); ++k) plain[(address + k) & ~kMap.aliasMask] = data[k];
-    const bool overlaps = std::any_of(plain.begin(), plain.end(),
-                                      [&](const auto& byte) { return result.bytes.contains(byte.first); });
-    if (overlaps || plain.size() != data.size()) continue;
-    result.bytes.insert(plain.begin(), plain.end());
-    result.images.push_back(Image("image", address, std::move(data)));
+    Memory joined = memory;
+    for (std::uint32_t k = 0; k < data.size(); ++k) joined.emplace((address + k) & ~kMap.aliasMask, data[k]);
+    if (joined.size() != memory.size() + data.size()) continue;
+    memory = std::move(joined);
+    images.push_back(Image("image", address, std::move(data)));
   }
-  return result;
+  return {images, memory};
 }
 
 PluginCuts ArbitraryCuts() {
   return *rc::gen::element(PluginCuts::No, PluginCuts::Yes);
 }
 
-RC_GTEST_PROP(ImagePlanProperty, LosesNoByteAndInventsOnlyFill, ()) {
-  const ArbitraryImages given = Arbitrary();
-  const LoadPlan plan = Plan(given.images, ArbitraryCuts());
-  std::set<std::uint32_t> seen;
-  std::size_t imageBytes = 0;
-  for (const ImageBlock& block : plan.blocks) {
-    for (std::uint32_t i = 0; i < block.data.size(); ++i) {
-      const std::uint32_t address = block.address + i;
-      RC_ASSERT(seen.insert(address).second);
-      const auto wanted = given.bytes.find(address);
-      RC_ASSERT(block.data[i] == (wanted == given.bytes.end() ? 0xFF : wanted->second));
-      const bool isGiven = std::any_of(block.given.begin(), block.given.end(),
-                                       [&](AddressRange range) { return range.Contains(address); });
-      RC_ASSERT(isGiven == (wanted != given.bytes.end()));
-    }
-    imageBytes += block.ImageBytes();
-  }
-  RC_ASSERT(imageBytes == given.bytes.size());
-}
-
-RC_GTEST_PROP(ImagePlanProperty, BlocksAscendAndKeepToOneRegion, ()) {
-  const LoadPlan plan = Plan(Arbitrary().images, ArbitraryCuts());
-  const std::map<Region, AddressRange> ranges{
+RC_GTEST_PROP(ImagePlanProperty, LosesNoByteKeepsToRegionsAndTouchesNoSectorTwiceOrForNothing, ()) {
+  const auto [images, memory] = Arbitrary();
+  const LoadPlan plan = Plan(images, ArbitraryCuts());
+  RC_ASSERT(BrokenPlanRule(plan, memory).empty());
+  const std::map<Region, host::AddressRange> ranges{
       {Region::Main, kMap.main}, {Region::Ccfg, kMap.ccfg}, {Region::Scfg, kMap.scfg},
       {Region::Otp, kMap.otp},   {Region::Ram, kMap.ram},   {Region::UserRecord, kMap.userRecord}};
-  std::uint64_t end = 0;
-  for (const ImageBlock& block : plan.blocks) {
-    RC_ASSERT(block.address >= end);
-    end = block.address + block.data.size();
-    for (const auto& [region, range] : ranges) {
-      const bool touches = block.address < range.End() && range.base < end;
-      if (region == block.region) RC_ASSERT(range.Contains(block.address) && end <= range.End());
-      // The user record is a part of the CCFG; all else keeps apart.
-      if (region != block.region && region != Region::UserRecord && block.region != Region::UserRecord)
-        RC_ASSERT(!touches);
-    }
-  }
-}
-
-RC_GTEST_PROP(ImagePlanProperty, NoTwoBlocksShareAMainSectorAndNoneIsTouchedForNothing, ()) {
-  const ArbitraryImages given = Arbitrary();
-  const LoadPlan plan = Plan(given.images, ArbitraryCuts());
   std::set<std::uint32_t> sectors;
   for (const ImageBlock& block : plan.blocks) {
+    const std::uint64_t end = block.address + block.data.size();
+    for (const auto& [region, range] : ranges) {
+      if (region == block.region) RC_ASSERT(range.Contains(block.address) && end <= range.End());
+      if (block.region == Region::Outside) RC_ASSERT(block.address >= range.End() || range.base >= end);
+    }
     if (block.region != Region::Main) continue;
-    const auto last = static_cast<std::uint32_t>(block.address + block.data.size() - 1);
-    for (std::uint32_t sector = block.address / 0x100; sector <= last / 0x100; ++sector) {
+    for (std::uint32_t sector = block.address / 0x100; sector <= (end - 1) / 0x100; ++sector) {
       RC_ASSERT(sectors.insert(sector).second);
-      const auto byte = given.bytes.lower_bound(sector * 0x100);
-      RC_ASSERT(byte != given.bytes.end() && byte->first < (sector + 1) * 0x100);
+      const auto byte = memory.lower_bound(sector * 0x100);
+      RC_ASSERT(byte != memory.end() && byte->first < (sector + 1) * 0x100);
     }
   }
 }

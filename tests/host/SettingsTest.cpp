@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <tuple>
 
 #include "InputErrorOf.h"
 #include "host/device/InputError.h"
@@ -30,23 +31,22 @@ DeviceDescription Device() {
 }
 
 TEST(Settings, ArePutAsThePluginSpellsThem) {
-  const struct {
-    std::string name, value, put;
-  } cases[] = {{"FlashPageToggle", "1", "1"},
-               {"FlashPageToggle", "TRUE", "1"},
-               {"FlashPageToggle", "off", "0"},
-               {"Erase", "chip erase", "Chip Erase"},
-               {"FlashPages", "a=b", "a=b"},
-               {"Hash", "00fF", "00fF"},
-               {"Hash", "", ""},
-               {"DebugPassword", "\t=", "\t="},
-               {"DebugPasswordHex", "00fF", "00fF"},
-               {"DebugPassword", std::string(64, 'x'), std::string(64, 'x')},
-               {"DebugPasswordHex", std::string(128, 'a'), std::string(128, 'a')}};
-  for (const auto& c : cases) {
+  const std::tuple<std::string, std::string, std::string> cases[] = {
+      {"FlashPageToggle", "1", "1"},
+      {"FlashPageToggle", "TRUE", "1"},
+      {"FlashPageToggle", "off", "0"},
+      {"Erase", "chip erase", "Chip Erase"},
+      {"FlashPages", "a=b", "a=b"},
+      {"Hash", "00fF", "00fF"},
+      {"Hash", "", ""},
+      {"DebugPassword", "\t=", "\t="},
+      {"DebugPasswordHex", "00fF", "00fF"},
+      {"DebugPassword", std::string(64, 'x'), std::string(64, 'x')},
+      {"DebugPasswordHex", std::string(128, 'a'), std::string(128, 'a')}};
+  for (const auto& [name, value, put] : cases) {
     PropertyStore settings;
-    ApplySetting(Device(), settings, c.name + "=" + c.value);
-    EXPECT_EQ(settings.Get(c.name, "none"), c.put) << c.name;
+    ApplySetting(Device(), settings, name + "=" + value);
+    EXPECT_EQ(settings.Get(name, "none"), put) << name;
   }
 }
 
