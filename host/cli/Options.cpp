@@ -56,9 +56,15 @@ void AddTargetOptions(CLI::App& verb, TargetOptions& target) {
   verb.add_option(
           "--probe", target.probe,
           "The simulated chip behind a high-speed probe (sim:hs, the default), a full-speed one (sim:fs) or "
-          "a full-speed HID one (sim:hid)")
-      ->type_name("sim[:hs|:fs|:hid]")
+          "a full-speed HID one (sim:hid); a CMSIS-DAP probe at a USB port (cmsis-dap[:SERIAL]) or in the "
+          "network (tcp:HOST[:PORT]); an OpenOCD that runs already (openocd[:HOST[:PORT]])")
+      ->type_name("PROBE")
       ->envname("TOVIK_PROBE");
+  verb.add_option("--clock", target.clock, "Clock of the probe's wire")->type_name("HZ");
+  verb.add_flag("--no-read-ahead", target.noReadAhead, "Fetch no answer before the plug-in asks for it");
+  verb.add_option("--trace-wire", target.wireTrace,
+                  "Record every packet to the probe in this file, passwords hidden")
+      ->type_name("FILE");
   AddList(verb, "--fault", target.faults,
           "Make something fail: host:N[=TEXT], or a fault of the simulated chip", "TEXT");
   verb.add_option("--life-cycle", target.lifeCycle,

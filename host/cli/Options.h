@@ -34,6 +34,9 @@ struct TargetOptions {
   bool allowUnknownSettings = false;
   PasswordOptions password;
   std::string probe = "sim";
+  std::optional<std::uint32_t> clock;  // of the wire, in Hz
+  bool noReadAhead = false;
+  std::string wireTrace;
   std::vector<std::string> faults;
   std::optional<std::uint32_t> lifeCycle;
   bool inRealTime = false;

@@ -44,7 +44,11 @@ SessionRequest Request(const TargetOptions& options, MissingChip missing) {
   if (options.verbose) settings.Set("FlashVerboseMode", "1");
 
   SessionRequest request{std::move(device), std::move(settings), {}, {}, {}};
-  request.probe = {.name = options.probe, .chip = ChipOptions(options, missing)};
+  request.probe = {.name = options.probe,
+                   .chip = ChipOptions(options, missing),
+                   .wireHz = options.clock,
+                   .readAhead = !options.noReadAhead};
+  if (!options.wireTrace.empty()) request.probe.wireTrace = options.wireTrace;
   request.plugin = options.plugin.empty() ? DefaultPlugin() : std::filesystem::path(options.plugin);
   for (const std::string& fault : options.faults)
     if (IsHostFault(fault)) request.faults.push_back(ParseHostFault(fault));
@@ -58,6 +62,7 @@ Files FilesOf(const TargetOptions& options) {
   files.Reads("plug-in", options.plugin);
   files.Reads("password file", options.password.file);
   files.Writes("trace", options.trace);
+  files.Writes("trace of the wire", options.wireTrace);
   return files;
 }
 

@@ -5,30 +5,88 @@
 #include <string_view>
 
 #include "host/device/InputError.h"
+#include "host/probe/AdiProbe.h"
+#include "host/probe/UsbProbes.h"
+#include "host/probe/cmsisdap/CmsisDap.h"
 #include "host/probe/simulated/SimulatedProbe.h"
+#ifdef TOVIK_WITH_TCP
+#include "host/probe/cmsisdap/TcpLink.h"
+#include "host/probe/openocd/OpenOcd.h"
+#endif
 
 namespace host {
 
 namespace {
 
-constexpr std::string_view kSimulated = "sim";
-constexpr std::string_view kUsualTiming = "hs";
+constexpr std::uint32_t kUsualWireHz = 4'000'000;  // loose wires stand it
 
-// The kind of probe that is modelled; nothing for the name of another probe.
-std::optional<std::string_view> TimingOf(std::string_view name) {
-  if (name == kSimulated) return kUsualTiming;
-  if (!name.starts_with(kSimulated) || name.substr(kSimulated.size(), 1) != ":") return std::nullopt;
-  return name.substr(kSimulated.size() + 1);
+// "kind:rest" or "kind".
+struct ProbeName {
+  explicit ProbeName(std::string_view name)
+      : kind(name.substr(0, name.find(':'))),
+        isBare(kind.size() == name.size()),
+        rest(isBare ? "" : name.substr(kind.size() + 1)) {}
+
+  std::string_view kind;
+  bool isBare;
+  std::string_view rest;
+};
+
+void RequireNoChipOptions(const ProbeOptions& options) {
+  const SimulatedChipOptions& chip = options.chip;
+  const char* const one = chip.file              ? "a chip file"
+                          : !chip.faults.empty() ? "faults"
+                          : chip.lifeCycle       ? "a life cycle"
+                          : chip.inRealTime      ? "real time"
+                                                 : nullptr;
+  if (one != nullptr)
+    throw InputError(fmt::format(
+        "{} can be chosen for a simulated chip only, and the probe {} has a real one", one, options.name));
+}
+
+PacketOptions PacketOptionsOf(const ProbeOptions& options, std::uint32_t usualHz) {
+  return {.wireHz = options.wireHz.value_or(usualHz), .trace = options.wireTrace};
+}
+
+[[noreturn]] void RefuseName(const std::string& name) {
+  std::string text = fmt::format(
+      "there is no probe \"{}\": sim[:hs|fs|hid], cmsis-dap[:SERIAL], tcp:HOST[:PORT] and "
+      "openocd[:HOST[:PORT]] are known",
+      name);
+  for (const std::string& sentence : ProbesLeftOut()) text += "; " + sentence;
+  throw InputError(text);
+}
+
+// What reaches the access ports of a real chip.
+std::unique_ptr<ApAccess> OpenAccess(const ProbeOptions& options, const AccessPorts& ports) {
+  const ProbeName name(options.name);
+  const PacketOptions packets = PacketOptionsOf(options, kUsualWireHz);
+  if (name.kind == "cmsis-dap") return OverPackets(OpenUsbProbe(name.rest), packets, ports);
+#ifdef TOVIK_WITH_TCP
+  if (name.kind == "tcp")
+    return OverPackets(std::make_unique<TcpLink>(ParseTcpAddress(name.rest, TcpLink::kUsualPort)), packets,
+                       ports);
+  if (name.kind == "openocd") {
+    if (options.wireTrace)
+      throw InputError("OpenOCD lets nobody see its packets: there is no trace of the wire");
+    return std::make_unique<OpenOcd>(name.isBare ? TcpAddress{"localhost", OpenOcd::kUsualPort}
+                                                 : ParseTcpAddress(name.rest, OpenOcd::kUsualPort));
+  }
+#endif
+  RefuseName(options.name);
 }
 
 }  // namespace
 
 std::unique_ptr<DebugProbe> OpenProbe(const ProbeOptions& options, const DeviceDescription& device) {
-  const std::optional<std::string_view> timing = TimingOf(options.name);
-  if (!timing)
-    throw InputError(
-        fmt::format("there is no probe \"{}\": sim, sim:hs, sim:fs and sim:hid are known", options.name));
-  return std::make_unique<SimulatedProbe>(device, options.chip, *timing);
+  const ProbeName name(options.name);
+  const ReadAhead readAhead = options.readAhead ? ReadAhead::Yes : ReadAhead::No;
+  if (name.kind == "sim")
+    return std::make_unique<SimulatedProbe>(device, options.chip, name.isBare ? "hs" : name.rest, readAhead,
+                                            PacketOptionsOf(options, kFastestWireHz));
+  if (name.kind != "cmsis-dap" && name.kind != "tcp" && name.kind != "openocd") RefuseName(options.name);
+  RequireNoChipOptions(options);
+  return std::make_unique<AdiProbe>(OpenAccess(options, device.ports), device.ports, readAhead);
 }
 
 }  // namespace host

@@ -25,12 +25,21 @@ struct SimulatedChipOptions {
 };
 
 struct ProbeOptions {
-  std::string name = "sim";  // "sim", or with the kind of probe that is modelled: "sim:hs", "sim:fs"
+  // One of these:
+  //   sim, sim:hs, sim:fs, sim:hid      a simulated chip behind a probe of that kind
+  //   cmsis-dap[:SERIAL]                a probe at a USB port
+  //   tcp:HOST[:PORT]                   a CMSIS-DAP probe in the network
+  //   openocd[:HOST[:PORT]]             through an OpenOCD that runs already
+  std::string name = "sim";
   SimulatedChipOptions chip = {};
+  std::optional<std::uint32_t> wireHz = {};             // of the serial wire; none: what usually works
+  bool readAhead = true;                                // fetch the chip's answers behind the commands
+  std::optional<std::filesystem::path> wireTrace = {};  // a line for each packet
 };
 
-// Powers the target up; touches no file. Throws InputError for a probe that there is not, and for an unusable
-// chip file or fault.
+// Powers a simulated target up; leaves a real one as it is. Touches no chip file. Throws InputError for a
+// probe that there is not, for an unusable chip file or fault, and for options that the probe does not have;
+// ProbeError when a real probe cannot be reached.
 std::unique_ptr<DebugProbe> OpenProbe(const ProbeOptions& options, const DeviceDescription& device);
 
 // Name of the device that a chip file is of. Throws InputError when it is no sound chip file.

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/probe/cmsisdap/TracedLink.h"
+
 namespace host {
 
 namespace {
@@ -132,8 +134,14 @@ class CmsisDap::TransferList {
   std::uint8_t count = 0;
 };
 
-CmsisDap::CmsisDap(std::unique_ptr<PacketLink> cable, const Options& wanted)
-    : link(std::move(cable)), options(wanted), window(*link, *this) {
+std::unique_ptr<CmsisDap> OverPackets(std::unique_ptr<PacketLink> cable, const PacketOptions& options,
+                                      const AccessPorts& ports) {
+  if (options.trace) cable = std::make_unique<TracedLink>(std::move(cable), *options.trace, ports);
+  return std::make_unique<CmsisDap>(std::move(cable), options.wireHz);
+}
+
+CmsisDap::CmsisDap(std::unique_ptr<PacketLink> cable, std::uint32_t wireHz)
+    : link(std::move(cable)), hertz(wireHz), window(*link, *this) {
   Identify();
 }
 
@@ -193,7 +201,7 @@ void CmsisDap::SetUpProbe() {
       throw ProbeError(ProbeError::Kind::NoProbe,
                        "the debug probe cannot switch to its serial wire: take another one");
   });
-  Command(PacketWriter(DapCommand::Clock).Word(options.wireHz));
+  Command(PacketWriter(DapCommand::Clock).Word(hertz));
   Command(PacketWriter(DapCommand::TransferConfigure).Byte(0).Half(kWaitRetries).Half(kOfferRetries));
   Command(PacketWriter(DapCommand::SwdConfigure).Byte(0));
   window.Finish();

@@ -2,11 +2,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
 
+#include "host/device/AccessPorts.h"
 #include "host/probe/ApAccess.h"
 #include "host/probe/cmsisdap/PacketLink.h"
 #include "host/probe/cmsisdap/PacketWindow.h"
@@ -22,6 +24,14 @@ struct DapIdentity {
   unsigned packetCount = 0;    // that the probe takes before it has answered the first
 };
 
+constexpr std::uint32_t kFastestWireHz = 10'000'000;
+
+// How to drive a CMSIS-DAP probe.
+struct PacketOptions {
+  std::uint32_t wireHz = kFastestWireHz;
+  std::optional<std::filesystem::path> trace = {};  // a line for each packet, see TracedLink
+};
+
 // A CMSIS-DAP probe: its packets, the start-up of the serial wire, and what is to be done when the chip's
 // debug port answers WAIT, FAULT or nothing.
 //
@@ -30,12 +40,8 @@ struct DapIdentity {
 // resumed; a register is never read again for an answer that was lost.
 class CmsisDap final : public ApAccess {
  public:
-  struct Options {
-    std::uint32_t wireHz = 10'000'000;
-  };
-
-  // Asks the probe who it is.
-  CmsisDap(std::unique_ptr<PacketLink> cable, const Options& wanted);
+  // Asks the probe who it is. No frequency above the probe's own limit is reached.
+  explicit CmsisDap(std::unique_ptr<PacketLink> cable, std::uint32_t wireHz = kFastestWireHz);
 
   [[nodiscard]] const DapIdentity& Identity() const { return identity; }
 
@@ -81,11 +87,16 @@ class CmsisDap final : public ApAccess {
   [[noreturn]] void Refuse(std::uint8_t acknowledge, const std::string& what);
 
   std::unique_ptr<PacketLink> link;
-  Options options;
+  std::uint32_t hertz;
   PacketWindow window;
   DapIdentity identity;
   std::optional<std::uint32_t> selected;  // what the debug port's SELECT holds
   bool isConnected = false;
 };
+
+// The probe at the end of a cable, with the registers' names for the trace. Throws InputError for a trace
+// that cannot be written.
+std::unique_ptr<CmsisDap> OverPackets(std::unique_ptr<PacketLink> cable, const PacketOptions& options,
+                                      const AccessPorts& ports);
 
 }  // namespace host

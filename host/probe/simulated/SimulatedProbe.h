@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "host/probe/AdiProbe.h"
+#include "host/probe/cmsisdap/CmsisDap.h"
 #include "host/probe/simulated/SimulatedBoard.h"
 
 namespace host {
@@ -15,7 +16,8 @@ class SimulatedProbe final : public SimulatedBoard, public AdiProbe {
  public:
   // `speed` names the kind of probe that is modelled. Throws as OpenProbe does.
   SimulatedProbe(const DeviceDescription& device, const SimulatedChipOptions& options,
-                 std::string_view speed = "hs", ReadAhead readAhead = ReadAhead::Yes);
+                 std::string_view speed = "hs", ReadAhead readAhead = ReadAhead::Yes,
+                 const PacketOptions& packets = {});
 
   [[nodiscard]] ChipView* View() override { return this; }
 };
