@@ -75,7 +75,12 @@ TEST(VerificationTest, ComparesAsFarAsThePluginGoes) {
     const char* note = "";
   } cases[] = {
       {{kMain, kCcfg, kScfg}, {kSame, kSame, kSame}, "vvv", "ok"},
-      {{kMain, kRam}, {kSame, kOther}, "v-", "ok", "the images hold no ccfg; it was not compared"},
+      {{kMain, kCcfg, kScfg, kRam},
+       {kSame, kSame, kSame},
+       "vvv-",
+       "ok",
+       "ram: not compared, no verification looks there"},
+      {{kMain}, {kSame, kOther}, "v", "ok", "the images hold no ccfg; it was not compared"},
       {{kMain, kCcfg}, {kSame, kSame, kOther}, "vv", "ok", "the images hold no scfg; it was not compared"},
       {{kMain, kCcfg, kScfg}, {kOther}, "D--", "the plug-in's text"},
       {{kMain, kCcfg, kScfg}, {kSame, kOther}, "vD-", "the plug-in's text"},
@@ -150,6 +155,9 @@ TEST(LoadTextTest, TellsWhereALoadFailedAndHowItWasInterrupted) {
               testing::StartsWith("  At        verify MAIN, 0x00008000..0x000087ff, sector 16\n"
                                   "  Chip      0x87, CRC-32 differs, to \"verify MAIN\"\n"
                                   "  Cause     The sector does not hold what was programmed"));
+  const Json failure = ToJson(record)["failure"];
+  EXPECT_EQ(failure["sector"], 16);
+  EXPECT_EQ(failure["result_name"], "CRC-32 differs");
 }
 
 TEST(ProgressBarTest, SuitsEveryWidth) {
