@@ -1,4 +1,6 @@
-// The library as a host meets it: its entry, the frame around the device, how settings and memory are passed.
+// The library as a host meets it: its entry, the frame around the device, script values, memory.
+
+#include <memory>
 
 #include "DeviceTest.h"
 #include "ExceptionSafeFlashDevice.h"
@@ -153,6 +155,17 @@ struct OddDevice {
   int asked = 0;
 };
 
+C_RuneValue TextRecord(const char* text) {
+  C_RuneValue record(0);
+  record.type = C_RuneValue::kText;
+  record.text = text;
+  return record;
+}
+
+const C_RuneValue& RecordOf(const RuneValue& value) {
+  return value;
+}
+
 TEST(AdapterFrame, PassesOnWhatTheDeviceDoes) {
   using Factory = FlashDeviceFactory4<OddDevice, unsigned char, unsigned int>;
   IFlashDevice4* adapter = nullptr;
@@ -169,15 +182,58 @@ TEST(AdapterFrame, PassesOnWhatTheDeviceDoes) {
 
   // A text outlives the host's buffer and a failed call.
   std::string buffer = "a text too long for a small buffer";
-  C_RuneValue text(0), result(0);
-  text.type = C_RuneValue::kText;
-  text.text = buffer.c_str();
+  const C_RuneValue text = TextRecord(buffer.c_str());
+  C_RuneValue result(0);
   EXPECT_EQ(Outcome(adapter->ExecuteRuneFunction("echo", &text, 1, result)), "ok");
   buffer.assign(buffer.size(), 'x');
   EXPECT_NE(Outcome(adapter->ExecuteRuneFunction("Echo", nullptr, 0, result)), "ok");
   ASSERT_EQ(result.type, C_RuneValue::kText);
   EXPECT_STREQ(result.text, "a text too long for a small buffer");
   adapter->Delete();
+}
+
+TEST(RuneValue, EachPointsAtItsOwnText) {
+  auto buffer = std::make_unique<std::string>("a text too long for a small buffer");
+  auto source = std::make_unique<RuneValue>(TextRecord(buffer->c_str()));
+  buffer.reset();
+  EXPECT_STREQ(RecordOf(*source).text, "a text too long for a small buffer");
+
+  const RuneValue copied(*source);
+  RuneValue assigned(5);
+  assigned = *source;
+  std::vector<RuneValue> moved(1, *source);
+  moved.reserve(moved.capacity() + 1);
+  source.reset();
+  for (const RuneValue& copy : {copied, assigned, moved.front()})
+    EXPECT_STREQ(RecordOf(copy).text, "a text too long for a small buffer");
+}
+
+TEST(RuneValue, ANullTextStaysNullUntilItIsCopied) {
+  const RuneValue fromRecord(TextRecord(nullptr));
+  EXPECT_EQ(RecordOf(fromRecord).text, nullptr);
+  const RuneValue copy(fromRecord);
+  EXPECT_STREQ(RecordOf(copy).text, "");
+}
+
+TEST(RuneValue, AnIntegerAfterATextIsAnInteger) {
+  RuneValue value(TextRecord("abc"));
+  value = RuneValue(-7);
+  EXPECT_TRUE(value.IsInteger());
+  EXPECT_EQ(value.ToLongLong(), -7);
+}
+
+TEST(RuneValue, OtherTypesPassUnchanged) {
+  C_RuneValue record(0x1234567890);
+  record.type = 3;
+  const RuneValue value = RuneValue(record);
+  EXPECT_FALSE(value.IsInteger());
+  EXPECT_EQ(RecordOf(value).type, 3U);
+  EXPECT_EQ(RecordOf(value).integer, 0x1234567890);
+}
+
+TEST(RuneValueDeathTest, ATextReadAsANumberStopsTheProcess) {
+  const RuneValue value(TextRecord("1"));
+  EXPECT_DEATH((void)value.ToLongLong(), "include/RuneValue.*IsInteger\\(\\)");
 }
 
 }  // namespace

@@ -103,7 +103,7 @@ std::string Bench::Play(const std::string& script) {
       continue;
     }
     for (const std::string& step : Split(item, ' ')) {
-      if (step.find_first_of("<!") != std::string::npos || step == "closed") {
+      if (step.find_first_of("<!#~") != std::string::npos || step == "closed") {
         Give(step);
         continue;
       }
@@ -121,7 +121,7 @@ std::string Bench::Play(const std::string& script) {
 }
 
 void Bench::Give(const std::string& setting) {
-  const std::size_t mark = setting.find_first_of("=<!");
+  const std::size_t mark = setting.find_first_of("=<!#~");
   const std::string name = setting.substr(0, mark);
   if (name[0] == '-') {
     host.properties.erase(name.substr(1));
@@ -145,12 +145,20 @@ void Bench::Give(const std::string& setting) {
     }
   } else {
     const bool always = setting.find('*') != std::string::npos;
-    const std::string value = setting.substr(mark + (always ? 2 : 1));
     SaciReply reply;
-    if (setting[mark] == '!')
-      reply.result = static_cast<std::uint8_t>(Hex(value));
-    else
-      for (const std::string& word : Split(value, ',')) reply.data.push_back(Hex(word));
+    for (std::size_t at = mark; at < setting.size();) {
+      const std::size_t end = std::min(setting.find_first_of("<!#~", at + 1), setting.size());
+      const std::size_t begin = at + (setting[at + 1] == '*' ? 2 : 1);
+      const std::string value = setting.substr(begin, end - begin);
+      switch (setting[at]) {
+        case '!': reply.result = static_cast<std::uint8_t>(Hex(value)); break;
+        case '#': reply.id = static_cast<std::uint8_t>(std::stoul(value)); break;
+        case '~': reply.latePolls = static_cast<unsigned>(std::stoul(value)); break;
+        default:
+          for (const std::string& word : Split(value, ',')) reply.data.push_back(Hex(word));
+      }
+      at = end;
+    }
     const auto id = static_cast<std::uint8_t>(std::stoul(name));
     if (always)
       host.ReplyAlways(id, reply);

@@ -44,7 +44,8 @@ std::string Hex8(std::uint32_t value);  // eight upper-case digits
 //   part=Mid  deviceid=1BB7702F     the chip: its part, or the register that tells it
 //   status=81  closed  flip=800     its boot status, its debug port, a byte that reads back wrong
 //   cores=CS_DAP_0,Cortex           the cores that are connected
-//   9<3,0  13!84  5<*1,0  5!*86     the reply to the next command 9, to every command 5: data, or a result
+//   9<3,0  13!84  5<*1,0  5!*86     the reply to the next command 9, to every command 5: data, or a result;
+//   34!8E#33  34<0~10               with another command's id; ready so many polls late (both decimal)
 //   init  start  end                Initialize and ResetSettings
 //   m c s o u r                     a block: MAIN sector 0, open CCFG, SCFG, OTP, user record, 3 bytes of RAM
 //   800+400  800*400:FF  800:0102   a block at an address: of a pattern, of one value, of these bytes

@@ -1,4 +1,4 @@
-// HSM firmware in its two streaming forms, and what the HSM tells of itself.
+// HSM firmware in its two streaming forms.
 
 #include "ChannelTest.h"
 
@@ -123,56 +123,6 @@ TEST_F(HsmCommandsTest, AnImageThatIsNotWholeRecordsIsRefused) {
     EXPECT_EQ(ProgramRecords(row.image),
               "The record at offset " + row.offset + " of the HSM image runs past the end of the image");
   EXPECT_EQ(Joined(host.calls), "");
-}
-
-TEST_F(HsmCommandsTest, WhatTheHsmTellsIsCheckedInThisOrder) {
-  const std::string wrongCount = "Received response from SACI with unexpected data word count";
-  const std::string failed = "Failed to read HSM FW Update Status from target";
-  const struct {
-    std::uint8_t command;
-    SaciReply reply;
-    std::string outcome, text = "Earlier. ";
-  } rows[] = {
-      {34, {.result = 142, .id = 33}, kUnexpectedId},
-      {34,
-       {.result = 142},
-       "HSM failed to boot. Make sure to program a valid HSM image under the \"HSM Image\" section."},
-      {34, {.result = 134}, "Command is not allowed due to restrictions"},
-      {34, {.result = 143, .data = Words(9)}, "HSM FW update failed due to invalid HDR contents"},
-      {34, {.data = Words(8)}, wrongCount},
-      {34, {.data = Words(10)}, wrongCount},
-      {34, {.data = {1, 2, 3, 4, 5, 6, 7, 0xFF0A0B0C, 9}, .latePolls = 10}, "0", "FW Version: 10.11.12"},
-      {34, {.data = Words(9), .latePolls = 11}, kNoResponse},
-      {35, {.result = 1, .id = 34}, kUnexpectedId},
-      {35, {.result = 142}, failed},
-      {35, {.result = 1, .data = {1}}, failed},
-      {35, {}, wrongCount},
-      {35, {.data = {1, 2}}, wrongCount},
-      {35, {.data = {1}, .latePolls = 11}, kNoResponse},
-      {35, {.data = {0}}, "0", "Earlier. Regular boot w/o a new image."},
-      {35, {.data = {1}}, "0", "Earlier. Requested update was successful."},
-      {35, {.data = {2}}, "0", "Earlier. ROM panic mode due to fault injection."},
-      {35, {.data = {3}}, "0", "Earlier. Invalid image detected."},
-      {35, {.data = {4}}, "0", "Earlier. The target image failed to verify."},
-      {35, {.data = {5}}, "0", "Earlier. Requested image update process failed."},
-      {35, {.data = {6}}, "0", "Earlier. SCFG configuration is invalid."},
-      {35, {.data = {7}}, "0", "Earlier. HSM FW failed to boot."},
-      {35, {.data = {8}}, "0", "Earlier. Unknown status! 8"},
-      {35, {.data = {0xFFFFFFFF}}, "0", "Earlier. Unknown status! 4294967295"},
-  };
-  for (const auto& row : rows) {
-    StartAt(0);
-    host.ReplyOnce(row.command, row.reply);
-    std::string text = "Earlier. ";
-    EXPECT_EQ(ResultOf([&] {
-                return row.command == 34 ? saci.ReadHsmSysInfo(&text) : saci.ReadHsmUpdateStatus(&text);
-              }),
-              row.outcome);
-    EXPECT_EQ(text, row.text) << row.outcome;
-    const std::string told =
-        (row.command == 34 ? "Info HSM Information: " : "Info Update status: ") + row.text;
-    EXPECT_EQ(Joined(host.Plot({"Info"})), row.outcome == "0" ? told + "\n" : "");
-  }
 }
 
 }  // namespace
