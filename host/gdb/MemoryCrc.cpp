@@ -6,7 +6,7 @@ namespace host::gdb {
 
 namespace {
 
-constexpr auto s_table = [] {
+constexpr std::array<std::uint32_t, 256> MakeTable() {
   std::array<std::uint32_t, 256> table{};
   for (std::uint32_t byte = 0; byte < table.size(); ++byte) {
     std::uint32_t crc = byte << 24;
@@ -14,7 +14,8 @@ constexpr auto s_table = [] {
     table[byte] = crc;
   }
   return table;
-}();
+}
+constexpr std::array<std::uint32_t, 256> s_table = MakeTable();
 
 }  // namespace
 
