@@ -45,6 +45,15 @@ void Collected::Require(AddressRange range) const {
   (void)Parts(range);
 }
 
+bool Collected::HasAnyOf(AddressRange range) const {
+  for (const Part& part : Parts(range)) {
+    const std::vector<bool>& isGiven = memories[part.memory].isGiven;
+    for (std::uint32_t i = 0; i < part.size && !isGiven.empty(); ++i)
+      if (isGiven[part.offset + i]) return true;
+  }
+  return false;
+}
+
 void Collected::Put(std::uint32_t address, std::span<const std::uint8_t> bytes) {
   const AddressRange range{address, static_cast<std::uint32_t>(bytes.size())};
   const std::vector<Part> parts = Parts(range);

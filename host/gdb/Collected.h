@@ -23,6 +23,10 @@ class Collected {
   void Put(std::uint32_t address, std::span<const std::uint8_t> bytes);
   // Throws InputError unless all of the range lies in these memories.
   void Require(AddressRange range) const;
+  [[nodiscard]] bool Contains(std::uint32_t address) const { return FirstPart({address, 1}).size != 0; }
+
+  // Whether some of the range, which lies in these memories, has been put here.
+  [[nodiscard]] bool HasAnyOf(AddressRange range) const;
 
   [[nodiscard]] std::size_t Size() const { return size; }
   // Ascending in each memory, each as long as can be, at plain addresses.

@@ -8,52 +8,15 @@
 #include "host/device/InputError.h"
 #include "host/device/Number.h"
 #include "host/gdb/Descriptions.h"
-#include "host/gdb/MemoryCrc.h"
 #include "host/gdb/Packets.h"
-#include "host/plan/MemoryText.h"
 #include "host/report/Format.h"
 
 namespace host::gdb {
 
 namespace {
 
-constexpr std::size_t kMostRead = kPacketSize / 2;  // bytes in one answer, two digits each
-constexpr std::uint32_t kThumbState = 1U << 24;     // of xpsr: the core knows no other
-
-constexpr const char* kUnreadable = "xxxxxxxx";  // shown as <unavailable>
-
 std::array<AddressRange, 4> FlashMemories(const MemoryMap& map) {
   return {map.main, map.ccfg, map.scfg, map.otp};
-}
-
-bool IsInMemory(const MemoryMap& map, std::uint32_t address) {
-  const std::uint32_t plain = address & ~map.aliasMask;
-  const auto memories = FlashMemories(map);
-  return map.ram.Contains(plain) || std::any_of(memories.begin(), memories.end(),
-                                                [&](AddressRange memory) { return memory.Contains(plain); });
-}
-
-std::string WordText(std::uint32_t word) {
-  std::string bytes;
-  for (unsigned shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(word >> shift & 0xFF);
-  return ToHex(bytes);
-}
-
-AddressRange RequireRange(std::string_view text) {
-  const auto range = ParseRange(text);
-  if (!range) throw InputError(fmt::format("\"{}\" is no address and length", text.substr(0, 40)));
-  return *range;
-}
-
-// "ADDRESS,LENGTH:DATA"
-struct Write {
-  AddressRange range;
-  std::string_view data;
-};
-Write RequireWrite(std::string_view text) {
-  const std::size_t colon = text.find(':');
-  if (colon == std::string_view::npos) throw InputError("a write without data");
-  return {RequireRange(text.substr(0, colon)), text.substr(colon + 1)};
 }
 
 }  // namespace
@@ -70,7 +33,7 @@ struct Conversation::Command {
   std::string_view prefix;
   Handler handler;
   OnError onError = OnError::Text;
-  bool keepsRam = false;  // may stand between a load's bytes for RAM and its flash
+  bool isPartOfLoad = false;  // may come before a load is done, without giving it up
 };
 
 // The first that fits counts. What is not here is answered with nothing: the protocol's "not known".
@@ -128,7 +91,7 @@ std::string Conversation::Dispatch(std::string_view packet) {
   } catch (const std::exception& error) {
     answer = Fail(*command, error);
   }
-  if (!command->keepsRam && !isLoading) ForgetRam();
+  if (!command->isPartOfLoad) GiveUp("turned to something else");
   return answer;
 }
 
@@ -150,11 +113,15 @@ void Conversation::Spoil() {
 }
 
 void Conversation::End() {
-  if (isLoading)
-    terminal.Complain(
-        fmt::format("the client has left in the middle of a load: {} had come, nothing was done",
-                    Bytes(flash.Size() + ram.Size())));
-  isLoading ? Forget() : ForgetRam();
+  GiveUp("has left");
+}
+
+// What is left of a load that was not done would go into the next one.
+void Conversation::GiveUp(std::string_view why) {
+  if (!isLoading) return ForgetRam();
+  terminal.Complain(fmt::format("the client {} in the middle of a load: {} had come, nothing was done", why,
+                                Bytes(flash.Size() + ram.Size())));
+  Spoil();
 }
 
 void Conversation::Forget() {
@@ -216,7 +183,12 @@ void Conversation::RequireWholeLoad() const {
 
 std::string Conversation::EraseFlash(std::string_view rest) {
   RequireAttached();
-  flash.Require(RequireRange(rest));
+  const AddressRange range = RequireRange(rest);
+  flash.Require(range);
+  if (flash.HasAnyOf(range)) {  // no load erases what it has written
+    terminal.Complain("the client began a load anew: what it had sent before is dropped");
+    flash.Clear();
+  }
   isLoading = true;
   isSpoilt = false;
   return "OK";
@@ -249,91 +221,6 @@ void Conversation::LoadCollected() {
   Forget();
   lastComplaint.clear();
   target.Load(std::move(segments));
-}
-
-std::string Conversation::WriteMemory(std::string_view rest) {
-  const Write write = RequireWrite(rest);
-  PutRam(write.range, write.data);
-  return "OK";
-}
-
-std::string Conversation::WriteMemoryHex(std::string_view rest) {
-  const Write write = RequireWrite(rest);
-  const auto bytes = FromHex(write.data);
-  if (!bytes) throw InputError("a write with odd digits");
-  PutRam(write.range, *bytes);
-  return "OK";
-}
-
-// An open chip gets them at once, for a debugger's user may just set a variable; all are kept for the load
-// that may follow.
-void Conversation::PutRam(AddressRange range, std::string_view bytes) {
-  if (range.size != bytes.size()) throw InputError("a write of another length than it says");
-  if (bytes.empty()) return;  // asked to learn whether the packet is known
-  RequireAttached();
-  const bool isFirst = ram.Size() == 0;
-  ram.Put(range.base, AsBytes(bytes));
-  isRamWritten = (isFirst || isRamWritten) && target.IsOpen();
-  if (isRamWritten) target.WriteRam(range.base, AsBytes(bytes));
-}
-
-std::string Conversation::ReadMemory(std::string_view rest) {
-  const AddressRange range = RequireRange(rest);
-  std::vector<std::uint8_t> bytes(std::min<std::size_t>(range.size, kMostRead));
-  try {
-    target.Read(range.base, bytes);
-  } catch (const std::exception& error) {
-    if (IsInMemory(target.Map(), range.base)) throw;
-    throw ToldError(error.what());  // a client follows its <unavailable> registers: nobody's fault
-  }
-  return ToHex(AsText(bytes));
-}
-
-std::string Conversation::MemoryCrc(std::string_view rest) {
-  constexpr std::uint32_t kPiece = 0x1000;  // an absurd length fails at its first byte outside a memory
-  std::uint32_t crc = kMemoryCrcStart;
-  for (AddressRange range = RequireRange(rest); range.size != 0;) {
-    std::vector<std::uint8_t> bytes(std::min(range.size, kPiece));
-    target.Read(range.base, bytes);
-    crc = gdb::MemoryCrc(bytes, crc);
-    range.base += static_cast<std::uint32_t>(bytes.size());
-    range.size -= static_cast<std::uint32_t>(bytes.size());
-  }
-  return fmt::format("C{:x}", crc);
-}
-
-// There is no halted core whose registers could be read. Clients need a program counter all the same: the one
-// after a reset, where the chip can be read.
-std::string Conversation::RegisterText(unsigned number) {
-  if (number == kStatusRegister) return WordText(kThumbState);
-  if (number != kProgramCounter) return kUnreadable;
-  const MemoryMap& map = target.Map();
-  std::uint32_t reset = 0;
-  if (map.main.size >= 8 && target.IsOpen()) {
-    std::array<std::uint8_t, 4> bytes{};
-    target.Read(map.main.base + 4, bytes);
-    for (std::size_t i = 0; i < bytes.size(); ++i) reset |= std::uint32_t{bytes[i]} << (8 * i);
-    reset &= ~1U;  // tells the instruction set
-  }
-  return WordText(map.main.Contains(reset & ~map.aliasMask) ? reset : 0);
-}
-
-std::string Conversation::ReadRegisters(std::string_view) {
-  std::string text;
-  for (unsigned number = 0; number < kRegisters; ++number) text += RegisterText(number);
-  return text;
-}
-
-std::string Conversation::ReadRegister(std::string_view rest) {
-  const auto number = ParseHexNumber(rest);
-  return number && *number < kRegisters ? RegisterText(static_cast<unsigned>(*number)) : "E01";
-}
-
-// A client ends its load with the program counter. Bytes for RAM that are still here belong to a load of RAM
-// alone, and the chip was closed to them.
-std::string Conversation::WriteRegister(std::string_view) {
-  if (ram.Size() != 0 && !isRamWritten) LoadCollected();
-  return "OK";
 }
 
 std::string Conversation::RunMonitor(std::string_view rest) {

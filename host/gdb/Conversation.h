@@ -53,7 +53,9 @@ class Conversation {
   void RequireWholeLoad() const;
   void PutRam(AddressRange range, std::string_view bytes);
   std::string RegisterText(unsigned number);
+  std::uint32_t ResetAddress();
   void LoadCollected();
+  void GiveUp(std::string_view why);
   void Forget();
   void ForgetRam();
   // What is wrong with each of many requests is said once.

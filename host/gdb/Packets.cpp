@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "host/device/InputError.h"
 #include "host/device/Text.h"
 
 namespace host::gdb {
@@ -131,15 +132,15 @@ std::optional<std::string> FromHex(std::string_view digits) {
   return bytes;
 }
 
-std::optional<AddressRange> ParseRange(std::string_view text) {
-  const std::size_t comma = text.find(',');
-  if (comma == std::string_view::npos) return std::nullopt;
-  const auto address = ParseHex(text.substr(0, comma));
-  const auto length = ParseHex(text.substr(comma + 1));
+AddressRange RequireRange(std::string_view text) {
   constexpr std::uint64_t kEnd = std::uint64_t{1} << 32;
-  if (!address || !length || *address >= kEnd || *length > kEnd - *address || *length >= kEnd)
-    return std::nullopt;
-  return AddressRange{static_cast<std::uint32_t>(*address), static_cast<std::uint32_t>(*length)};
+  constexpr std::size_t kMostShown = 40;
+  const std::size_t comma = text.find(',');
+  const auto address = ParseHex(text.substr(0, comma));
+  const auto length = comma == std::string_view::npos ? std::nullopt : ParseHex(text.substr(comma + 1));
+  if (!address || !length || *address >= kEnd || *length >= kEnd || *length > kEnd - *address)
+    throw InputError(fmt::format("\"{}\" is no address and length", text.substr(0, kMostShown)));
+  return {static_cast<std::uint32_t>(*address), static_cast<std::uint32_t>(*length)};
 }
 
 }  // namespace host::gdb

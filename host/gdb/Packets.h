@@ -59,8 +59,9 @@ std::string ErrorAnswer(std::string_view text);
 
 std::string ToHex(std::string_view bytes);
 std::optional<std::string> FromHex(std::string_view digits);
-// "4c000000,800": an address and a length. Nothing for what is no such thing or ends beyond 32 bits.
-std::optional<AddressRange> ParseRange(std::string_view text);
+// "4c000000,800": an address and a length. Throws InputError for what is no such thing or ends beyond 32
+// bits.
+AddressRange RequireRange(std::string_view text);
 
 inline std::span<const std::uint8_t> AsBytes(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};

@@ -100,7 +100,6 @@ TEST_F(LinkTest, BeginsEveryLoadWithNothing) {
   const struct {
     std::vector<std::string> sent;  // before a good load
     const char* answered;
-    std::size_t loads = 0;
   } cases[] = {
       {{"vFlashWrite:0:ab", "vFlashWrite:1:c", "vFlashWrite:8:z", "vFlashDone"},
        "OK E.0x00000001..0x00000001: sent twice, and not the same E.a part of this load has failed: begin it "
@@ -114,6 +113,10 @@ TEST_F(LinkTest, BeginsEveryLoadWithNothing) {
        "E.a part of this load has failed: begin it anew E.a part of this load has failed: begin it anew"},
       {{"vFlashErase:0,800", "vFlashDone"},
        "OK E.nothing was written to flash; 'monitor erase' erases the chip, which it does as a whole"},
+      {{"vFlashErase:0,800", "vFlashWrite:20:old", "vFlashWrite:800:old", "vFlashErase:0,800"},
+       "OK OK OK OK"},
+      {{"vFlashErase:800,800", "vFlashWrite:800:old", "p0", "vFlashWrite:900:old"},
+       "OK OK xxxxxxxx E.a part of this load has failed: begin it anew"},
       {{"X20000000,1:r", "m0,1"}, "OK 31"},  // somebody sets a variable: no part of a load
   };
   for (const auto& c : cases) {
