@@ -39,6 +39,7 @@ class ServerOutput final : public gdb::Terminal {
   void Follow(const LoadEvent& event) override {
     if (bar) bar->Take(event);
     if (const auto* message = std::get_if<LoadMessage>(&event)) output.Show(*message);
+    (void)std::fflush(stdout);
   }
 
  private:
