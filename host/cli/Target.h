@@ -13,6 +13,9 @@ inline constexpr const char* kProgram = "tovik-flash " TOVIK_VERSION;
 // InputError.
 DeviceDescription ReadDevice(const TargetOptions& options);
 
+// What the options say of the simulated chip.
+SimulatedChipOptions ChipOptions(const TargetOptions& options, MissingChip missing);
+
 // What a session for these options is made of; reads what they name. Throws InputError.
 SessionRequest Request(const TargetOptions& options, MissingChip missing);
 
@@ -21,5 +24,6 @@ Files FilesOf(const TargetOptions& options);
 
 // "board.chip", "board.chip (new)", or that the chip is a new one which nobody keeps; nothing for a real one.
 std::string ChipText(const TargetOptions& options, Session& session);
+std::string ChipText(const TargetOptions& options, const ChipView& chip);
 
 }  // namespace host::cli

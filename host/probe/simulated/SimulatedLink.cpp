@@ -1,9 +1,12 @@
 #include "host/probe/simulated/SimulatedLink.h"
 
+#include <fmt/format.h>
+
 #include <stdexcept>
 #include <thread>
 #include <utility>
 
+#include "host/device/InputError.h"
 #include "host/probe/ProbeError.h"
 
 namespace host {
@@ -42,6 +45,11 @@ std::optional<Packet> SimulatedLink::Receive(std::chrono::milliseconds timeout) 
 void SimulatedLink::Sleep(std::uint32_t milliseconds) {
   transport.Sleep(milliseconds);
   KeepPace();
+}
+
+simulator::ProbeSpeed NamedSpeed(std::string_view name) {
+  if (const auto speed = simulator::FindProbeSpeed(name)) return *speed;
+  throw InputError(fmt::format("there is no probe \"sim:{}\": sim:hs, sim:fs and sim:hid are known", name));
 }
 
 void SimulatedLink::KeepPace() const {
