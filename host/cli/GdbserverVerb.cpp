@@ -76,9 +76,8 @@ int Serve(const GdbserverOptions& options, Output& output) {
   net::Server server(gdb::ServiceFor(target, terminal), options.port);
   Breath breath(server);
   session.services.AddObserver(breath);
-  const std::string chip = ChipText(options.target, session);
   terminal.Say(fmt::format("Device    {} ({})\n", session.device.name, session.device.description));
-  if (!chip.empty()) terminal.Say(fmt::format("Chip      {}\n", chip));
+  terminal.Say(TargetLine(options.target, session));
   const std::string listening = fmt::format("Listening on 127.0.0.1:{}\n", server.Port());
   output.IsJson() ? terminal.Explain(listening) : terminal.Say(listening);
   {

@@ -67,6 +67,11 @@ std::string ChipText(const TargetOptions& options, Session& session) {
   return view == nullptr ? "" : ChipText(options, *view);
 }
 
+std::string TargetLine(const TargetOptions& options, Session& session) {
+  const std::string chip = ChipText(options, session);
+  return chip.empty() ? fmt::format("Probe     {}\n", options.probe) : fmt::format("Chip      {}\n", chip);
+}
+
 std::string ChipText(const TargetOptions& options, const ChipView& chip) {
   if (options.chip.empty()) return "a new blank one; --chip FILE would keep it";
   return options.chip + (chip.IsNew() ? " (new)" : "");
