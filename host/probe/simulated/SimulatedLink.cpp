@@ -52,8 +52,13 @@ simulator::ProbeSpeed NamedSpeed(std::string_view name) {
   throw InputError(fmt::format("there is no probe \"sim:{}\": sim:hs, sim:fs and sim:hid are known", name));
 }
 
-void SimulatedLink::KeepPace() const {
-  if (realStart) std::this_thread::sleep_until(*realStart + std::chrono::nanoseconds(NowNs()));
+// Time that nobody spent at the probe is not made up for.
+void SimulatedLink::KeepPace() {
+  if (!realStart) return;
+  const auto due = *realStart + std::chrono::nanoseconds(NowNs());
+  const auto now = std::chrono::steady_clock::now();
+  if (due > now) std::this_thread::sleep_until(due);
+  if (now > due) *realStart += now - due;
 }
 
 }  // namespace host

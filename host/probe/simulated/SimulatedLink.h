@@ -30,7 +30,7 @@ class SimulatedLink final : public PacketLink {
   [[nodiscard]] bool IsAnswerDue() const { return transport.IsAnswerDue(); }
 
  private:
-  void KeepPace() const;
+  void KeepPace();
 
   simulator::ProbeTransport transport;
   std::optional<std::chrono::steady_clock::time_point> realStart;  // of the modelled time's 0
