@@ -227,7 +227,7 @@ std::map<std::uint8_t, unsigned> AnswersOf(SweepBench& sweep, const Action& acti
   return answers;
 }
 
-class ChipFaultSweep : public testing::TestWithParam<std::string> {};
+class ChipFaultSweep : public testing::TestWithParam<SweepCase> {};
 
 TEST_P(ChipFaultSweep, EveryWrongAnswerIsToldAndTheNextLoadRecovers) {
   constexpr unsigned kStep = kSampled ? 8 : 1;
@@ -260,10 +260,9 @@ TEST_P(ChipFaultSweep, EveryWrongAnswerIsToldAndTheNextLoadRecovers) {
       }
   const std::map<std::string, unsigned> least = {
       {"serin-s20", 1890}, {"corvel-h40-rev2", 1715}, {"corvel-m30", 1820}};
-  ExpectSwept(GetParam(), "faults of the chip", faultsSeen, least.at(GetParam()));
+  ExpectSwept(GetParam().device, "faults of the chip", faultsSeen, least.at(GetParam().device));
 }
 
-INSTANTIATE_TEST_SUITE_P(Devices, ChipFaultSweep,
-                         testing::Values("serin-s20", "corvel-h40-rev2", "corvel-m30"), DeviceCaseName);
+INSTANTIATE_TEST_SUITE_P(Devices, ChipFaultSweep, testing::ValuesIn(kSweepCases), SweepCaseName);
 
 }  // namespace

@@ -54,7 +54,7 @@ void ExpectToldAs(const std::string& text, const FirstFailure& failed, const std
   }
 }
 
-class HostFaultSweep : public testing::TestWithParam<std::string> {};
+class HostFaultSweep : public testing::TestWithParam<SweepCase> {};
 
 TEST_P(HostFaultSweep, EveryFailureIsToldAndTheNextLoadRecovers) {
   constexpr unsigned kStep = kSampled ? 8 : 1;
@@ -82,10 +82,9 @@ TEST_P(HostFaultSweep, EveryFailureIsToldAndTheNextLoadRecovers) {
       }
   const std::map<std::string, unsigned> least = {
       {"serin-s20", 2 * 2434}, {"corvel-h40-rev2", 2 * 2213}, {"corvel-m30", 2 * 2394}};
-  ExpectSwept(GetParam(), "failed host calls", calls, least.at(GetParam()));
+  ExpectSwept(GetParam().device, "failed host calls", calls, least.at(GetParam().device));
 }
 
-INSTANTIATE_TEST_SUITE_P(Devices, HostFaultSweep,
-                         testing::Values("serin-s20", "corvel-h40-rev2", "corvel-m30"), DeviceCaseName);
+INSTANTIATE_TEST_SUITE_P(Devices, HostFaultSweep, testing::ValuesIn(kSweepCases), SweepCaseName);
 
 }  // namespace

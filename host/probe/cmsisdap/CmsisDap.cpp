@@ -92,6 +92,11 @@ std::string StickyBits(std::uint32_t status) {
 // Checks how many of how many transfers were done, and the last acknowledgement.
 void RequireDone(std::size_t done, std::size_t wanted, std::uint8_t acknowledge) {
   if ((acknowledge & kWireBits) != kOk) throw Refused{acknowledge};
+  if (done > wanted)
+    throw ProbeError(ProbeError::Kind::BadAnswer,
+                     fmt::format("the debug probe answered for {} transfers where {} were asked of it: "
+                                 "unplug the probe and plug it in again",
+                                 done, wanted));
   if (done != wanted)
     throw ProbeError(ProbeError::Kind::BadAnswer,
                      fmt::format("the debug probe made {} transfers of {} and tells no reason: "
