@@ -80,3 +80,5 @@ if(NOT CMAKE_CROSSCOMPILING OR CMAKE_CROSSCOMPILING_EMULATOR)
     COMMAND tovik-flash --manual ${TOVIK_RELEASE_DATE} > ${page} DEPENDS tovik-flash VERBATIM)
   tovik_install_gzipped(${page} tovik-flash.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 endif()
+
+include(cmake/Packages.cmake)

@@ -23,7 +23,7 @@ std::filesystem::path Installed(const char* folder) {
 
 std::filesystem::path DevicesFolder() {
   if (const char* folder = std::getenv("TOVIK_DEVICES")) return folder;
-  const std::filesystem::path installed = Installed(TOVIK_INSTALLED_DEVICES);
+  std::filesystem::path installed = Installed(TOVIK_INSTALLED_DEVICES);  // not const, to be moved out
   if (std::filesystem::is_directory(installed)) return installed;
   for (std::filesystem::path above = ProgramFolder(); above.has_relative_path(); above = above.parent_path())
     if (std::filesystem::is_directory(above / "devices")) return above / "devices";
