@@ -55,5 +55,5 @@ if(TOVIK_COVERAGE)
 else()
   # A file that is shipped does not tell where it was built.
   target_compile_options(tovik_options INTERFACE
-    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}/=build/)
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
 endif()
