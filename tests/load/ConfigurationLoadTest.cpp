@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "TestImage.h"
+#include "tests/support/ErrorOf.h"
 
 // What ends up in CCFG, SCFG and user record, what a load refuses to put there, and what a load gets of a
 // chip whose CCFG asks for a password or forbids debugging.
@@ -87,6 +88,8 @@ TEST_P(ConfigurationLoadTest, AChipThatItLocksTakesNoRamData) {
   bench.Chip().PowerCycle();
   bench.Chip().Clock().Advance(10 * simulator::kMillisecond);
   EXPECT_FALSE(bench.IsDebuggingOpen());
+  EXPECT_EQ(ErrorOf([&] { bench.probe.Connect(host::Core::Cortex); }),
+            "Cortex: cannot be connected, its debug port is closed");
 }
 
 INSTANTIATE_TEST_SUITE_P(AllDevices, ConfigurationLoadTest, testing::ValuesIn(DeviceNames()), DeviceCaseName);
