@@ -10,7 +10,8 @@
 #include "host/cli/Target.h"
 #include "host/cli/Verb.h"
 #include "host/gdb/ChipTarget.h"
-#include "host/gdb/Server.h"
+#include "host/gdb/Link.h"
+#include "host/net/Server.h"
 #include "host/report/LoadText.h"
 #include "host/report/ProgressBar.h"
 
@@ -50,11 +51,11 @@ class ServerOutput final : public gdb::Terminal {
 // Lets the server look after its sockets while the plug-in works.
 class Breath final : public HostCallObserver {
  public:
-  explicit Breath(gdb::Server& itsServer) : server(itsServer) {}
+  explicit Breath(net::Server& itsServer) : server(itsServer) {}
   void Saw(const HostCall&, std::uint64_t) override { server.Breathe(); }
 
  private:
-  gdb::Server& server;
+  net::Server& server;
 };
 
 ExitCode ExitCodeOfLast(const std::optional<LoadRecord>& load, const Session& session) {
@@ -72,17 +73,16 @@ int Serve(const GdbserverOptions& options, Output& output) {
 
   ServerOutput terminal(output);
   gdb::ChipTarget target(session, terminal);
-  gdb::Server server(target, terminal, options.port);
+  net::Server server(gdb::ServiceFor(target, terminal), options.port);
   Breath breath(server);
   session.services.AddObserver(breath);
-  const std::string chip = ChipText(options.target, session);
   terminal.Say(fmt::format("Device    {} ({})\n", session.device.name, session.device.description));
-  if (!chip.empty()) terminal.Say(fmt::format("Chip      {}\n", chip));
+  terminal.Say(TargetLine(options.target, session));
   const std::string listening = fmt::format("Listening on 127.0.0.1:{}\n", server.Port());
   output.IsJson() ? terminal.Explain(listening) : terminal.Say(listening);
   {
     const Interruptible interruptible(session);
-    server.Run(options.once ? gdb::Server::Clients::One : gdb::Server::Clients::Many,
+    server.Run(options.once ? net::Server::Clients::One : net::Server::Clients::Many,
                [&] { return session.IsCancelled(); });
   }
   session.services.RemoveObserver(breath);

@@ -17,12 +17,18 @@ constexpr std::string_view kDocument =
 
 std::atomic<Session*> s_session = nullptr;
 std::atomic<bool> s_json = false;
+std::atomic<bool> s_isNoteWanted = false;
+std::atomic<bool> s_isInterrupted = false;
 static_assert(std::atomic<Session*>::is_always_lock_free, "used in a signal handler");
 
 extern "C" void TakeSignal(int) {
   Session* const session = s_session.exchange(nullptr);
   if (session != nullptr) {
     session->Cancel();
+    return;
+  }
+  if (s_isNoteWanted.exchange(false)) {
+    s_isInterrupted = true;
     return;
   }
   if (s_json) (void)!write(STDOUT_FILENO, kDocument.data(), kDocument.size());
@@ -50,6 +56,19 @@ Interruptible::Interruptible(Session& session) {
 
 Interruptible::~Interruptible() {
   s_session = nullptr;
+}
+
+InterruptNote::InterruptNote() {
+  s_isInterrupted = false;
+  s_isNoteWanted = true;
+}
+
+InterruptNote::~InterruptNote() {
+  s_isNoteWanted = false;
+}
+
+bool InterruptNote::IsInterrupted() const {
+  return s_isInterrupted;
 }
 
 }  // namespace host::cli

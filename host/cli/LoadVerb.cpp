@@ -61,6 +61,14 @@ bool IsThere(Session& session, const LoadPlan& plan, Output& output) {
   return found.isEqual;
 }
 
+// What a round trip takes is its adapter's: a millisecond at a slow one, a seventh of that at a fast one.
+std::string SlowProbeText(std::string_view probe, const LoadPlan& plan) {
+  if (!probe.starts_with("openocd")) return "";
+  std::size_t words = 0;
+  for (const ImageBlock& block : plan.blocks) words += (block.data.size() + 3) / 4;
+  return fmt::format("Expected  up to {} s: OpenOCD moves one word a round trip\n", words / 1000 + 1);
+}
+
 // The load itself, and what can be found out about a failure.
 void Run(const LoadOptions& load, Session& session, const LoadPlan& plan, LoadRecord& record,
          Output& output) {
@@ -134,7 +142,7 @@ int RunLoad(const LoadOptions& load, Output& output) {
   if (!load.target.trace.empty()) session.TraceTo(load.target.trace, kProgram);
 
   output.Say(PlanText(record));
-  output.Say(fmt::format("{:<10}{}\n\n", "Chip", ChipText(load.target, session)));
+  output.Say(TargetLine(load.target, session) + SlowProbeText(load.target.probe, plan) + "\n");
   for (const std::string& warning : record.warnings) output.Complain("warning: " + warning);
   const Interruptible interruptible(session);
   if (load.ifDifferent && IsThere(session, plan, output)) return output.Finish("load", kDone);

@@ -39,12 +39,23 @@ void AddDeviceOption(CLI::App& verb, TargetOptions& target) {
       ->envname("TOVIK_DEVICE");
 }
 
-void AddTargetOptions(CLI::App& verb, TargetOptions& target) {
-  AddDeviceOption(verb, target);
+void AddChipOptions(CLI::App& verb, TargetOptions& target) {
   verb.add_option("--chip", target.chip,
                   "File that keeps the simulated chip between runs; without it, a new blank chip")
       ->type_name("FILE")
       ->envname("TOVIK_CHIP");
+  AddList(verb, "--fault", target.faults,
+          "Make something fail: host:N[=TEXT], or a fault of the simulated chip", "TEXT");
+  verb.add_option("--life-cycle", target.lifeCycle,
+                  "Life-cycle state of the simulated chip, in place of its own")
+      ->type_name("0..255")
+      ->check(CLI::Range(0, 255).description(""));
+  verb.add_flag("--real-time", target.inRealTime, "Let the simulated chip take the time that it models");
+}
+
+void AddTargetOptions(CLI::App& verb, TargetOptions& target) {
+  AddDeviceOption(verb, target);
+  AddChipOptions(verb, target);
   AddList(verb, "--set", target.settings, "A flash setting, see 'tovik-flash properties'", "NAME=VALUE");
   verb.add_flag("--set-unknown-ok", target.allowUnknownSettings,
                 "Accept settings that the device does not list, and other values of its facts");
@@ -65,13 +76,6 @@ void AddTargetOptions(CLI::App& verb, TargetOptions& target) {
   verb.add_option("--trace-wire", target.wireTrace,
                   "Record every packet to the probe in this file, passwords hidden")
       ->type_name("FILE");
-  AddList(verb, "--fault", target.faults,
-          "Make something fail: host:N[=TEXT], or a fault of the simulated chip", "TEXT");
-  verb.add_option("--life-cycle", target.lifeCycle,
-                  "Life-cycle state of the simulated chip, in place of its own")
-      ->type_name("0..255")
-      ->check(CLI::Range(0, 255).description(""));
-  verb.add_flag("--real-time", target.inRealTime, "Let the simulated chip take the time that it models");
   verb.add_option("--trace", target.trace, "Record every call of the plug-in to this file, a line each")
       ->type_name("FILE");
   verb.add_flag("--verbose", target.verbose, "Let the plug-in tell more");

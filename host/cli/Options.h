@@ -46,6 +46,8 @@ struct TargetOptions {
 
 void AddJsonOption(CLI::App& verb);
 void AddDeviceOption(CLI::App& verb, TargetOptions& target);
+// --chip, --fault, --life-cycle, --real-time: the simulated chip.
+void AddChipOptions(CLI::App& verb, TargetOptions& target);
 // --device, --chip, --set and all the others that describe a target; and --json, --verbose.
 void AddTargetOptions(CLI::App& verb, TargetOptions& target);
 

@@ -10,8 +10,6 @@
 
 namespace host::cli {
 
-namespace {
-
 SimulatedChipOptions ChipOptions(const TargetOptions& options, MissingChip missing) {
   SimulatedChipOptions chip;
   if (!options.chip.empty()) chip.file = options.chip;
@@ -22,8 +20,6 @@ SimulatedChipOptions ChipOptions(const TargetOptions& options, MissingChip missi
     if (!IsHostFault(fault)) chip.faults.push_back(fault);
   return chip;
 }
-
-}  // namespace
 
 DeviceDescription ReadDevice(const TargetOptions& options) {
   if (!options.device.empty()) return ReadDeviceDescription(FindDeviceFile(options.device, DevicesFolder()));
@@ -68,9 +64,17 @@ Files FilesOf(const TargetOptions& options) {
 
 std::string ChipText(const TargetOptions& options, Session& session) {
   const ChipView* const view = session.View();
-  if (view == nullptr) return "";
+  return view == nullptr ? "" : ChipText(options, *view);
+}
+
+std::string TargetLine(const TargetOptions& options, Session& session) {
+  const std::string chip = ChipText(options, session);
+  return chip.empty() ? fmt::format("Probe     {}\n", options.probe) : fmt::format("Chip      {}\n", chip);
+}
+
+std::string ChipText(const TargetOptions& options, const ChipView& chip) {
   if (options.chip.empty()) return "a new blank one; --chip FILE would keep it";
-  return options.chip + (view->IsNew() ? " (new)" : "");
+  return options.chip + (chip.IsNew() ? " (new)" : "");
 }
 
 }  // namespace host::cli

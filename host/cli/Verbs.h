@@ -14,6 +14,8 @@ void AddDump(CLI::App& program, Job& chosen);
 void AddInfo(CLI::App& program, Job& chosen);
 void AddUnlock(CLI::App& program, Job& chosen);
 void AddGdbserver(CLI::App& program, Job& chosen);
+void AddServe(CLI::App& program, Job& chosen);
+void AddProbes(CLI::App& program, Job& chosen);
 void AddHsm(CLI::App& program, Job& chosen);
 void AddOperation(CLI::App& program, Job& chosen);
 void AddScript(CLI::App& program, Job& chosen);

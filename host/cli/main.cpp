@@ -46,6 +46,8 @@ void AddVerbs(CLI::App& program, Job& chosen) {
   AddOperation(program, chosen);
   AddScript(program, chosen);
   AddGdbserver(program, chosen);
+  AddServe(program, chosen);
+  AddProbes(program, chosen);
   AddDevices(program, chosen);
   AddProperties(program, chosen);
   AddExplain(program, chosen);

@@ -2,18 +2,20 @@
 
 #include <fmt/format.h>
 
+#include <memory>
 #include <utility>
 
 namespace host::gdb {
 
-Link::Link(Target& target, Terminal& serverTerminal, Send sendBytes)
+Link::Link(Target& target, Terminal& serverTerminal, net::Send sendBytes)
     : terminal(serverTerminal), send(std::move(sendBytes)), conversation(target, serverTerminal) {}
 
-void Link::Take(std::string_view bytes) {
-  for (const Received& received : reader.Take(bytes)) Take(received);
+bool Link::Take(std::string_view bytes) {
+  for (const Received& received : reader.Take(bytes)) TakeOne(received);
+  return true;
 }
 
-void Link::Take(const Received& received) {
+void Link::TakeOne(const Received& received) {
   switch (received.kind) {
     case Received::Kind::Packet:
       if (acknowledges) send("+");
@@ -49,6 +51,13 @@ void Link::Answer(std::string_view packet) {
 void Link::Complain(std::string_view text) {
   if (text != lastComplaint) terminal.Complain(text);
   lastComplaint = text;
+}
+
+net::Service ServiceFor(Target& target, Terminal& terminal) {
+  return {
+      .welcome = [&](net::Send send) { return std::make_unique<Link>(target, terminal, std::move(send)); },
+      .busy = "+" + Packet(ErrorAnswer("another client has the chip")),
+      .say = [&](std::string_view text) { terminal.Say(text); }};
 }
 
 }  // namespace host::gdb

@@ -6,13 +6,10 @@
 
 #include "host/device/InputError.h"
 #include "host/probe/AdiProbe.h"
-#include "host/probe/UsbProbes.h"
 #include "host/probe/cmsisdap/CmsisDap.h"
-#include "host/probe/simulated/SimulatedProbe.h"
-#ifdef TOVIK_WITH_TCP
 #include "host/probe/cmsisdap/TcpLink.h"
 #include "host/probe/openocd/OpenOcd.h"
-#endif
+#include "host/probe/simulated/SimulatedProbe.h"
 
 namespace host {
 
@@ -62,17 +59,14 @@ std::unique_ptr<ApAccess> OpenAccess(const ProbeOptions& options, const AccessPo
   const ProbeName name(options.name);
   const PacketOptions packets = PacketOptionsOf(options, kUsualWireHz);
   if (name.kind == "cmsis-dap") return OverPackets(OpenUsbProbe(name.rest), packets, ports);
-#ifdef TOVIK_WITH_TCP
   if (name.kind == "tcp")
-    return OverPackets(std::make_unique<TcpLink>(ParseTcpAddress(name.rest, TcpLink::kUsualPort)), packets,
-                       ports);
+    return OverPackets(std::make_unique<TcpLink>(ParseTcpAddress(name.rest, kTcpProbePort)), packets, ports);
   if (name.kind == "openocd") {
     if (options.wireTrace)
       throw InputError("OpenOCD lets nobody see its packets: there is no trace of the wire");
     return std::make_unique<OpenOcd>(name.isBare ? TcpAddress{"localhost", OpenOcd::kUsualPort}
                                                  : ParseTcpAddress(name.rest, OpenOcd::kUsualPort));
   }
-#endif
   RefuseName(options.name);
 }
 
@@ -87,6 +81,16 @@ std::unique_ptr<DebugProbe> OpenProbe(const ProbeOptions& options, const DeviceD
   if (name.kind != "cmsis-dap" && name.kind != "tcp" && name.kind != "openocd") RefuseName(options.name);
   RequireNoChipOptions(options);
   return std::make_unique<AdiProbe>(OpenAccess(options, device.ports), device.ports, readAhead);
+}
+
+ListedProbe AskTcpProbe(const std::string& name) {
+  const ProbeName parts(name);
+  if (parts.kind != "tcp")
+    throw InputError(fmt::format("\"{}\": a probe in the network is tcp:HOST or tcp:HOST:PORT", name));
+  ListedProbe probe{
+      .name = name, .product = "", .serial = "", .cable = "network", .firmware = "", .trouble = ""};
+  Describe(std::make_unique<TcpLink>(ParseTcpAddress(parts.rest, kTcpProbePort)), probe);
+  return probe;
 }
 
 }  // namespace host

@@ -9,6 +9,7 @@
 
 #include "host/device/DeviceDescription.h"
 #include "host/probe/DebugProbe.h"
+#include "host/probe/UsbProbes.h"
 
 namespace host {
 
@@ -41,6 +42,10 @@ struct ProbeOptions {
 // probe that there is not, for an unusable chip file or fault, and for options that the probe does not have;
 // ProbeError when a real probe cannot be reached.
 std::unique_ptr<DebugProbe> OpenProbe(const ProbeOptions& options, const DeviceDescription& device);
+
+// What the probe "tcp:HOST[:PORT]" says of itself. Throws InputError for another name, and ProbeError when it
+// does not answer.
+ListedProbe AskTcpProbe(const std::string& name);
 
 // Name of the device that a chip file is of. Throws InputError when it is no sound chip file.
 std::string DeviceOfChipFile(const std::filesystem::path& chipFile);

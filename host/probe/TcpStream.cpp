@@ -77,12 +77,13 @@ TcpStream::~TcpStream() = default;
 void TcpStream::Send(std::span<const std::uint8_t> bytes) {
   asio::error_code error;
   asio::write(socket->socket, asio::buffer(bytes.data(), bytes.size()), error);
-  if (error)
-    throw ProbeError(ProbeError::Kind::Unplugged,
-                     fmt::format("the connection to the debug probe broke: {}", error.message()));
+  if (!error) return;
+  trouble = error.message();
+  ThrowBroken();
 }
 
 std::size_t TcpStream::Receive(std::span<std::uint8_t> into, std::chrono::milliseconds timeout) {
+  if (!trouble.empty()) ThrowBroken();
   std::optional<asio::error_code> result;
   std::size_t received = 0;
   socket->socket.async_read_some(asio::buffer(into.data(), into.size()),
@@ -91,10 +92,14 @@ std::size_t TcpStream::Receive(std::span<std::uint8_t> into, std::chrono::millis
                                    received = count;
                                  });
   if (!socket->RunFor(timeout, result)) return 0;
-  if (*result)
-    throw ProbeError(ProbeError::Kind::Unplugged,
-                     fmt::format("the connection to the debug probe broke: {}", result->message()));
-  return received;
+  if (!*result) return received;
+  trouble = result->message();
+  ThrowBroken();
+}
+
+void TcpStream::ThrowBroken() const {
+  throw ProbeError(ProbeError::Kind::Unplugged,
+                   fmt::format("the connection to the debug probe broke: {}", trouble));
 }
 
 }  // namespace host

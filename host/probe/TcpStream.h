@@ -30,7 +30,10 @@ class TcpStream {
 
  private:
   struct Socket;
+  [[noreturn]] void ThrowBroken() const;
+
   std::unique_ptr<Socket> socket;
+  std::string trouble;  // why the connection is at its end: it fails at once from then on
 };
 
 }  // namespace host

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <utility>
 
 #include "host/device/InputError.h"
 #include "host/probe/ProbeError.h"
@@ -42,10 +43,10 @@ void AddAll(std::vector<UsbProbe>& probes, const char* cable) {
 std::vector<UsbProbe> FindAll() {
   std::vector<UsbProbe> probes;
 #ifdef TOVIK_WITH_USB_BULK
-  AddAll<UsbBulkLink>(probes, "USB bulk");
+  AddAll<UsbBulkLink>(probes, "USB bulk, CMSIS-DAP 2");
 #endif
 #ifdef TOVIK_WITH_USB_HID
-  AddAll<UsbHidLink>(probes, "USB HID");
+  AddAll<UsbHidLink>(probes, "USB HID, CMSIS-DAP 1");
 #endif
   return probes;
 }
@@ -58,6 +59,15 @@ std::string Names(const std::vector<UsbProbe>& probes) {
 
 }  // namespace
 
+void Describe(std::unique_ptr<PacketLink> cable, ListedProbe& probe) {
+  const CmsisDap asked(std::move(cable));
+  probe.firmware = asked.Identity().firmware;
+  probe.packetSize = asked.Identity().packetSize;
+  probe.packetCount = asked.Identity().packetCount;
+  if (probe.product.empty()) probe.product = asked.Identity().product;
+  if (probe.serial.empty()) probe.serial = asked.Identity().serial;
+}
+
 std::vector<ListedProbe> ListProbes() {
   std::vector<ListedProbe> listed;
   for (const UsbProbe& one : FindAll()) {
@@ -68,10 +78,7 @@ std::vector<ListedProbe> ListProbes() {
                       .firmware = "",
                       .trouble = ""};
     try {
-      const CmsisDap asked(one.open());
-      probe.firmware = asked.Identity().firmware;
-      probe.packetSize = asked.Identity().packetSize;
-      probe.packetCount = asked.Identity().packetCount;
+      Describe(one.open(), probe);
     } catch (const ProbeError& error) {
       probe.trouble = error.what();
     }
@@ -87,9 +94,6 @@ std::vector<std::string> ProbesLeftOut() {
 #endif
 #ifndef TOVIK_WITH_USB_HID
   sentences.emplace_back("built without hidapi: CMSIS-DAP probes that are HID devices are left out");
-#endif
-#ifndef TOVIK_WITH_TCP
-  sentences.emplace_back("built without asio: probes over TCP and OpenOCD are left out");
 #endif
   return sentences;
 }

@@ -10,19 +10,22 @@
 
 namespace host {
 
-// A CMSIS-DAP probe at one of this computer's USB ports.
+// A CMSIS-DAP probe, as it is shown to the user.
 struct ListedProbe {
   std::string name;  // as OpenProbe takes it
   std::string product;
   std::string serial;
-  std::string cable;     // "USB bulk" or "USB HID"
+  std::string cable;     // "USB bulk, CMSIS-DAP 2", "USB HID, CMSIS-DAP 1" or "network"
   std::string firmware;  // with the sizes, as the probe tells them; empty when it cannot be asked
   std::size_t packetSize = 0;
   unsigned packetCount = 0;
   std::string trouble;  // why it cannot be asked: in use, no permission
 };
 
-// Asks each probe that it finds who it is, and leaves it alone again.
+// What the probe at the end of `cable` says of itself. Throws ProbeError.
+void Describe(std::unique_ptr<PacketLink> cable, ListedProbe& probe);
+
+// Asks each probe at this computer's USB ports who it is, and leaves it alone again.
 std::vector<ListedProbe> ListProbes();
 
 // Sentences about the kinds of probes that this build leaves out.

@@ -19,7 +19,7 @@ void ProbeTransport::Send(std::span<const std::uint8_t> packet) {
     throw std::runtime_error("A packet of " + std::to_string(packet.size()) + " bytes, the probe takes " +
                              std::to_string(speed.packetSize));
   const bool isAbort = !packet.empty() && packet[0] == kTransferAbort;
-  if (!isAbort && requests.size() + answers.size() >= speed.packetCount)
+  if (!isAbort && IsFull())
     throw std::runtime_error("More packets in flight than the " + std::to_string(speed.packetCount) +
                              " that the probe takes");
   ++traffic.packets;

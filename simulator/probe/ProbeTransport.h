@@ -43,6 +43,11 @@ class ProbeTransport {
   // The next answer. Nothing when none comes in that time; it may still come later. Throws std::runtime_error
   // when the probe is unplugged.
   std::optional<std::vector<std::uint8_t>> Receive(Nanoseconds timeout);
+  // One packet more is one too many, until an answer has been received.
+  [[nodiscard]] bool IsFull() const { return requests.size() + answers.size() >= speed.packetCount; }
+  // There is a packet to be answered, or an answer that has not been received. Queued commands alone are
+  // none.
+  [[nodiscard]] bool IsAnswerDue() const { return !answers.empty() || Release(); }
   void Sleep(std::uint32_t milliseconds) { hostNow += milliseconds * kMillisecond; }
 
   [[nodiscard]] Nanoseconds HostNow() const { return hostNow; }

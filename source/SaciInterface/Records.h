@@ -57,7 +57,6 @@ static_assert(sizeof(SACI_PARAM_COMMON_T) == 4 && alignof(SACI_PARAM_COMMON_T) <
 static_assert(offsetof(SACI_PARAM_COMMON_T, cmdId) == 0 && offsetof(SACI_PARAM_COMMON_T, respSeqNumber) == 1);
 static_assert(offsetof(SACI_PARAM_COMMON_T, cmdSpecific) == 2);
 static_assert(std::is_trivially_copyable_v<SACI_PARAM_COMMON_T>);
-static_assert(std::bit_cast<std::uint32_t>(SACI_PARAM_COMMON_T{9, 0x21, 0x0001}) == 0x0001'2109);
 
 // One command. Sent are the first GetCmdWordCount words; `words` holds what follows the header, so words[0]
 // is word 1 of the command. Zero where nothing was put: the rest of a fixed-size command is defined.

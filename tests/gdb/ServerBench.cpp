@@ -45,10 +45,10 @@ std::string ServerBench::Filled(std::string text) const {
   return Replaced(Replaced(std::move(text), "$FIRMWARE", TOVIK_FIRMWARE), "$PORT", std::to_string(port));
 }
 
-void ServerBench::Start(const std::string& arguments) {
-  const std::string command = Filled("cd '" + folder.string() +
-                                     "' && exec " TOVIK_FLASH_PATH " gdbserver --chip board.chip --port 0 " +
-                                     arguments + " > server.txt 2>&1 < /dev/null");
+void ServerBench::Start(const std::string& arguments, const std::string& verb) {
+  const std::string command =
+      Filled("cd '" + folder.string() + "' && exec " TOVIK_FLASH_PATH " " + verb +
+             " --chip board.chip --port 0 " + arguments + " > server.txt 2>&1 < /dev/null");
   server = fork();
   if (server == 0) {
     execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);

@@ -14,7 +14,7 @@ class ServerBench : public testing::Test {
   void SetUp() override;
   void TearDown() override;
 
-  void Start(const std::string& arguments);
+  void Start(const std::string& arguments, const std::string& verb = "gdbserver");
   // Interrupts the server and returns its exit code.
   int Stop();
   // Waits for a server that ends by itself.

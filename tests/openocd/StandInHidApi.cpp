@@ -1,9 +1,10 @@
 // What OpenOCD calls of libhidapi, with a simulated probe and its chip behind it: preloaded, it puts them
-// under an unmodified OpenOCD. The chip comes from the file TOVIK_CHIP_FILE and goes back there when the
-// probe is closed; TOVIK_FAULTS are the faults asked for. Names and layout are those of the library's
-// documented interface.
+// under an unmodified OpenOCD. The chip, a Serin S20, comes from the file TOVIK_CHIP_FILE and goes back there
+// when the probe is closed; TOVIK_FAULT is a fault asked for, or empty. Names and layout are those of the
+// library's documented interface.
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -12,8 +13,8 @@
 #include <memory>
 #include <span>
 
-#include "ExampleChip.h"
-#include "simulator/ChipFile.h"
+#include "host/device/DeviceDescription.h"
+#include "host/probe/simulated/SimulatedBoard.h"
 #include "simulator/probe/ProbeTransport.h"
 
 extern "C" struct hid_device_info {
@@ -34,9 +35,11 @@ namespace {
 
 constexpr int kFailed = -1;
 
-const char* Variable(const char* name) {
-  const char* value = std::getenv(name);
-  return value != nullptr ? value : "";
+host::SimulatedChipOptions Options() {
+  host::SimulatedChipOptions options{.file = std::getenv("TOVIK_CHIP_FILE")};
+  if (const char* const fault = std::getenv("TOVIK_FAULT"); fault != nullptr && *fault != '\0')
+    options.faults.emplace_back(fault);
+  return options;
 }
 
 // OpenOCD is C and knows no exceptions.
@@ -52,16 +55,17 @@ Result Guarded(Result failed, Call&& call) {
 
 }  // namespace
 
-// An open probe, and the chip at it.
+// An open probe, and the chip at it. The modelled time goes on while nobody asks the probe for anything.
 struct hid_device_ {
-  simulator::ChipFile file = simulator::ChipFile::OpenOrCreate(Variable("TOVIK_CHIP_FILE"));
-  simulator::Chip chip{simulator::ExampleChip()};
-  simulator::SwdTarget target{chip};
-  simulator::ProbeTransport probe{target, *simulator::FindProbeSpeed("hid")};
+  host::SimulatedBoard board{host::ReadDeviceDescription(TOVIK_DEVICE_FILE), Options()};
+  simulator::ProbeTransport probe{board.Target(), *simulator::FindProbeSpeed("hid")};
+  std::chrono::steady_clock::time_point restsSince = std::chrono::steady_clock::now();
 
-  hid_device_() {
-    if (!file.IsEmpty()) chip.Restore(file.Load(simulator::ExampleChip()));
-    chip.AskedFaults().Add(Variable("TOVIK_FAULTS"));
+  void Rest() {
+    const auto now = std::chrono::steady_clock::now();
+    const auto rest = std::chrono::duration_cast<std::chrono::milliseconds>(now - restsSince);
+    probe.Sleep(static_cast<std::uint32_t>(rest.count()));
+    restsSince += rest;
   }
 };
 
@@ -99,6 +103,7 @@ hid_device_* hid_open(unsigned short, unsigned short, const wchar_t*) {
 // The first byte is the report's number, which this probe has not.
 int hid_write(hid_device_* device, const unsigned char* data, std::size_t length) {
   return Guarded(kFailed, [&] {
+    device->Rest();
     device->probe.Send(std::span(data, length).subspan(1));
     return static_cast<int>(length);
   });
@@ -121,7 +126,7 @@ const wchar_t* hid_error(hid_device_*) {
 void hid_close(hid_device_* device) {
   const std::unique_ptr<hid_device_> closed(device);
   Guarded(kFailed, [&] {
-    device->file.Save(simulator::ExampleChip(), device->chip.State());
+    device->board.Save();
     return 0;
   });
 }

@@ -1,5 +1,7 @@
 #include "host/probe/cmsisdap/TcpLink.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 
@@ -7,51 +9,41 @@
 
 namespace host {
 
-namespace {
-
-constexpr std::array<std::uint8_t, 4> kSignature = {'D', 'A', 'P', 0};
-constexpr std::size_t kHeader = 8;
-constexpr std::uint8_t kRequest = 1;
-constexpr std::uint8_t kAnswer = 2;
-
-}  // namespace
-
-void TcpLink::Send(std::span<const std::uint8_t> packet) {
-  std::vector<std::uint8_t> framed(kSignature.begin(), kSignature.end());
-  framed.push_back(static_cast<std::uint8_t>(packet.size()));
-  framed.push_back(static_cast<std::uint8_t>(packet.size() >> 8));
-  framed.push_back(kRequest);
-  framed.push_back(0);
-  framed.insert(framed.end(), packet.begin(), packet.end());
-  stream.Send(framed);
-}
-
 std::optional<Packet> TcpLink::Receive(std::chrono::milliseconds timeout) {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
   for (;;) {
     if (auto answer = CutAnswer()) return answer;
     const auto left =
         std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-    std::array<std::uint8_t, kHeader + kLargestPacket> piece{};
-    const std::size_t count = stream.Receive(piece, std::max(left, std::chrono::milliseconds(0)));
+    std::array<std::uint8_t, 2 * kLargestFramed> piece{};
+    const std::size_t count = ReceiveSome(piece, std::max(left, std::chrono::milliseconds(0)));
     if (count == 0) return std::nullopt;
-    received.insert(received.end(), piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(count));
+    frames.Add(std::span(piece).first(count));
   }
 }
 
 std::optional<Packet> TcpLink::CutAnswer() {
-  if (received.size() < kHeader) return std::nullopt;
-  const std::size_t length = received[4] | std::size_t{received[5]} << 8;
-  if (!std::equal(kSignature.begin(), kSignature.end(), received.begin()) || received[6] != kAnswer ||
-      length > kLargestPacket)
+  try {
+    auto answer = frames.Next();
+    hasAnswered = hasAnswered || answer;
+    return answer;
+  } catch (const std::runtime_error& error) {
     throw ProbeError(ProbeError::Kind::BadAnswer,
-                     "what answers over TCP is no CMSIS-DAP probe: see to the address and the port");
-  if (received.size() < kHeader + length) return std::nullopt;
-  const auto begin = received.begin() + kHeader;
-  const auto end = begin + static_cast<std::ptrdiff_t>(length);
-  Packet answer(begin, end);
-  received.erase(received.begin(), end);
-  return answer;
+                     fmt::format("what answers over TCP is no CMSIS-DAP probe ({}): see to the address and "
+                                 "the port",
+                                 error.what()));
+  }
+}
+
+// Probes in the network have one client at a time, and let another one go.
+std::size_t TcpLink::ReceiveSome(std::span<std::uint8_t> into, std::chrono::milliseconds timeout) {
+  try {
+    return stream.Receive(into, timeout);
+  } catch (const ProbeError& error) {
+    if (hasAnswered || error.Which() != ProbeError::Kind::Unplugged) throw;
+    throw ProbeError(ProbeError::Kind::NoProbe,
+                     "the debug probe ended the connection without an answer: another client may have it");
+  }
 }
 
 }  // namespace host

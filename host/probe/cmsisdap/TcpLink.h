@@ -1,32 +1,30 @@
 #pragma once
 
-#include <vector>
-
 #include "host/probe/TcpStream.h"
 #include "host/probe/cmsisdap/PacketLink.h"
+#include "host/probe/cmsisdap/TcpFrames.h"
 
 namespace host {
 
-// The cable to a probe in the network. Each packet has eight bytes before it: "DAP\0", the packet's length in
-// two bytes, 1 for a request or 2 for an answer, 0.
+// The cable to a probe in the network.
 class TcpLink final : public PacketLink {
  public:
-  static constexpr std::uint16_t kUsualPort = 4441;
-
   explicit TcpLink(const TcpAddress& address) : stream(address) {}
 
-  [[nodiscard]] std::size_t PacketSize() const override { return kLargestPacket; }
-  void Send(std::span<const std::uint8_t> packet) override;
+  [[nodiscard]] std::size_t PacketSize() const override { return kLargestFramed; }
+  void Send(std::span<const std::uint8_t> packet) override {
+    stream.Send(Framed(packet, FrameKind::Request));
+  }
   std::optional<Packet> Receive(std::chrono::milliseconds timeout) override;
 
  private:
-  static constexpr std::size_t kLargestPacket = 1024;
-
   // The next whole answer of what has come.
   std::optional<Packet> CutAnswer();
+  std::size_t ReceiveSome(std::span<std::uint8_t> into, std::chrono::milliseconds timeout);
 
   TcpStream stream;
-  std::vector<std::uint8_t> received;  // and not handed out yet
+  FrameReader frames{FrameKind::Answer};
+  bool hasAnswered = false;
 };
 
 }  // namespace host

@@ -1,9 +1,12 @@
 #include "host/probe/simulated/SimulatedLink.h"
 
+#include <fmt/format.h>
+
 #include <stdexcept>
 #include <thread>
 #include <utility>
 
+#include "host/device/InputError.h"
 #include "host/probe/ProbeError.h"
 
 namespace host {
@@ -44,8 +47,18 @@ void SimulatedLink::Sleep(std::uint32_t milliseconds) {
   KeepPace();
 }
 
-void SimulatedLink::KeepPace() const {
-  if (realStart) std::this_thread::sleep_until(*realStart + std::chrono::nanoseconds(NowNs()));
+simulator::ProbeSpeed NamedSpeed(std::string_view name) {
+  if (const auto speed = simulator::FindProbeSpeed(name)) return *speed;
+  throw InputError(fmt::format("there is no probe \"sim:{}\": sim:hs, sim:fs and sim:hid are known", name));
+}
+
+// Time that nobody spent at the probe is not made up for.
+void SimulatedLink::KeepPace() {
+  if (!realStart) return;
+  const auto due = *realStart + std::chrono::nanoseconds(NowNs());
+  const auto now = std::chrono::steady_clock::now();
+  if (due > now) std::this_thread::sleep_until(due);
+  if (now > due) *realStart += now - due;
 }
 
 }  // namespace host

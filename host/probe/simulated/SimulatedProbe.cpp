@@ -1,10 +1,6 @@
 #include "host/probe/simulated/SimulatedProbe.h"
 
-#include <fmt/format.h>
-
-#include "host/device/InputError.h"
 #include "host/probe/simulated/SimulatedLink.h"
-#include "simulator/probe/ProbeSpeed.h"
 
 namespace host {
 
@@ -12,12 +8,9 @@ namespace {
 
 std::unique_ptr<ApAccess> PlugIn(SimulatedBoard& board, std::string_view speedName, bool inRealTime,
                                  const PacketOptions& packets) {
-  const auto speed = simulator::FindProbeSpeed(speedName);
-  if (!speed)
-    throw InputError(
-        fmt::format("there is no probe \"sim:{}\": sim:hs, sim:fs and sim:hid are known", speedName));
   const Pace pace = inRealTime ? Pace::RealTime : Pace::AsFastAsPossible;
-  return OverPackets(std::make_unique<SimulatedLink>(board.Target(), *speed, pace), packets, AccessPorts{});
+  return OverPackets(std::make_unique<SimulatedLink>(board.Target(), NamedSpeed(speedName), pace), packets,
+                     AccessPorts{});
 }
 
 }  // namespace

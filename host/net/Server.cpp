@@ -1,7 +1,8 @@
-#include "host/gdb/Server.h"
+#include "host/net/Server.h"
 
 #include <fmt/format.h>
 
+#define ASIO_STANDALONE
 #include <array>
 #include <asio/buffer.hpp>
 #include <asio/io_context.hpp>
@@ -9,13 +10,11 @@
 #include <asio/steady_timer.hpp>
 #include <asio/write.hpp>
 #include <chrono>
-#include <memory>
-#include <string>
+#include <utility>
 
 #include "host/device/InputError.h"
-#include "host/gdb/Link.h"
 
-namespace host::gdb {
+namespace host::net {
 
 namespace {
 
@@ -98,8 +97,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
 
 class Server::Sockets {
  public:
-  Sockets(Target& itsTarget, Terminal& serverTerminal, std::uint16_t port)
-      : target(itsTarget), terminal(serverTerminal), acceptor(context) {
+  Sockets(Service offered, std::uint16_t port) : service(std::move(offered)), acceptor(context) {
     try {
       const tcp::endpoint own(asio::ip::address_v4::loopback(), port);
       acceptor.open(own.protocol());
@@ -120,12 +118,12 @@ class Server::Sockets {
       if (client) client->Receive();
       context.run_one_for(kLongestWait);
       if (!client) continue;
-      link->Take(client->TakeReceived());
+      if (!talk->Take(client->TakeReceived())) client->Close();
       if (!client->IsGone()) continue;
-      link->End();
-      link.reset();
+      talk->End();
+      talk.reset();
       client.reset();
-      terminal.Say("The client has gone\n");
+      service.say("The client has gone\n");
       if (clients == Clients::One) break;
     }
     // The last answers.
@@ -151,37 +149,35 @@ class Server::Sockets {
 
   void Welcome(const std::shared_ptr<Connection>& newcomer) {
     if (client) {
-      terminal.Say("Another client came, and was sent away\n");
+      service.say("Another client came, and was sent away\n");
       SendAway(newcomer);
       return;
     }
-    terminal.Say("A client has connected\n");
+    service.say("A client has connected\n");
     client = newcomer;
-    link.emplace(target, terminal,
-                 [connection = newcomer](std::string_view bytes) { connection->Send(bytes); });
+    talk = service.welcome([connection = newcomer](std::string_view bytes) { connection->Send(bytes); });
   }
 
   // A client listens only after it has asked: it has a moment for that.
   void SendAway(const std::shared_ptr<Connection>& newcomer) {
     newcomer->Receive();
     const auto timer = std::make_shared<asio::steady_timer>(context, 300ms);
-    timer->async_wait([newcomer, timer](const asio::error_code&) {
-      newcomer->Send("+" + Packet(ErrorAnswer("another client has the chip")));
+    timer->async_wait([this, newcomer, timer](const asio::error_code&) {
+      newcomer->Send(service.busy);
       newcomer->CloseOutput();
     });
   }
 
-  Target& target;
-  Terminal& terminal;
+  Service service;
   asio::io_context context;
   tcp::acceptor acceptor;
   std::shared_ptr<Connection> client;
-  std::optional<Link> link;  // of `client`
+  std::unique_ptr<Talk> talk;  // with `client`
   std::chrono::steady_clock::time_point lastBreath;
 };
 
-Server::Server(Target& itsTarget, Terminal& serverTerminal, std::uint16_t port)
-    : sockets(std::make_unique<Sockets>(itsTarget, serverTerminal, port)) {}
+Server::Server(Service offered, std::uint16_t port)
+    : sockets(std::make_unique<Sockets>(std::move(offered), port)) {}
 Server::~Server() = default;
 
 std::uint16_t Server::Port() const {
@@ -196,8 +192,8 @@ void Server::Breathe() noexcept {
   try {
     sockets->Breathe();
   } catch (...) {
-    // A socket's trouble shows where it is read; the load goes on.
+    // A socket's trouble shows where it is read; the work goes on.
   }
 }
 
-}  // namespace host::gdb
+}  // namespace host::net
