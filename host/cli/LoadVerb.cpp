@@ -9,6 +9,7 @@
 #include "host/cli/SideBySide.h"
 #include "host/cli/Target.h"
 #include "host/cli/Verb.h"
+#include "host/cli/WatchedLoad.h"
 #include "host/report/ProgressBar.h"
 
 namespace host::cli {
@@ -54,6 +55,7 @@ void AddImageOptions(CLI::App& verb, LoadOptions& load) {
 }
 
 int RunLoad(const LoadOptions& load, Output& output) {
+  if (load.watches) return LoadWatched(load, output);
   if (!NamesSeveral(load)) return LoadOne(load, ReadImages(load), output);
   std::vector<TargetOptions> boards = BoardsOf(load);
   const std::vector<ImageFile> images = ReadImages(load);
@@ -74,6 +76,8 @@ void AddLoad(CLI::App& program, Job& chosen) {
         verb.add_flag("--strict", load.isStrict, "Refuse the load when there is anything to warn of");
         verb.add_flag("--if-different", load.ifDifferent,
                       "Compare first, and erase and program nothing that is on the chip already");
+        verb.add_flag("--watch", load.watches,
+                      "Load again, as with --if-different, whenever an image has been written anew");
         verb.add_flag("--allow-outside", load.allowOutside,
                       "Hand on bytes that lie in no memory of the device, as RAM data");
         verb.add_flag("--dry-run", load.isDryRun,

@@ -18,6 +18,7 @@ struct LoadOptions {
   bool allowOutside = false;  // bytes in no memory are handed on
   bool noProgress = false;
   bool allProbes = false;  // as boards
+  bool watches = false;    // loads again whenever an image changes
 };
 
 // Options that loading and verifying share.
