@@ -21,9 +21,9 @@ CLI::Option* AddBoardOption(CLI::App& verb, const char* name, const TargetOption
     only = values.front();
     all = values;
   };
-  return verb.add_option_function<std::vector<std::string>>(name, take, help)
-      ->take_all()
-      ->allow_extra_args(false);
+  CLI::Option* const option = verb.add_option_function<std::vector<std::string>>(name, take, help);
+  if (!target.takesSeveral) option->expected(1);  // for the help
+  return option->take_all()->allow_extra_args(false);
 }
 
 void AddPasswordOptions(CLI::App& verb, PasswordOptions& password) {

@@ -80,9 +80,11 @@ std::jthread Start(BoardLoad& load, std::size_t number, ProgressLines* lines) {
 // Returns when all have ended.
 void Work(const std::vector<std::unique_ptr<Board>>& boards, ProgressLines* lines) {
   std::vector<Session*> sessions;
+  sessions.reserve(boards.size());
   for (const auto& board : boards) sessions.push_back(&board->load->Session());
   const Interruptible interruptible(std::move(sessions));
   std::vector<std::jthread> threads;
+  threads.reserve(boards.size());
   for (const auto& board : boards) threads.push_back(Start(*board->load, threads.size(), lines));
 }
 
