@@ -54,5 +54,6 @@ if(TOVIK_COVERAGE)
   target_link_options(tovik_options INTERFACE --coverage)
 else()
   # A file that is shipped does not tell where it was built.
-  target_compile_options(tovik_options INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+  target_compile_options(tovik_options INTERFACE
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
 endif()

@@ -4,11 +4,12 @@
 
 namespace host::cli {
 
-// Where the device descriptions are: the folder that TOVIK_DEVICES names, else "devices" above the program.
+// Where the device descriptions are: the folder that TOVIK_DEVICES names, else the one that was installed
+// with this program, else "devices" above it, where it was built.
 std::filesystem::path DevicesFolder();
 
-// The plug-in that was built or installed with this program: libFlashDeviceTovik.so beside it, or in the
-// folder above, or in "lib" there. The name alone where there is none, for the error text to name.
+// The plug-in that was installed with this program, or built: then it is in the folder above. A name beside
+// the program where there is none, for the error text to name.
 std::filesystem::path DefaultPlugin();
 
 }  // namespace host::cli

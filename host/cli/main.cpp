@@ -3,12 +3,16 @@
 
 #include <algorithm>
 #include <exception>
+#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "host/cli/Completion.h"
 #include "host/cli/Config.h"
 #include "host/cli/ExitCode.h"
 #include "host/cli/Interrupt.h"
+#include "host/cli/Manual.h"
 #include "host/cli/Output.h"
 #include "host/cli/Password.h"
 #include "host/cli/Target.h"
@@ -20,19 +24,6 @@ namespace {
 
 using namespace host;
 using namespace host::cli;
-
-constexpr const char* kFooter =
-    "Exit codes:\n"
-    "  0    done\n"
-    "  1    failed\n"
-    "  2    wrong usage or input; no chip was touched\n"
-    "  3    done, but errors were reported\n"
-    "  4    the chip differs from the images, or is not blank\n"
-    "  130  interrupted\n"
-    "\n"
-    "Environment: TOVIK_DEVICE, TOVIK_CHIP, TOVIK_PROBE, TOVIK_PLUGIN and TOVIK_PASSWORD stand for the "
-    "options\n"
-    "of these names, TOVIK_DEVICES for the folder of device descriptions, TOVIK_CONFIG for --config.\n";
 
 void AddVerbs(CLI::App& program, Job& chosen) {
   AddLoad(program, chosen);
@@ -75,9 +66,17 @@ int Fail(Output& output, const std::string& verb, const std::string& text, ExitC
   return output.Finish(verb, exitCode, text);
 }
 
+// What the installation asks of the program, not its users: the manual page, and what a shell may complete.
+std::optional<std::string> ForShell(const CLI::App& program, const std::vector<std::string>& arguments) {
+  if (arguments.empty()) return {};
+  if (arguments.front() == "--complete") return Completions(program, std::span(arguments).subspan(1));
+  if (arguments.front() == "--manual" && arguments.size() == 2) return ManualPage(program, arguments.back());
+  return {};
+}
+
 int Run(const std::vector<std::string>& arguments, Output& output) {
   CLI::App program("Programs Serin and Corvel chips through a flash-loader plug-in.", "tovik-flash");
-  program.footer(kFooter);
+  program.footer(HelpFooter());
   program.set_version_flag("--version", kProgram);
   program.require_subcommand(1);
   program.fallthrough();  // so that --config may stand behind the verb
@@ -86,6 +85,10 @@ int Run(const std::vector<std::string>& arguments, Output& output) {
   try {
     AddConfig(program, verb);
     AddVerbs(program, chosen);
+    if (const auto text = ForShell(program, arguments)) {
+      fmt::print("{}", *text);
+      return kDone;
+    }
     const bool isAboutProgram =
         std::any_of(arguments.begin(), arguments.end(), [](const std::string& argument) {
           return argument == "--help" || argument == "-h" || argument == "--version";

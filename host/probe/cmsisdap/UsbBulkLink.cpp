@@ -122,6 +122,7 @@ struct UsbBulkLink::Device {
   void Submit(std::deque<std::unique_ptr<Transfer>>& queue, std::uint8_t endpoint,
               std::vector<std::uint8_t> bytes);
   void HandleEvents(std::chrono::milliseconds time, int* completed);
+  void DropStaleAnswers();
 
   Context context = Begin();
   libusb_device_handle* handle = nullptr;
@@ -150,6 +151,19 @@ void UsbBulkLink::Device::HandleEvents(std::chrono::milliseconds time, int* comp
   libusb_handle_events_timeout_completed(context.get(), &span, completed);
 }
 
+// A host that was killed leaves the answers to its last packets in the probe, for the next one to find.
+void UsbBulkLink::Device::DropStaleAnswers() {
+  constexpr unsigned kWaitMs = 20;  // one that is there takes two frames of 1 ms
+  constexpr int kMostAnswers = 256;
+  std::array<std::uint8_t, 4096> answer{};
+  for (int dropped = 0; dropped < kMostAnswers; ++dropped) {
+    int length = 0;
+    libusb_bulk_transfer(handle, found.inEndpoint, answer.data(), static_cast<int>(answer.size()), &length,
+                         kWaitMs);
+    if (length == 0) return;
+  }
+}
+
 std::vector<UsbBulkLink::Found> UsbBulkLink::Find() {
   std::vector<Found> all;
   const Context context = Begin();
@@ -164,9 +178,11 @@ UsbBulkLink::UsbBulkLink(const Found& wanted) : device(std::make_unique<Device>(
   });
   device->found = wanted;
   if (error == 0) error = libusb_claim_interface(device->handle, wanted.interface);
-  if (error == 0) return;
-  if (device->handle != nullptr) libusb_close(device->handle);
-  FailOpening(error, wanted);
+  if (error != 0) {
+    if (device->handle != nullptr) libusb_close(device->handle);
+    FailOpening(error, wanted);
+  }
+  device->DropStaleAnswers();
 }
 
 UsbBulkLink::~UsbBulkLink() {

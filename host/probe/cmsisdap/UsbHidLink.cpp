@@ -1,10 +1,15 @@
 #include "host/probe/cmsisdap/UsbHidLink.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <hidapi/hidapi.h>
+#include <sys/file.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <string_view>
+#include <system_error>
 
 #include "host/probe/ProbeError.h"
 
@@ -21,6 +26,19 @@ std::string Narrow(const wchar_t* text) {
   return narrow;
 }
 
+[[noreturn]] void FailOpening(const UsbHidLink::Found& found, int error) {
+  const std::string probe = fmt::format("the debug probe {} ({})", found.product, found.path);
+  if (error == EACCES || error == EPERM)
+    throw ProbeError(ProbeError::Kind::NoPermission,
+                     fmt::format("no permission to open {}: install the rule 60-tovik-probes.rules in "
+                                 "/etc/udev/rules.d and plug the probe in again",
+                                 probe));
+  if (error == EWOULDBLOCK)
+    throw ProbeError(ProbeError::Kind::NoProbe, probe + " is in use: close what else uses it");
+  throw ProbeError(ProbeError::Kind::NoProbe,
+                   fmt::format("{} cannot be opened: {}", probe, std::generic_category().message(error)));
+}
+
 [[noreturn]] void FailUnplugged() {
   throw ProbeError(ProbeError::Kind::Unplugged,
                    "the debug probe has been unplugged: plug it in and start again");
@@ -28,11 +46,25 @@ std::string Narrow(const wchar_t* text) {
 
 }  // namespace
 
+// Held by a lock: the kernel lets several programs have the device, and each gets the answers to all of them.
+// What the probe still has to say to one that was killed, the kernel drops when the device is opened.
 struct UsbHidLink::Device {
-  struct Close {
-    void operator()(hid_device* open) const { hid_close(open); }
-  };
-  std::unique_ptr<hid_device, Close> handle;
+  explicit Device(const Found& found) : lock(open(found.path.c_str(), O_RDWR | O_CLOEXEC)) {
+    if (lock >= 0 && flock(lock, LOCK_EX | LOCK_NB) == 0) handle = hid_open_path(found.path.c_str());
+    if (handle != nullptr) return;
+    const int error = errno;
+    if (lock >= 0) close(lock);
+    FailOpening(found, error);
+  }
+  Device(const Device&) = delete;
+  Device& operator=(const Device&) = delete;
+  ~Device() {
+    hid_close(handle);
+    close(lock);
+  }
+
+  int lock;
+  hid_device* handle = nullptr;
 };
 
 std::vector<UsbHidLink::Found> UsbHidLink::Find() {
@@ -47,34 +79,23 @@ std::vector<UsbHidLink::Found> UsbHidLink::Find() {
   return found;
 }
 
-UsbHidLink::UsbHidLink(const Found& found) : device(std::make_unique<Device>()) {
-  errno = 0;
-  device->handle.reset(hid_open_path(found.path.c_str()));
-  if (device->handle) return;
-  if (errno == EACCES || errno == EPERM)
-    throw ProbeError(ProbeError::Kind::NoPermission,
-                     fmt::format("no permission to open the debug probe {} ({}): install the rule "
-                                 "60-tovik-probes.rules in /etc/udev/rules.d and plug the probe in again",
-                                 found.product, found.path));
-  throw ProbeError(ProbeError::Kind::NoProbe,
-                   fmt::format("the debug probe {} ({}) cannot be opened: close what else uses it",
-                               found.product, found.path));
-}
+UsbHidLink::UsbHidLink(const Found& found) : device(std::make_unique<Device>(found)) {}
 
 UsbHidLink::~UsbHidLink() = default;
 
 void UsbHidLink::Send(std::span<const std::uint8_t> packet) {
   std::vector<std::uint8_t> report(1 + reportSize);  // the number of the report comes first: there is but one
   std::copy(packet.begin(), packet.end(), report.begin() + 1);
-  if (hid_write(device->handle.get(), report.data(), report.size()) < 0) FailUnplugged();
+  if (hid_write(device->handle, report.data(), report.size()) < 0) FailUnplugged();
 }
 
 std::optional<Packet> UsbHidLink::Receive(std::chrono::milliseconds timeout) {
   Packet answer(kLargestReport);
+  errno = 0;  // set by what fails for a reason
   const int count =
-      hid_read_timeout(device->handle.get(), answer.data(), answer.size(), static_cast<int>(timeout.count()));
-  if (count < 0) FailUnplugged();
-  if (count == 0) return std::nullopt;
+      hid_read_timeout(device->handle, answer.data(), answer.size(), static_cast<int>(timeout.count()));
+  if (count < 0 && errno != EINTR) FailUnplugged();
+  if (count <= 0) return std::nullopt;  // a signal may ask to give up
   answer.resize(static_cast<std::size_t>(count));
   return answer;
 }
