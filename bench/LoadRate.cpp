@@ -1,5 +1,6 @@
 #include "LoadRate.h"
 
+#include <ctime>
 #include <stdexcept>
 
 #include "host/device/DeviceDescription.h"
@@ -27,10 +28,16 @@ host::PropertyStore Defaults(const host::DeviceDescription& device) {
   return settings;
 }
 
+double ThreadCpuNs() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
+}
+
 }  // namespace
 
-double ModelledSeconds(const host::PluginLibrary& library, const std::string& probeName,
-                       const std::vector<std::uint8_t>& image) {
+ModelledLoad MeasureModelledLoad(const host::PluginLibrary& library, const std::string& probeName,
+                                 const std::vector<std::uint8_t>& image) {
   const host::DeviceDescription device = DeviceWithMain(image.size());
   host::SimulatedProbe probe(device, {}, probeName);
   host::PropertyStore settings = Defaults(device);
@@ -40,9 +47,13 @@ double ModelledSeconds(const host::PluginLibrary& library, const std::string& pr
   const host::ImageFile file = host::ParseImage("image.bin", image, device.map.main.base);
   const host::LoadPlan plan = host::PlanLoad({&file, 1}, device.map, host::PluginCuts::No);
   host::LoadRecord record = host::PlannedLoad(plan, {file}, device, settings);
+  const double cpuBefore = ThreadCpuNs();
   host::LoadSession({library, services, probe, device, settings}).Run(plan, record);
   if (record.failure) throw std::runtime_error(record.failure->text);
-  return static_cast<double>(record.elapsedNs) / 1e9;
+  return {.seconds = static_cast<double>(record.elapsedNs) / 1e9,
+          .roundTrips = probe.RoundTrips(),
+          .packets = probe.Counted().packets,
+          .cpuNs = ThreadCpuNs() - cpuBefore};
 }
 
 double WireBytesPerSecond(const std::string& probeName) {

@@ -8,10 +8,16 @@
 
 namespace bench {
 
-// Time that a load into the MAIN flash of a simulated chip takes on the chip's clock, from reset to the end,
-// through the named probe.
-double ModelledSeconds(const host::PluginLibrary& library, const std::string& probeName,
-                       const std::vector<std::uint8_t>& image);
+struct ModelledLoad {
+  double seconds = 0;            // on the host's modelled clock, from reset to the end
+  std::uint64_t roundTrips = 0;  // that the host waited for with nothing under way
+  std::uint64_t packets = 0;
+  double cpuNs = 0;  // of this thread: plug-in, host, probe, simulated probe and chip
+};
+
+// A load into the MAIN flash of a simulated chip through the named probe.
+ModelledLoad MeasureModelledLoad(const host::PluginLibrary& library, const std::string& probeName,
+                                 const std::vector<std::uint8_t>& image);
 
 // What the probe's wire carries when words follow one another without a gap.
 double WireBytesPerSecond(const std::string& probeName);

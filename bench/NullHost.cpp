@@ -67,12 +67,12 @@ const char* NullHost::LookupReg(const char* name, Debugger::Address* address) {
 
 const char* NullHost::ReadReg(Debugger::Address address, unsigned long long* value) {
   *value = s_registers[Extract(address)].value;
-  return CountRoundTrip();
+  return Count();
 }
 
 const char* NullHost::WriteReg(Debugger::Address address, unsigned long long value) {
   if (Extract(address) == kTxCtl) startFlag = value == 2;
-  return CountRoundTrip();
+  return Count();
 }
 
 const char* NullHost::WriteMemory(const void* elements, std::size_t, Debugger::Address, int, std::size_t) {
@@ -82,7 +82,7 @@ const char* NullHost::WriteMemory(const void* elements, std::size_t, Debugger::A
     command = header & 0xFF;
     sequence = header >> 8 & 0xFF;
   }
-  return CountRoundTrip();
+  return Count();
 }
 
 // Every answer is one header word: success without data. A pipelined transfer counts on by itself.
@@ -90,7 +90,7 @@ const char* NullHost::ReadMemory(void* elements, std::size_t, Debugger::Address,
   const std::uint32_t header = command | (sequence & 0xFF) << 8;
   std::memcpy(elements, &header, sizeof header);
   if (command == kPipelinedId) ++sequence;
-  return CountRoundTrip();
+  return Count();
 }
 
 }  // namespace bench

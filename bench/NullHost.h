@@ -17,8 +17,7 @@ class NullHost : public HostObject {
 
   [[nodiscard]] IFlashProgrammerUtility2 Utility() { return IFlashProgrammerUtility2(this); }
 
-  std::uint64_t calls = 0;       // of the function table
-  std::uint64_t roundTrips = 0;  // of them, those that a probe carries to the target and back
+  std::uint64_t calls = 0;  // of the function table
 
  private:
   friend class host::HostTable<NullHost>;
@@ -27,15 +26,11 @@ class NullHost : public HostObject {
     ++calls;
     return nullptr;
   }
-  const char* CountRoundTrip() {
-    ++roundTrips;
-    return Count();
-  }
 
   // The functions of the table.
   const char* GetValueOfProperty(const char* name);
   const char* SetValueOfProperty(const char*, const char*) { return Count(); }
-  const char* ResetTarget(int) { return CountRoundTrip(); }
+  const char* ResetTarget(int) { return Count(); }
   const char* ReadMemory(void* elements, std::size_t, Debugger::Address, int, std::size_t);
   const char* WriteMemory(const void* elements, std::size_t, Debugger::Address, int, std::size_t);
   const char* LookupReg(const char* name, Debugger::Address* address);

@@ -37,7 +37,6 @@ LoadCost MeasureLoad(const host::PluginLibrary& library, const std::vector<std::
   const std::size_t liveBefore = LiveHeapBytes();
   RestartPeak();
   const std::uint64_t callsBefore = nullHost.calls;
-  const std::uint64_t roundTripsBefore = nullHost.roundTrips;
   const double start = ProcessorNs();
   Require(device->ResetSettings(ProgramState::LoadStart));
   std::size_t offset = 0;
@@ -53,8 +52,7 @@ LoadCost MeasureLoad(const host::PluginLibrary& library, const std::vector<std::
 
   const LoadCost cost{.cpuNs = end - start,
                       .peakBytes = PeakHeapBytes() - liveBefore,
-                      .hostCalls = nullHost.calls - callsBefore,
-                      .roundTrips = nullHost.roundTrips - roundTripsBefore};
+                      .hostCalls = nullHost.calls - callsBefore};
   device->Delete();
   return cost;
 }

@@ -13,7 +13,6 @@ struct LoadCost {
   double cpuNs = 0;           // of this process: the plug-in and the few nanoseconds a call of the null host
   std::size_t peakBytes = 0;  // heap above what was live before the load
   std::uint64_t hostCalls = 0;
-  std::uint64_t roundTrips = 0;
 };
 
 // Loads `image` from address 0 on, cut into blocks of the given numbers of sectors, against a null host.

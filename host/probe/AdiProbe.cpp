@@ -58,8 +58,10 @@ AdiProbe::~AdiProbe() {
 void AdiProbe::Connect(Core core) {
   if (core == Core::DebugPort || !isConnected) {
     Forget();
-    isConnected = isLost = false;
+    isConnected = false;
+    isLost = true;  // until it is there again
     access->Connect();
+    isLost = false;
     Sleep(kBootMs);
     isConnected = true;
   }
@@ -77,9 +79,23 @@ void AdiProbe::Disconnect(Core core) {
 
 void AdiProbe::PinReset() {
   Forget();
-  access->SetResetPin(false);
-  Sleep(kResetPulseMs);
+  try {
+    access->SetResetPin(false);
+    Sleep(kResetPulseMs);
+  } catch (...) {
+    LetGoOfReset();
+    throw;
+  }
   access->SetResetPin(true);
+}
+
+// The pin may be low though nobody could say so, and a chip in reset answers nothing.
+void AdiProbe::LetGoOfReset() noexcept {
+  try {
+    access->SetResetPin(true);
+  } catch (...) {
+    isLost = true;
+  }
 }
 
 std::optional<std::uint32_t> AdiProbe::FindRegister(std::string_view name) const {

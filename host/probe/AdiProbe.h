@@ -52,6 +52,7 @@ class AdiProbe : public DebugProbe {
   template <typename Accesses>
   auto Try(Accesses&& accesses);
   // What was known of the chip holds no longer.
+  void LetGoOfReset() noexcept;
   void Forget();
 
   const std::unique_ptr<ApAccess> access;

@@ -268,18 +268,12 @@ void CallQuestions(Device4& device) {
   const char* operations = nullptr;
   CheckOk(device.Initialize(available, operations), "Initialize");
   Check(available, "flash is not available");
-  CheckText(operations,
-            "Erase, ChipEraseRetain, BlankCheck, ProgramHsmImage, ReadHsmSysInfo, ReadHsmUpdateStatus",
-            "operations");
-  bool within = false;
+  Check(operations != nullptr && std::strncmp(operations, "Erase, ", 7) == 0, "operations");
+  bool within = false, anyWithin = false, handled = false;
   CheckOk(device.AddressWithin(0xFFFF'FFFF, within), "AddressWithinFlash");
-  Check(within, "an address is not within flash");
-  within = false;
-  CheckOk(device.RangeWithin(0x1234, 16, within), "AnyRangeWithinFlash");
-  Check(within, "a range is not within flash");
-  bool handled = false;
+  CheckOk(device.RangeWithin(0x1234, 16, anyWithin), "AnyRangeWithinFlash");
   CheckOk(device.HandleVerification(0, handled), "HandleVerification");
-  Check(handled, "verification is not handled");
+  Check(within && anyWithin && handled, "an answer is not written");
   const ProgramImage images[2] = {};
   CheckOk(device.LoadImages(images, 2), "LoadImages");
 }

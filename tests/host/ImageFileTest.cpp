@@ -111,14 +111,15 @@ constexpr std::string_view kHex =
     ":020000040001F9\r\n:0400100001020304E2\r\n:020014000506DF\r\n:020000021000EC\r\n"
     ":01FFFF00AA57\r\n:0400000500000000F7\r\n:00000001FF\r\n";
 constexpr std::string_view kSRecords =
-    "S00600004844521B\nS10500100102E7\nS206123456030456\nS30620000000AA2F\n\nS5030003F9\n"
+    "S00600004844521B\nS10500100102E7\nS206123456030456\nS30620000000AA2F\nS306FFFFFFFEAA54\n\nS5030004F8\n"
     "S70500000000FA\n";
 
 TEST(TextImages, BasesAreFollowedAllAddressSizesTakenAndRecordsJoined) {
   EXPECT_EQ(host::ParseImage("a.hex", BytesOf(kHex)).segments,
             (std::vector<ImageSegment>{{0x0001'0010, {1, 2, 3, 4, 5, 6}}, {0x0001'FFFF, {0xAA}}}));
   EXPECT_EQ(host::ParseImage("a.srec", BytesOf(kSRecords)).segments,
-            (std::vector<ImageSegment>{{0x10, {1, 2}}, {0x12'3456, {3, 4}}, {0x2000'0000, {0xAA}}}));
+            (std::vector<ImageSegment>{
+                {0x10, {1, 2}}, {0x12'3456, {3, 4}}, {0x2000'0000, {0xAA}}, {0xFFFF'FFFE, {0xAA}}}));
 }
 
 TEST(TextImages, BadOnesAreRefusedWithTheirLine) {

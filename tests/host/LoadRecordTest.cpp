@@ -156,6 +156,7 @@ TEST(LoadTextTest, TellsWhereALoadFailedAndHowItWasInterrupted) {
                                   "  Chip      0x87, CRC-32 differs, to \"verify MAIN\"\n"
                                   "  Cause     The sector does not hold what was programmed"));
   const Json failure = ToJson(record)["failure"];
+  EXPECT_EQ(failure["address"], 0x8000);
   EXPECT_EQ(failure["sector"], 16);
   EXPECT_EQ(failure["result_name"], "CRC-32 differs");
 }

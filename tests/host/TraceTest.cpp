@@ -76,6 +76,9 @@ TEST_F(TraceTest, HidesPasswordsAndNothingElse) {
       {"SEC_AP", {"open!\0\0\0zzzz", 12}, "6f70656e210000007a7a7a7a"},
       {"SEC_AP", {"zzzz", 4}, "7a7a7a7a"},
       {"CS_DAP_0", {"open!\0\0\0", 8}, "6f70656e21000000"},
+      // No more than 32 bytes are shown.
+      {"CS_DAP_0", "zzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzz",
+       "7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a7a"},
   };
   for (const auto& c : cases) {
     (void)table.setCoreById(&services, c.core);

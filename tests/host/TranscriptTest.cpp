@@ -77,6 +77,7 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
     words.erase(words.begin());
     if (verb == "run") return Run(words);
     if (verb == "make") return Make(words);
+    if (verb == "images") return MakeImages();
     if (verb == "text") return Write(words.at(0), Replaced(words.at(1), "\\n", "\n"));
     if (verb == "copy") return Write(words.at(1), ReadText(folder / words.at(0)));
     if (verb == "link") return fs::create_symlink(words.at(0), folder / words.at(1));
@@ -103,6 +104,12 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
     Write(words.at(0), bytes);
   }
 
+  void MakeImages() {
+    for (const char* image :
+         {"main.bin 6244 ramp", "ccfg.bin 2048 FF 0x10=AAAA 0x7D0=5A", "scfg.bin 1024 FF 0x08=AA"})
+      Make(Words(image));
+  }
+
   void Write(const std::string& name, const std::string& bytes) const {
     std::ofstream(folder / name, std::ios::binary) << bytes;
   }
@@ -122,7 +129,7 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
     before = FolderContents();
     std::vector<std::string> arguments{TOVIK_FLASH_PATH};
     std::string input = "/dev/null";
-    std::string output = (folder / "stdout").string();
+    std::string output = (folder / "out.stream").string();
     std::vector<std::string> deeds;
     for (const std::string& word : words) {
       if (word.starts_with('>')) {
@@ -131,6 +138,8 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
         input = (folder / word.substr(1)).string();
       } else if (word.starts_with('!')) {
         deeds.push_back(word.substr(1));
+      } else if (word == "$IMAGES") {
+        arguments.insert(arguments.end(), {"main.bin@0x1000", "ccfg.bin@0x4C000000", "scfg.bin@0x4C001000"});
       } else {
         arguments.push_back(Replaced(word, "$EMPTY_PLUGIN", TOVIK_EMPTY_PLUGIN_PATH));
       }
@@ -141,7 +150,7 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
     int status = 0;
     waitpid(child, &status, 0);
     exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    streams = {{"out", ReadText(folder / "stdout")}, {"err", ReadText(folder / "stderr")}};
+    streams = {{"out", ReadText(folder / "out.stream")}, {"err", ReadText(folder / "err.stream")}};
     isErrorExpected = false;
     isExitExpected = false;
   }
@@ -170,10 +179,10 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
     pointers.push_back(nullptr);
     for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
     if (chdir(folder.c_str()) != 0) _exit(127);
-    fs::remove("stdout");
+    fs::remove("out.stream");
     dup2(open(input.c_str(), O_RDONLY), STDIN_FILENO);
     dup2(open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666), STDOUT_FILENO);
-    dup2(open("stderr", O_WRONLY | O_CREAT | O_TRUNC, 0666), STDERR_FILENO);
+    dup2(open("err.stream", O_WRONLY | O_CREAT | O_TRUNC, 0666), STDERR_FILENO);
     execv(pointers[0], pointers.data());
     _exit(127);
   }
@@ -181,7 +190,7 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
   std::map<std::string, std::string> FolderContents() const {
     std::map<std::string, std::string> contents;
     for (const auto& entry : fs::directory_iterator(folder))
-      contents[entry.path().filename()] = ReadText(entry.path());
+      if (entry.path().extension() != ".stream") contents[entry.path().filename()] = ReadText(entry.path());
     return contents;
   }
 
@@ -192,6 +201,11 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
     if (subject == "exit") {
       isExitExpected = true;
       EXPECT_EQ(exitCode, std::stoi(words.at(1))) << streams["out"] << streams["err"];
+      if (words.size() > 2) Expect(line.substr(line.find(words[2])));
+    } else if (subject == "refused") {
+      Expect("exit 2");
+      Expect((words.at(1) == "~" ? "err " : "err = tovik-flash: ") + line.substr(line.find(' ') + 1));
+      EXPECT_TRUE(FolderContents() == before) << "a refused run leaves all files alone";
     } else if (subject == "out" || subject == "err") {
       ExpectText(subject, words.at(1),
                  Replaced(line.substr(line.find(words.at(1)) + words.at(1).size() + 1), "\\n", "\n"));
@@ -209,6 +223,8 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
       const std::string other = ReadText(folder / words.at(3));
       EXPECT_TRUE(ReadText(folder / words.at(1)).substr(std::stoul(words.at(2), nullptr, 0), other.size()) ==
                   other);
+    } else if (subject == "lacks") {
+      EXPECT_EQ(ReadText(folder / words.at(1)).find(words.at(2)), std::string::npos);
     } else if (subject == "mode") {
       EXPECT_EQ(static_cast<unsigned>(fs::status(folder / words.at(1)).permissions()),
                 std::stoul(words.at(2), nullptr, 8));

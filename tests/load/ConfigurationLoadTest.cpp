@@ -2,18 +2,15 @@
 #include <gtest/gtest.h>
 
 #include "TestImage.h"
+#include "tests/support/ErrorOf.h"
 
-// What ends up in CCFG, SCFG and user record, what a load refuses to put there, and what a load gets of a
-// chip whose CCFG asks for a password or forbids debugging.
+// What ends up in CCFG, SCFG and user record, and what a load gets of a chip whose CCFG forbids debugging.
 
 namespace {
 
 using simulator::ChipState;
-using testing::AllOf;
 using testing::Contains;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::StartsWith;
 
 class ConfigurationLoadTest : public testing::TestWithParam<std::string> {
  protected:
@@ -35,23 +32,6 @@ TEST_P(ConfigurationLoadTest, SettingsDecideOnCrcWordsAndUserRecord) {
   bench.Set("CcfgSkipProgrammingUserRecord", "0");
   EXPECT_EQ(Outcome(Load()), "ok");
   EXPECT_EQ(bench.State().ccfg, CcfgWithCrcs(chip, image.ccfg));
-}
-
-TEST_P(ConfigurationLoadTest, RefusesSettingsThatLockTheChipUnlessTheyAreMeant) {
-  image.ccfg[0x10] = 0x3A;
-  image.ccfg[0x11] = 0xA4;
-  EXPECT_THAT(Outcome(Load()),
-              AllOf(StartsWith("The Custom Configuration (CCFG) contain"),
-                    HasSubstr("programFlash, reading 0x3"), HasSubstr("verifyFlash, reading 0x4")));
-  EXPECT_EQ(bench.State().ccfg, Bytes(chip.ccfg.size, 0xFF));
-  bench.Set("PermissionsSetting", "0");
-  EXPECT_EQ(Outcome(Load()), "ok");
-
-  image.ccfg[0x10] = image.ccfg[0x11] = 0xAA;
-  image.scfg[0x08] = 0xAB;
-  bench.Set("PermissionsSetting", "1");
-  const bool isChecked = chip.hsm != host::HsmForm::None;  // the parts that take HSM firmware, as it happens
-  EXPECT_THAT(Outcome(Load()), StartsWith(isChecked ? "The Security Configuration (SCFG) contain" : "ok"));
 }
 
 TEST_P(ConfigurationLoadTest, ProgramsAUserRecordAloneWithoutErasing) {
@@ -87,37 +67,10 @@ TEST_P(ConfigurationLoadTest, AChipThatItLocksTakesNoRamData) {
   bench.Chip().PowerCycle();
   bench.Chip().Clock().Advance(10 * simulator::kMillisecond);
   EXPECT_FALSE(bench.IsDebuggingOpen());
+  EXPECT_EQ(ErrorOf([&] { bench.probe.Connect(host::Core::Cortex); }),
+            "Cortex: cannot be connected, its debug port is closed");
 }
 
 INSTANTIATE_TEST_SUITE_P(AllDevices, ConfigurationLoadTest, testing::ValuesIn(DeviceNames()), DeviceCaseName);
-
-using PasswordTest = ConfigurationLoadTest;
-
-// The right password is every sweep's.
-TEST_P(PasswordTest, NoOtherOpensTheWayToTheRam) {
-  constexpr char kRamNotWritten[] =
-      "Debugging is not allowed, or has not been authorized. Data will not be written to RAM.";
-  image.RequirePassword();
-  for (const char* wrong : {"open sesame?", "open sesame", "open sesame! ", ""}) {
-    SCOPED_TRACE(wrong);
-    bench.Set("DebugPassword", wrong);
-    const host::LoadRecord report = Load();
-    EXPECT_EQ(Outcome(report), "ok");  // flash was programmed; only RAM could not be reached
-    EXPECT_THAT(Errors(report), Contains(StartsWith("Debug authentication failed. Error: ")));
-    EXPECT_THAT(Errors(report), Contains(kRamNotWritten));
-    EXPECT_EQ(bench.State().ram, Bytes(chip.ram.size, 0));
-    EXPECT_FALSE(bench.IsDebuggingOpen());
-  }
-  image.ccfg[chip.authorizationTypeOffset] = 0x00;  // no password opens this one
-  bench.Set("DebugPassword", kPassword);
-  ASSERT_EQ(Outcome(Load()), "ok");
-  // A load of RAM data alone leaves the chip as it is, and must find its debug port closed.
-  const host::LoadRecord report = bench.Load(image.ram);
-  EXPECT_EQ(Outcome(report), "ok");
-  EXPECT_THAT(Errors(report), testing::ElementsAre(kRamNotWritten));
-}
-
-INSTANTIATE_TEST_SUITE_P(Devices, PasswordTest, testing::ValuesIn(DeviceNames("DebugPassword")),
-                         DeviceCaseName);
 
 }  // namespace

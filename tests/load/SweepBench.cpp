@@ -71,7 +71,8 @@ void ExpectSwept(const std::string& device, const char* what, unsigned places, u
   EXPECT_GE(places, kSampled ? 1 : least) << "a sweep has lost places; if that is meant, say so here";
 }
 
-SweepBench::SweepBench(const std::string& deviceName) : bench(deviceName), image(SmallImage(bench.device)) {
+SweepBench::SweepBench(const SweepCase& what)
+    : bench(what.device, what.readAhead), image(SmallImage(bench.device)) {
   using simulator::HsmKind;
   bench.SetErase(kRetainMain);
   if (bench.device.Find("DebugPassword") != nullptr) bench.Set("DebugPassword", kPassword);

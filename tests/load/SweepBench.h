@@ -48,12 +48,23 @@ constexpr bool kSampled = TOVIK_SAMPLED_SWEEPS;
 // Says what a sweep came to, and fails the test when a whole one has become less than it was.
 void ExpectSwept(const std::string& device, const char* what, unsigned places, unsigned least);
 
+// A device, and how its probe is to work.
+struct SweepCase {
+  std::string device;
+  host::ReadAhead readAhead = host::ReadAhead::Yes;
+};
+constexpr auto SweepCaseName = [](const auto& one) {
+  return TestName(one.param.device) + (one.param.readAhead == host::ReadAhead::Yes ? "" : "_in_turn");
+};
+inline const SweepCase kSweepCases[] = {
+    {"serin-s20"}, {"corvel-h40-rev2"}, {"corvel-m30"}, {"corvel-m30", host::ReadAhead::No}};
+
 // A chip with an earlier load on it, a small image with every region of the device and the settings of the
 // reference load: sectors that the CCFG marks are retained, and where the device knows a password, debugging
 // needs one.
 class SweepBench {
  public:
-  explicit SweepBench(const std::string& deviceName);
+  explicit SweepBench(const SweepCase& what);
 
   // The reference load and others, and every operation and script function that the device supports.
   [[nodiscard]] std::vector<Action> Actions() const;

@@ -103,7 +103,7 @@ class ToldOutcomeTest : public testing::TestWithParam<std::string> {
     EXPECT_FALSE(isAllWell && record.failure && record.failure->region) << record.failure->text;
   }
 
-  SweepBench sweep{GetParam()};
+  SweepBench sweep{SweepCase{GetParam()}};
   host::ChipPicture good, before;
 };
 

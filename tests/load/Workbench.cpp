@@ -47,10 +47,10 @@ std::string TestName(std::string device) {
   return device;
 }
 
-Workbench::Workbench(const std::string& deviceName)
+Workbench::Workbench(const std::string& deviceName, host::ReadAhead readAhead)
     : device(Describe(deviceName)),
       settings(DefaultsOf(device)),
-      probe(device, {}),
+      probe(device, {}, "hs", readAhead),
       services(probe, settings, device.map) {}
 
 void Workbench::Set(std::string_view name, std::string_view value) {

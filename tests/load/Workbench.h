@@ -44,7 +44,7 @@ inline constexpr Erase kRetainConfiguration{"Retain CCFG and SCFG sectors", true
 // whole bench without the wood. The chip lives as long as the bench.
 class Workbench {
  public:
-  explicit Workbench(const std::string& deviceName);
+  explicit Workbench(const std::string& deviceName, host::ReadAhead readAhead = host::ReadAhead::Yes);
 
   // Fails the test for a setting that the device does not have.
   void Set(std::string_view name, std::string_view value);

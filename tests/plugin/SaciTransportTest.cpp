@@ -1,5 +1,8 @@
 // The command channel: transfers, flags, waits, echoes, and what is left behind when a host call fails.
 
+#include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
+
 #include <algorithm>
 
 #include "ChannelTest.h"
@@ -131,6 +134,20 @@ TEST_F(SaciTransportTest, AResponseLongerThanItsRecordIsRefusedBeforeItIsRead) {
     EXPECT_EQ(host.currentCore, "CS_DAP_0");
     EXPECT_EQ(Count("ReadMemory SEC_AP @0x0 page 1 size 4 x" + std::to_string(count)), 0);
   }
+}
+
+RC_GTEST_FIXTURE_PROP(SaciTransportTest, ResultsAreThoseOfTheRightResponseOrNone,
+                      (std::uint8_t result, const Words& data, bool isOfCommand, bool isOfNumber)) {
+  SaciReply reply{.result = result, .data = data};
+  if (!isOfCommand) reply.id = 10;
+  if (!isOfNumber) reply.sequence = 2;
+  StartAt(3);
+  host.ReplyOnce(9, reply);
+  const bool isTaken = isOfCommand && isOfNumber && data.size() <= 32;
+  retained.clear();
+  RC_ASSERT((Erase() == std::to_string(result)) == isTaken);
+  RC_ASSERT(retained == (isTaken ? data : Words()));
+  RC_ASSERT(host.currentCore == "CS_DAP_0");
 }
 
 // Every call of an exchange in turn. Undoing does not hide the first failure.

@@ -22,6 +22,8 @@ TEST(FlashTest, ProgramsAndVerifies) {
       {"the blank check sees one zero bit and ignores the CRC", R"(
           80000110 0 4B00 0 -> 110; 4020E KEY 4AFC BFFFFFFF -> 20E
           80000310 0 4B00 0 -> 890310; 80000410 0 4AC0 0 -> 410)"},
+      {"a chip erase takes CCFG and SCFG whole", R"(
+          hold open; 40011A KEY 16*0 -> 11A; 209 KEY -> 209; ccfg 0 = 64*FFFFFFFF; scfg 0 = 16*FFFFFFFF)"},
       {"a cell that does not program", "fault cell:0x41; 4010E KEY 40 0 -> 10E; main 40 = 0000FF00"},
       {"a user record left out or blank is held against its own word", R"(
           1010C KEY CCFG -> 10C; ccfg 60 = 8*FFFFFFFF 0; 211 0 0 0 0 -> 870211; 20311 0 0 0 0 -> 311

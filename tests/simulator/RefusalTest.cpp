@@ -65,12 +65,14 @@ TEST(RefusalTest, CommandsForWhatTheChipHasNotAreUnknown) {
       40119 -> 800119; 4011A -> 80011A; 4011B -> 80011B; 121 -> 800121; 122 -> 800122; 123 -> 800123)"});
 }
 
-TEST(RefusalTest, OtherLifeCycleStatesStayInSaci) {
-  TestChip target;
-  for (const unsigned state : {0u, 1u, 2u, 6u, 7u}) {
+TEST(RefusalTest, TheLifeCycleDecidesWhoLeavesSaci) {
+  for (const unsigned state : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u}) {
+    TestChip target;
     target.chip.SetLifeCycle(static_cast<std::uint8_t>(state));
     EXPECT_EQ(target.Read("CFGAP_DEVICESTATUS") & 0xFF, state);
-    Play(target, {"exits", "107 -> 860107; 108 -> 860108; 115 -> 860115; boot 20"});
+    const bool leaves = state >= 3 && state <= 5;
+    Play(target,
+         {"exits", leaves ? "107 -> 107; boot 80" : "107 -> 860107; 108 -> 860108; 115 -> 860115; boot 20"});
   }
 }
 

@@ -92,6 +92,11 @@ std::string StickyBits(std::uint32_t status) {
 // Checks how many of how many transfers were done, and the last acknowledgement.
 void RequireDone(std::size_t done, std::size_t wanted, std::uint8_t acknowledge) {
   if ((acknowledge & kWireBits) != kOk) throw Refused{acknowledge};
+  if (done > wanted)
+    throw ProbeError(ProbeError::Kind::BadAnswer,
+                     fmt::format("the debug probe answered for {} transfers where {} were asked of it: "
+                                 "unplug the probe and plug it in again",
+                                 done, wanted));
   if (done != wanted)
     throw ProbeError(ProbeError::Kind::BadAnswer,
                      fmt::format("the debug probe made {} transfers of {} and tells no reason: "
@@ -186,7 +191,7 @@ std::uint32_t CmsisDap::InfoNumber(std::uint8_t id) {
 }
 
 void CmsisDap::Connect() {
-  selected.reset();
+  BeginAnew();
   SetUpProbe();
   isConnected = true;
   if (!WakeDebugPort(From::Anything) && !WakeDebugPort(From::Dormancy))
@@ -248,6 +253,7 @@ void CmsisDap::PowerUp() {
 void CmsisDap::Close() noexcept {
   ForgetCancel();
   if (!std::exchange(isConnected, false)) return;
+  BeginAnew();
   try {
     WriteDp(kControlStatus, 0);
   } catch (...) {
@@ -260,6 +266,7 @@ void CmsisDap::Close() noexcept {
 }
 
 std::uint32_t CmsisDap::ReadAp(ApRegister from) {
+  Settle();
   std::uint32_t value = 0;
   Try(NameOf(from), [&] {
     TransferList list;
@@ -276,6 +283,7 @@ std::uint32_t CmsisDap::ReadAp(ApRegister from) {
 }
 
 void CmsisDap::WriteAp(ApRegister to, std::uint32_t value, AfterWrite after) {
+  Settle();
   Try(NameOf(to), [&] {
     TransferList list;
     Select(list, to);
@@ -294,6 +302,7 @@ void CmsisDap::WriteAp(ApRegister to, std::uint32_t value, AfterWrite after) {
 }
 
 void CmsisDap::ReadApBlock(ApRegister from, std::span<std::uint32_t> words) {
+  Settle();
   Try(NameOf(from), [&] {
     SelectNow(from);
     const std::size_t fits = (identity.packetSize - kBlockReadHeader) / kWord;
@@ -312,43 +321,64 @@ void CmsisDap::ReadApBlock(ApRegister from, std::span<std::uint32_t> words) {
 }
 
 void CmsisDap::WriteApBlock(ApRegister to, std::span<const std::uint32_t> words) {
+  Settle();
   Try(NameOf(to), [&] {
     SendBlock(to, words);
     window.Finish();
   });
 }
 
+// In a block of many packets the look goes ahead of the last ones, of at most half of the block: they keep
+// the probe busy until the next block comes. What the chip says after so long has to do with what came before
+// the block. Where it says nothing, a second look follows behind the block.
 std::optional<ApAccess::Fetched> CmsisDap::WriteApBlockAndFetch(ApRegister to,
                                                                 std::span<const std::uint32_t> words,
                                                                 const Offer& offer) {
+  if (SelectOf(offer.flags) != SelectOf(to) || SelectOf(offer.data) != SelectOf(to)) {
+    WriteApBlock(to, words);
+    return std::nullopt;
+  }
+  if (unsettled != to) Settle();
+  unsettled.reset();
   std::optional<Fetched> fetched;
   Try(NameOf(to), [&] {
-    SendBlock(to, words);
-    TransferList list;
-    Select(list, offer.flags);
-    list.Match(PortRequest(offer.flags, 0), offer.mask);
-    list.Read(PortRequest(offer.flags, 0));
-    Select(list, offer.data);
-    list.Read(PortRequest(offer.data, 0));
-    window.Send(list.Finish(), [&, wanted = list.Count()](AnswerReader& answer) {
-      const std::uint8_t done = answer.Byte();
-      const std::uint8_t acknowledge = answer.Byte();
-      if (acknowledge == (kOk | kMismatch)) return;
-      RequireDone(done, wanted, acknowledge);
-      const std::uint32_t flags = answer.Word();
-      fetched = {flags, answer.Word()};
-    });
+    const std::size_t fits = WordsOfWrite();
+    const std::size_t behind = std::min<std::size_t>(identity.packetCount - 1, words.size() / 2 / fits);
+    SendBlock(to, words.first(words.size() - behind * fits));
+    SendLook(offer, fetched);
+    SendBlock(to, words.last(behind * fits));
+    window.Finish(behind);
+    if (fetched || behind == 0) return;
+    SendLook(offer, fetched);
     window.Finish();
-    // A list that ended early has not come to its last SELECT.
-    if (!fetched && SelectOf(offer.data) != SelectOf(offer.flags)) selected.reset();
   });
+  if (fetched) unsettled = to;
   return fetched;
+}
+
+void CmsisDap::SendLook(const Offer& offer, std::optional<Fetched>& fetched) {
+  TransferList list;
+  list.Match(PortRequest(offer.flags, 0), offer.mask);
+  list.Read(PortRequest(offer.flags, 0));
+  list.Read(PortRequest(offer.data, 0));
+  window.Send(list.Finish(), [&fetched, wanted = list.Count()](AnswerReader& answer) {
+    const std::uint8_t done = answer.Byte();
+    const std::uint8_t acknowledge = answer.Byte();
+    if (acknowledge == (kOk | kMismatch)) return;
+    RequireDone(done, wanted, acknowledge);
+    const std::uint32_t flags = answer.Word();
+    fetched = {flags, answer.Word()};
+  });
+}
+
+std::size_t CmsisDap::WordsOfWrite() const {
+  return (identity.packetSize - kBlockWriteHeader) / kWord;
 }
 
 // The packet that is not full goes first: the sooner it is answered, the sooner the next one is on its way.
 void CmsisDap::SendBlock(ApRegister to, std::span<const std::uint32_t> words) {
   SelectNow(to);
-  const std::size_t fits = (identity.packetSize - kBlockWriteHeader) / kWord;
+  const std::size_t fits = WordsOfWrite();
   for (std::size_t count = words.size() % fits; !words.empty(); count = fits) {
     if (count == 0) continue;
     PacketWriter packet(DapCommand::TransferBlock);
@@ -362,10 +392,20 @@ void CmsisDap::SendBlock(ApRegister to, std::span<const std::uint32_t> words) {
   }
 }
 
+void CmsisDap::Settle() {
+  if (const auto to = std::exchange(unsettled, std::nullopt)) Try(NameOf(*to), [&] { window.Finish(); });
+}
+
+void CmsisDap::BeginAnew() noexcept {
+  window.Drop();
+  unsettled.reset();
+  selected.reset();
+}
+
 void CmsisDap::SetResetPin(bool high) {
   PacketWriter packet(DapCommand::Pins);
   packet.Byte(high ? kResetPin : 0U).Byte(kResetPin).Word(high ? kPinRiseUs : 0);
-  selected.reset();
+  BeginAnew();
   window.Send(packet, [high](AnswerReader& answer) {
     if (high && (answer.Byte() & kResetPin) == 0)
       throw ProbeError(ProbeError::Kind::NoTarget, "the chip's reset pin stays low: see what else holds it");

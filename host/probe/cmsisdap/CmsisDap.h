@@ -38,6 +38,9 @@ struct PacketOptions {
 // Blocks are cut into packets of which as many are in flight as the probe takes. A word that is not taken
 // because of WAIT does not keep the next packet's words from being written, so a block that fails is never
 // resumed; a register is never read again for an answer that was lost.
+//
+// Where a word is fetched with a block, the block's last packets may still be in flight when it returns. If
+// they fail, the next operation does in their place, unless it is one that begins anew.
 class CmsisDap final : public ApAccess {
  public:
   // Asks the probe who it is. No frequency above the probe's own limit is reached.
@@ -80,7 +83,14 @@ class CmsisDap final : public ApAccess {
   // Adds what brings the register into reach, if anything.
   void Select(TransferList& list, ApRegister at);
   void SelectNow(ApRegister at);
+  [[nodiscard]] std::size_t WordsOfWrite() const;
   void SendBlock(ApRegister to, std::span<const std::uint32_t> words);
+  // The word on offer is taken into `fetched`, which is waited for, if it is there by then.
+  void SendLook(const Offer& offer, std::optional<Fetched>& fetched);
+  // Takes the answers that a block has left, and fails as it would have.
+  void Settle();
+  // Leaves nothing in flight, and nothing known of the debug port.
+  void BeginAnew() noexcept;
   // Runs accesses; what the debug port refuses is cleared away and thrown, with `what` as its object.
   template <typename Accesses>
   void Try(const std::string& what, Accesses&& accesses);
@@ -91,6 +101,7 @@ class CmsisDap final : public ApAccess {
   PacketWindow window;
   DapIdentity identity;
   std::optional<std::uint32_t> selected;  // what the debug port's SELECT holds
+  std::optional<ApRegister> unsettled;    // whose block has packets in flight
   bool isConnected = false;
 };
 

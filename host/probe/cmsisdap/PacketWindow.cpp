@@ -38,8 +38,8 @@ void PacketWindow::Send(const PacketWriter& packet, Taker taker) {
   pending.push_back({packet.Written()[0], std::move(taker)});
 }
 
-void PacketWindow::Finish() {
-  while (!pending.empty()) TakeOne();
+void PacketWindow::Finish(std::size_t left) {
+  while (pending.size() > left) TakeOne();
 }
 
 void PacketWindow::TakeOne() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -26,8 +27,10 @@ class PacketWindow {
 
   // Takes the first answers where the window is full.
   void Send(const PacketWriter& packet, Taker taker);
-  // Takes all answers that are owed.
-  void Finish();
+  // Takes the answers that are owed, but for the last `left`.
+  void Finish(std::size_t left = 0);
+  // Draws the answers that are owed, unseen.
+  void Drop() noexcept;
 
   [[nodiscard]] const Traffic& Counted() const { return traffic; }
 
@@ -39,7 +42,6 @@ class PacketWindow {
 
   void TakeOne();
   Packet Await();
-  void Drop() noexcept;
   void DrawStaleAnswers();
 
   PacketLink& link;

@@ -1,0 +1,156 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host/device/DeviceDescription.h"
+#include "host/probe/AdiProbe.h"
+#include "host/probe/cmsisdap/CmsisDap.h"
+#include "host/probe/simulated/SimulatedBoard.h"
+#include "tests/support/SpoiledLink.h"
+
+namespace {
+
+using namespace host;
+using Kind = ProbeError::Kind;
+
+const DeviceDescription& Device() {
+  const static DeviceDescription device = ReadDeviceDescription(TOVIK_SOURCE_DIR "/devices/serin-s20.xml");
+  return device;
+}
+
+// What a probe that answers wrongly is told to be, and that the session goes on once it answers rightly.
+struct SpoiledAnswerTest : testing::Test {
+  void Reach() {
+    if (!probe) {
+      auto packets = std::make_unique<CmsisDap>(std::make_unique<SpoiledLink>(board.Target(), spoiler));
+      probe = std::make_unique<AdiProbe>(std::move(packets), Device().ports);
+    }
+    probe->Connect(Core::DebugPort);
+    (void)probe->ReadRegister(probe->FindRegister("CFGAP_DEVICESTATUS").value());
+    probe->PushWords(std::vector<std::uint32_t>(8));
+  }
+
+  SimulatedBoard board{Device(), {}};
+  SpoiledLink::Spoiler spoiler;
+  std::unique_ptr<AdiProbe> probe;
+};
+
+TEST_F(SpoiledAnswerTest, IsToldAsWhatItIs) {
+  constexpr std::uint8_t kInfo = 0, kConnect = 2, kTransfer = 5, kBlock = 6, kClock = 0x11, kSequence = 0x12;
+  const struct {
+    std::uint8_t command;
+    unsigned nth;                                             // of its answers
+    std::vector<std::pair<std::size_t, std::uint8_t>> bytes;  // to set
+    Kind kind;
+    const char* text;
+  } cases[] = {
+      {kInfo, 4, {{2, 0}, {3, 0}}, Kind::BadAnswer, "its packets have 0 bytes"},
+      {kInfo, 4, {{2, 255}, {3, 255}}, Kind::BadAnswer, "its packets have 65535 bytes"},
+      {kInfo, 6, {{2, 0}}, Kind::NoProbe, "has no serial wire"},
+      {kConnect, 1, {{1, 0}}, Kind::NoProbe, "cannot switch to its serial wire"},
+      {kConnect, 1, {{0, 0xFF}}, Kind::BadAnswer, "does not know CMSIS-DAP's command 0x02"},
+      {kClock, 1, {{1, 0xFF}}, Kind::BadAnswer, "refuses CMSIS-DAP's command 0x11"},
+      {kSequence, 1, {{0, 0x13}}, Kind::BadAnswer, "answered 0x12 with 0x13"},
+      {kTransfer, 8, {{1, 0}, {2, 7}}, Kind::NoTarget, "does not answer at register 0x08 of access port 1"},
+      {kTransfer, 8, {{1, 0}, {2, 2}}, Kind::Wait, "(WAIT)"},
+      {kTransfer, 8, {{1, 0}, {2, 4}}, Kind::Fault, "(FAULT, no sticky bit)"},
+      {kTransfer, 8, {{1, 1}}, Kind::BadAnswer, "made 1 transfers of 2"},
+      {kTransfer, 8, {{1, 9}}, Kind::BadAnswer, "answered for 9 transfers where 2 were asked"},
+      {kBlock, 1, {{1, 7}}, Kind::BadAnswer, "made 7 transfers of 8"},
+      // The last write is the one that failed.
+      {kBlock, 1, {{3, 4}}, Kind::Fault, "register 0x00 of access port 2 (FAULT,"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    unsigned seen = 0;
+    spoiler = [&](Packet& answer) {
+      if (answer[0] != c.command || ++seen != c.nth) return true;
+      for (const auto& [at, value] : c.bytes) answer.at(at) = value;
+      return true;
+    };
+    probe.reset();
+    try {
+      Reach();
+      ADD_FAILURE() << "nothing was noticed";
+    } catch (const ProbeError& error) {
+      EXPECT_THAT(error.what(), testing::HasSubstr(c.text));
+      EXPECT_EQ(error.Which(), c.kind);
+    }
+    spoiler = nullptr;
+    EXPECT_NO_THROW(Reach());
+  }
+}
+
+// Every answer of the way there cut at every place: told, or not needed.
+TEST_F(SpoiledAnswerTest, MayBeCutAnywhere) {
+  for (std::size_t length = 0; length < 12; ++length) {
+    unsigned cut = 0;
+    for (unsigned nth = 1;; ++nth) {
+      unsigned seen = 0;
+      spoiler = [&](Packet& answer) {
+        if (++seen == nth && answer.size() > length) answer.resize(length), ++cut;
+        return true;
+      };
+      probe.reset();
+      try {
+        Reach();
+      } catch (const ProbeError& error) {
+        EXPECT_EQ(error.Which(), Kind::BadAnswer) << error.what();
+      }
+      const bool wasLast = seen < nth;
+      spoiler = nullptr;
+      EXPECT_NO_THROW(Reach()) << "answer " << nth << " cut to " << length;
+      if (wasLast) break;
+    }
+    EXPECT_GT(cut, 0U) << length;
+  }
+}
+
+// Registers that count how often they were read, and a word on offer behind every block.
+struct CountingAccess final : ApAccess {
+  void Connect() override {}
+  void Close() noexcept override {}
+  std::uint32_t ReadAp(ApRegister) override { return ++reads; }
+  void WriteAp(ApRegister, std::uint32_t, AfterWrite) override {}
+  void ReadApBlock(ApRegister, std::span<std::uint32_t> words) override {
+    for (std::uint32_t& word : words) word = ++reads;
+  }
+  void WriteApBlock(ApRegister, std::span<const std::uint32_t>) override {}
+  std::optional<Fetched> WriteApBlockAndFetch(ApRegister, std::span<const std::uint32_t>,
+                                              const Offer&) override {
+    return Fetched{.flags = 0x101, .word = 0xF00D};
+  }
+  void SetResetPin(bool) override {}
+  void Sleep(std::uint32_t) override {}
+  [[nodiscard]] Traffic Counted() const override { return {}; }
+
+  std::uint32_t reads = 0;
+};
+
+TEST(ReadAheadTest, HandsOutAFetchedWordOnceUnlessItIsDropped) {
+  auto owned = std::make_unique<CountingAccess>();
+  CountingAccess& access = *owned;
+  AdiProbe probe(std::move(owned), Device().ports);
+  const std::uint32_t flags = probe.FindRegister("SECAP_RXCTL").value();
+  const std::uint32_t reset = probe.FindRegister("SECAP_RSTCTL").value();
+  probe.Connect(Core::DebugPort);
+  std::uint32_t word = 0;
+  const auto pop = [&] { return probe.PopWords({&word, 1}), word; };
+
+  probe.PushWords({&word, 1});
+  EXPECT_EQ(probe.ReadRegister(flags), 0x101U);
+  EXPECT_EQ(probe.ReadRegister(flags), 1U | 1U) << "a second look is a true one, and still shows the word";
+  EXPECT_EQ(pop(), 0xF00DU);
+  EXPECT_EQ(pop(), 2U);
+  EXPECT_EQ(probe.ReadRegister(flags), 3U);
+
+  const std::function<void()> droppers[] = {[&] { probe.PinReset(); },
+                                            [&] { probe.WriteRegister(reset, 0x5C); },
+                                            [&] { probe.Connect(Core::DebugPort); }};
+  for (const auto& drop : droppers) {
+    probe.PushWords({&word, 1});
+    drop();
+    EXPECT_EQ(pop(), access.reads);
+  }
+}
+
+}  // namespace
