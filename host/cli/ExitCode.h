@@ -1,5 +1,8 @@
 #pragma once
 
+#include <algorithm>
+#include <iterator>
+
 namespace host::cli {
 
 // What the program says to the shell; also in --help.
@@ -11,5 +14,14 @@ enum ExitCode : int {
   kDiffers = 4,         // the chip differs from the images, or is not blank
   kInterrupted = 130    // as shells say it of a program that SIGINT ended
 };
+
+// What is said of several boards at once: the worst of theirs, in this order.
+inline constexpr ExitCode kFromBestToWorst[] = {kDone,   kErrorsReported, kDiffers,
+                                                kFailed, kWrongInput,     kInterrupted};
+
+constexpr bool IsWorse(ExitCode one, ExitCode other) {
+  return std::find(std::begin(kFromBestToWorst), std::end(kFromBestToWorst), one) >
+         std::find(std::begin(kFromBestToWorst), std::end(kFromBestToWorst), other);
+}
 
 }  // namespace host::cli

@@ -15,13 +15,6 @@ namespace host::cli {
 
 namespace {
 
-bool IsSameFile(const std::filesystem::path& left, const std::filesystem::path& right) {
-  std::error_code ignored;
-  if (std::filesystem::equivalent(left, right, ignored)) return true;
-  return std::filesystem::weakly_canonical(left, ignored) ==
-         std::filesystem::weakly_canonical(right, ignored);
-}
-
 bool WriteAll(int file, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = write(file, bytes.data(), bytes.size());
@@ -55,6 +48,14 @@ mode_t ModeFor(const std::filesystem::path& path) {
 }
 
 }  // namespace
+
+bool IsSameFile(const std::filesystem::path& left, const std::filesystem::path& right) {
+  std::error_code ignored;
+  if (std::filesystem::equivalent(left, right, ignored)) return true;
+  // From the root: of a path whose beginning is not there, nothing would be made canonical.
+  return std::filesystem::weakly_canonical(std::filesystem::absolute(left), ignored) ==
+         std::filesystem::weakly_canonical(std::filesystem::absolute(right), ignored);
+}
 
 void Files::Reads(std::string role, const std::filesystem::path& path) {
   if (!path.empty()) inputs.push_back({std::move(role), path});

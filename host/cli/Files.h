@@ -7,6 +7,9 @@
 
 namespace host::cli {
 
+// Whether both paths lead to one file, also one that is not there yet.
+bool IsSameFile(const std::filesystem::path& left, const std::filesystem::path& right);
+
 // The files that a verb reads and writes, so that no output can be an input, by whatever name.
 class Files {
  public:

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <csignal>
 #include <string_view>
+#include <utility>
 
 #include "host/cli/ExitCode.h"
 
@@ -15,16 +16,15 @@ namespace {
 constexpr std::string_view kDocument =
     "{\"schema\": 1, \"verb\": null, \"exit_code\": 130, \"error\": \"interrupted\"}\n";
 
-std::atomic<Session*> s_session = nullptr;
+std::atomic<const std::vector<Session*>*> s_sessions = nullptr;
 std::atomic<bool> s_json = false;
 std::atomic<bool> s_isNoteWanted = false;
 std::atomic<bool> s_isInterrupted = false;
-static_assert(std::atomic<Session*>::is_always_lock_free, "used in a signal handler");
+static_assert(decltype(s_sessions)::is_always_lock_free, "used in a signal handler");
 
 extern "C" void TakeSignal(int) {
-  Session* const session = s_session.exchange(nullptr);
-  if (session != nullptr) {
-    session->Cancel();
+  if (const std::vector<Session*>* const sessions = s_sessions.exchange(nullptr)) {
+    for (Session* const session : *sessions) session->Cancel();
     return;
   }
   if (s_isNoteWanted.exchange(false)) {
@@ -50,12 +50,24 @@ void EndWithJson(bool json) {
   s_json = json;
 }
 
-Interruptible::Interruptible(Session& session) {
-  s_session = &session;
+Interruptible::Interruptible(std::vector<Session*> itsSessions) : sessions(std::move(itsSessions)) {
+  s_sessions = &sessions;
 }
 
 Interruptible::~Interruptible() {
-  s_session = nullptr;
+  s_sessions = nullptr;
+}
+
+SignalsLeftToStarter::SignalsLeftToStarter() : before() {
+  sigset_t taken;
+  (void)sigemptyset(&taken);
+  (void)sigaddset(&taken, SIGINT);
+  (void)sigaddset(&taken, SIGTERM);
+  (void)pthread_sigmask(SIG_BLOCK, &taken, &before);
+}
+
+SignalsLeftToStarter::~SignalsLeftToStarter() {
+  (void)pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 InterruptNote::InterruptNote() {

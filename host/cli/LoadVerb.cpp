@@ -1,21 +1,15 @@
 #include "host/cli/LoadVerb.h"
 
-#include <fmt/format.h>
-
-#include <nlohmann/json.hpp>
 #include <optional>
 
-#include "host/cli/ExitCode.h"
+#include "host/cli/BoardLoad.h"
+#include "host/cli/Boards.h"
 #include "host/cli/Interrupt.h"
+#include "host/cli/Password.h"
+#include "host/cli/SideBySide.h"
 #include "host/cli/Target.h"
 #include "host/cli/Verb.h"
-#include "host/device/InputError.h"
-#include "host/load/Comparison.h"
-#include "host/load/FaultFinder.h"
-#include "host/plan/ImagePlan.h"
-#include "host/plan/Preflight.h"
-#include "host/report/FailureText.h"
-#include "host/report/LoadText.h"
+#include "host/cli/WatchedLoad.h"
 #include "host/report/ProgressBar.h"
 
 namespace host::cli {
@@ -34,82 +28,20 @@ std::vector<ImageFile> ReadImages(const LoadOptions& load) {
   return images;
 }
 
-// All that is wrong is said, each on its line; the first of it is the error.
-void RequireUnopposed(const Preflight& preflight, bool isStrict, Output& output) {
-  const std::vector<std::string>& refusals = preflight.refusals;
-  if (refusals.empty() && isStrict && !preflight.warnings.empty())
-    throw InputError("refused because of --strict: " + preflight.warnings.front());
-  if (refusals.empty()) return;
-  for (auto other = refusals.begin() + 1; other != refusals.end(); ++other) output.Complain(*other);
-  throw InputError(refusals.front());
-}
-
-// Messages as they come, and on a terminal the progress bar in between.
-LoadEventSink TerminalSink(Output& output, ProgressBar* bar) {
-  return [&output, bar](const LoadEvent& event) {
-    if (bar != nullptr) bar->Take(event);
-    if (const auto* message = std::get_if<LoadMessage>(&event)) output.Show(*message);
-  };
-}
-
-// Whether the chip holds the images already; says what is known of it.
-bool IsThere(Session& session, const LoadPlan& plan, Output& output) {
-  const AlreadyOnChip found = IsAlreadyOnChip(session.Target(), plan);
-  for (const std::string& line : found.notCompared) output.Say(fmt::format("Not compared: {}\n", line));
-  output.document["already_on_chip"] = found.isEqual;
-  if (found.isEqual) output.Say("Already on the chip: nothing was erased, nothing was programmed\n");
-  return found.isEqual;
-}
-
-// What a round trip takes is its adapter's: a millisecond at a slow one, a seventh of that at a fast one.
-std::string SlowProbeText(std::string_view probe, const LoadPlan& plan) {
-  if (!probe.starts_with("openocd")) return "";
-  std::size_t words = 0;
-  for (const ImageBlock& block : plan.blocks) words += (block.data.size() + 3) / 4;
-  return fmt::format("Expected  up to {} s: OpenOCD moves one word a round trip\n", words / 1000 + 1);
-}
-
-// The load itself, and what can be found out about a failure.
-void Run(const LoadOptions& load, Session& session, const LoadPlan& plan, LoadRecord& record,
-         Output& output) {
+int LoadOne(const LoadOptions& load, const std::vector<ImageFile>& images, Output& output) {
+  BoardLoad board(load, load.target, images, output);
+  output.Say(board.Plan());
+  output.Say(board.Board() + "\n");
+  for (const std::string& warning : board.Warnings()) output.Complain("warning: " + warning);
   std::optional<ProgressBar> bar;
   if (!load.noProgress && !output.IsJson()) bar = ProgressBar::For(stderr);
-  const std::optional<ChipPicture> before =
-      session.View() != nullptr ? std::optional(session.View()->Picture()) : std::nullopt;
-  LoadSession(session.Target()).Run(plan, record, TerminalSink(output, bar ? &*bar : nullptr));
-  record.roundTrips = session.probe->RoundTrips();
-  if (!session.IsCancelled())
-    FaultFinder(session.Target())
-        .Explain(plan, record, load.findsAll ? FaultSearch::All : FaultSearch::First);
-  if (before && record.mode == LoadMode::Program)
-    AddContents(record, plan, session.device.map, *before, session.View()->Picture());
-}
-
-// Also after a failure: what happened to the chip has happened.
-void Keep(Session& session, LoadRecord& record) {
-  try {
-    session.SaveChip();
-  } catch (const std::exception& error) {
-    if (!record.failure) record.failure = LoadFailure{.text = error.what()};
+  {
+    const Interruptible interruptible(board.Session());
+    board.Work([&](const LoadEvent& event) {
+      if (bar) bar->Take(event);
+    });
   }
-}
-
-int ExitCodeOf(const LoadRecord& record, const Session& session) {
-  if (session.IsCancelled()) return kInterrupted;
-  if (record.failure) return record.mode == LoadMode::Verify && record.Differs() ? kDiffers : kFailed;
-  return record.HasErrorMessages() || session.TraceLoss() ? kErrorsReported : kDone;
-}
-
-int Tell(const LoadOptions& load, const Session& session, const LoadRecord& record, Output& output) {
-  output.document.update(ToJson(record));
-  output.Say(SummaryText(record));
-  if (record.failure) {
-    output.Complain(record.failure->text);
-    if (!output.IsJson()) output.Explain(FailureText(record));
-  }
-  if (const auto loss = session.TraceLoss()) output.Complain(*loss);
-  return output.Finish(load.verifies ? "verify" : "load", ExitCodeOf(record, session),
-                       record.failure ? record.failure->text : "");
+  return output.Finish(load.verifies ? "verify" : "load", board.Code(), board.Error());
 }
 
 }  // namespace
@@ -123,42 +55,29 @@ void AddImageOptions(CLI::App& verb, LoadOptions& load) {
 }
 
 int RunLoad(const LoadOptions& load, Output& output) {
+  if (load.watches) return LoadWatched(load, output);
+  if (!NamesSeveral(load)) return LoadOne(load, ReadImages(load), output);
+  std::vector<TargetOptions> boards = BoardsOf(load);
   const std::vector<ImageFile> images = ReadImages(load);
-  SessionRequest request = Request(load.target, load.verifies ? MissingChip::Refuse : MissingChip::Make);
-  if (load.verifies) request.settings.Set("ImageVerificationSetting", "1");
-  const LoadPlan plan = PlanLoad(images, request.device.map, PluginCutsUnder(request.settings));
-  LoadRecord record = PlannedLoad(plan, images, request.device, request.settings);
-  record.isDryRun = load.isDryRun;
-
-  Session session(std::move(request));
-  const bool keepsChip = record.mode == LoadMode::Program && !load.isDryRun;
-  if (keepsChip) session.RequireSavableChip();
-  if (load.isDryRun && session.View() == nullptr) throw InputError("--dry-run needs a simulated chip");
-  const Preflight preflight =
-      Inspect(plan, session.device, session.settings,
-              {.allowOutside = load.allowOutside, .chipIsDescribed = session.View() != nullptr});
-  RequireUnopposed(preflight, load.isStrict, output);
-  record.warnings = preflight.warnings;
-  if (!load.target.trace.empty()) session.TraceTo(load.target.trace, kProgram);
-
-  output.Say(PlanText(record));
-  output.Say(TargetLine(load.target, session) + SlowProbeText(load.target.probe, plan) + "\n");
-  for (const std::string& warning : record.warnings) output.Complain("warning: " + warning);
-  const Interruptible interruptible(session);
-  if (load.ifDifferent && IsThere(session, plan, output)) return output.Finish("load", kDone);
-  Run(load, session, plan, record, output);
-  if (keepsChip) Keep(session, record);
-  return Tell(load, session, record, output);
+  const PasswordOptions password = AskedNow(load.target.password);
+  for (TargetOptions& board : boards) board.password = password;
+  return LoadSideBySide(load, boards, images, output);
 }
 
 void AddLoad(CLI::App& program, Job& chosen) {
   AddVerb<LoadOptions>(
       program, chosen, "load", "Program images into a chip and verify them",
       [](CLI::App& verb, LoadOptions& load) {
+        load.target.takesSeveral = true;
         AddImageOptions(verb, load);
+        verb.add_flag(
+            "--all-probes", load.allProbes,
+            "Load every CMSIS-DAP probe's board; several --probe or --chip load these side by side");
         verb.add_flag("--strict", load.isStrict, "Refuse the load when there is anything to warn of");
         verb.add_flag("--if-different", load.ifDifferent,
                       "Compare first, and erase and program nothing that is on the chip already");
+        verb.add_flag("--watch", load.watches,
+                      "Load again, as with --if-different, whenever an image has been written anew");
         verb.add_flag("--allow-outside", load.allowOutside,
                       "Hand on bytes that lie in no memory of the device, as RAM data");
         verb.add_flag("--dry-run", load.isDryRun,

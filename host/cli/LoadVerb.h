@@ -17,12 +17,15 @@ struct LoadOptions {
   bool findsAll = false;      // all differences, not only the first
   bool allowOutside = false;  // bytes in no memory are handed on
   bool noProgress = false;
+  bool allProbes = false;  // as boards
+  bool watches = false;    // loads again whenever an image changes
 };
 
 // Options that loading and verifying share.
 void AddImageOptions(CLI::App& verb, LoadOptions& load);
 
-// One load from the images to the summary; returns the ExitCode. Throws InputError before anything is done.
+// One load, or one of each board, from the images to the summary; returns the ExitCode. Throws InputError
+// before anything is done.
 int RunLoad(const LoadOptions& load, Output& output);
 
 }  // namespace host::cli

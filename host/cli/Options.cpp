@@ -12,6 +12,20 @@ void AddList(CLI::App& verb, const char* name, std::vector<std::string>& values,
   verb.add_option(name, values, help)->type_name(typeName)->take_all()->allow_extra_args(false);
 }
 
+// What names a board: as often as there are boards, where the verb takes several.
+CLI::Option* AddBoardOption(CLI::App& verb, const char* name, const TargetOptions& target, std::string& only,
+                            std::vector<std::string>& all, const char* help) {
+  const auto take = [name, &target, &only, &all](const std::vector<std::string>& values) {
+    if (values.size() > 1 && !target.takesSeveral)
+      throw CLI::ValidationError(name, "one board at a time; only 'load' takes several");
+    only = values.front();
+    all = values;
+  };
+  CLI::Option* const option = verb.add_option_function<std::vector<std::string>>(name, take, help);
+  if (!target.takesSeveral) option->expected(1);  // for the help
+  return option->take_all()->allow_extra_args(false);
+}
+
 void AddPasswordOptions(CLI::App& verb, PasswordOptions& password) {
   CLI::Option_group* group = verb.add_option_group("Debug password");
   group->require_option(0, 1);
@@ -40,8 +54,8 @@ void AddDeviceOption(CLI::App& verb, TargetOptions& target) {
 }
 
 void AddChipOptions(CLI::App& verb, TargetOptions& target) {
-  verb.add_option("--chip", target.chip,
-                  "File that keeps the simulated chip between runs; without it, a new blank chip")
+  AddBoardOption(verb, "--chip", target, target.chip, target.chips,
+                 "File that keeps the simulated chip between runs; without it, a new blank chip")
       ->type_name("FILE")
       ->envname("TOVIK_CHIP");
   AddList(verb, "--fault", target.faults,
@@ -64,11 +78,11 @@ void AddTargetOptions(CLI::App& verb, TargetOptions& target) {
                   "Flash-loader plug-in; without it, the one built with this program")
       ->type_name("FILE")
       ->envname("TOVIK_PLUGIN");
-  verb.add_option(
-          "--probe", target.probe,
-          "The simulated chip behind a high-speed probe (sim:hs, the default), a full-speed one (sim:fs) or "
-          "a full-speed HID one (sim:hid); a CMSIS-DAP probe at a USB port (cmsis-dap[:SERIAL]) or in the "
-          "network (tcp:HOST[:PORT]); an OpenOCD that runs already (openocd[:HOST[:PORT]])")
+  AddBoardOption(
+      verb, "--probe", target, target.probe, target.probes,
+      "The simulated chip behind a high-speed probe (sim:hs, the default), a full-speed one (sim:fs) or "
+      "a full-speed HID one (sim:hid); a CMSIS-DAP probe at a USB port (cmsis-dap[:SERIAL]) or in the "
+      "network (tcp:HOST[:PORT]); an OpenOCD that runs already (openocd[:HOST[:PORT]])")
       ->type_name("PROBE")
       ->envname("TOVIK_PROBE");
   verb.add_option("--clock", target.clock, "Clock of the probe's wire")->type_name("HZ");

@@ -34,6 +34,10 @@ struct TargetOptions {
   bool allowUnknownSettings = false;
   PasswordOptions password;
   std::string probe = "sim";
+  // A verb that takes several boards says so before it adds its options, and finds all that were named here.
+  bool takesSeveral = false;
+  std::vector<std::string> chips;
+  std::vector<std::string> probes;
   std::optional<std::uint32_t> clock;  // of the wire, in Hz
   bool noReadAhead = false;
   std::string wireTrace;

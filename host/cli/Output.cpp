@@ -30,11 +30,6 @@ std::string Indented(std::string_view text) {
   return indented;
 }
 
-// Failures show when the stream is flushed and asked, in Finish.
-void Print(std::FILE* stream, std::string_view text) {
-  (void)std::fwrite(text.data(), 1, text.size(), stream);
-}
-
 }  // namespace
 
 std::string Printable(std::string_view text) {
@@ -52,8 +47,9 @@ void Output::Say(std::string_view text) {
 }
 
 void Output::Complain(std::string_view text) {
-  std::fflush(stdout);  // so that the lines keep their order on a terminal
-  Print(stderr, fmt::format("tovik-flash: {}\n", Indented(Printable(WithoutLineEnd(text)))));
+  const std::string where = board.empty() ? "" : board + ": ";
+  Print(stderr,
+        fmt::format("tovik-flash: {}{}\n", Printable(where), Indented(Printable(WithoutLineEnd(text)))));
 }
 
 void Output::Explain(std::string_view text) {
@@ -70,6 +66,29 @@ void Output::Show(const LoadMessage& message) {
 
 void Output::Write(std::span<const std::uint8_t> bytes) {
   Print(stdout, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+Output Output::ForBoard(std::string_view name) const {
+  Output output;
+  output.isJson = isJson;
+  output.board = name;
+  return output;
+}
+
+void Output::Release() {
+  board.clear();
+  for (const Kept& words : kept) Print(words.stream, words.text);
+  kept.clear();
+}
+
+// Failures show when the stream is flushed and asked, in Finish.
+void Output::Print(std::FILE* stream, std::string_view text) {
+  if (!board.empty()) {
+    kept.push_back({stream, std::string(text)});
+    return;
+  }
+  if (stream == stderr) std::fflush(stdout);  // so that the lines keep their order on a terminal
+  (void)std::fwrite(text.data(), 1, text.size(), stream);
 }
 
 int Output::Finish(std::string_view verb, int exitCode, std::string_view error) {

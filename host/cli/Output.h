@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/report/Format.h"
 
@@ -28,6 +30,11 @@ class Output {
   // Bytes as they are; only where text is wanted.
   void Write(std::span<const std::uint8_t> bytes);
 
+  // An output for one of several boards that are worked on at once: it keeps its words until Release, and its
+  // complaints name the board.
+  [[nodiscard]] Output ForBoard(std::string_view name) const;
+  void Release();
+
   // The verb's document: the fields that its page lists.
   Json document = Json::object();
 
@@ -36,7 +43,16 @@ class Output {
   int Finish(std::string_view verb, int exitCode, std::string_view error = {});
 
  private:
+  struct Kept {
+    std::FILE* stream;
+    std::string text;
+  };
+
+  void Print(std::FILE* stream, std::string_view text);
+
   bool isJson = false;
+  std::string board;  // empty where there is only one: then nothing is kept
+  std::vector<Kept> kept;
 };
 
 // `text` with its control characters, line ends and tabs aside, as \xNN.

@@ -70,6 +70,14 @@ void ApplyPassword(const PasswordOptions& options, const DeviceDescription& devi
     SetPassword(device, settings, given, false);
 }
 
+PasswordOptions AskedNow(PasswordOptions options) {
+  if (!options.asks) return options;
+  options.text = AskPassword();
+  options.asks = false;
+  if (options.text.empty()) throw InputError("no debug password was typed");
+  return options;
+}
+
 bool CanAskPassword() {
   const int terminal = open(kTerminal, O_RDWR | O_CLOEXEC);
   if (terminal >= 0) close(terminal);

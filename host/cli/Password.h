@@ -14,6 +14,10 @@ namespace host::cli {
 // InputError, never repeating the password: no such file, no terminal to ask at, a device without passwords.
 void ApplyPassword(const PasswordOptions& options, const DeviceDescription& device, PropertyStore& settings);
 
+// The same with the password that the user types, where it is to be asked for: for work that takes it more
+// than once. Throws InputError.
+PasswordOptions AskedNow(PasswordOptions options);
+
 // Asks on the terminal, without showing what is typed. Throws InputError when there is none.
 std::string AskPassword();
 [[nodiscard]] bool CanAskPassword();

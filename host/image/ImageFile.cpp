@@ -115,6 +115,10 @@ ImageFile ReadImage(std::string_view argument) {
                     split.address);
 }
 
+std::string ImagePath(std::string_view argument) {
+  return std::string(SplitArgument(argument).path);
+}
+
 ImageFile ParseImage(std::string_view name, std::span<const std::uint8_t> content,
                      std::optional<std::uint64_t> address) {
   if (content.empty()) throw InputError(fmt::format("{}: is empty", name));

@@ -33,6 +33,9 @@ struct ImageFile {
 // says what is wrong and where.
 ImageFile ReadImage(std::string_view argument);
 
+// The file that IMAGE[@ADDRESS] names. Throws InputError when the address is none.
+std::string ImagePath(std::string_view argument);
+
 // The same for bytes already read; `name` is for messages and for its extension.
 ImageFile ParseImage(std::string_view name, std::span<const std::uint8_t> content,
                      std::optional<std::uint64_t> address = std::nullopt);

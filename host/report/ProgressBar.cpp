@@ -1,24 +1,23 @@
 #include "host/report/ProgressBar.h"
 
 #include <fmt/format.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <string_view>
+
+#include "host/report/Terminal.h"
 
 namespace host {
 
 namespace {
 
-constexpr std::size_t kUsualWidth = 80;
 constexpr std::size_t kMostCells = 40;
 constexpr std::size_t kFewestCells = 8;
 constexpr std::uint64_t kFirstEstimate = 2;  // percent done from which the rate says something
 
-// What a person waits for: program and verify take turns at every block.
-std::string_view Title(Phase phase) {
+}  // namespace
+
+std::string_view PhaseTitle(Phase phase) {
   switch (phase) {
     case Phase::Identify:
     case Phase::Reset: return "connect";
@@ -35,12 +34,21 @@ std::string_view Title(Phase phase) {
   return "";
 }
 
-}  // namespace
+void Progress::Take(const LoadEvent& event) {
+  if (const auto* planned = std::get_if<LoadPlanned>(&event)) {
+    *this = {.expected = planned->wireBytes};
+  } else if (const auto* started = std::get_if<PhaseStarted>(&event)) {
+    phase = started->phase;
+  } else if (const auto* moved = std::get_if<BytesMoved>(&event)) {
+    bytes = moved->bytes;
+    elapsedNs = moved->elapsedNs;
+  }
+}
 
 std::string ProgressBar::Line(const Progress& progress, std::size_t width) {
   // Commands and configuration words come on top of the estimate; the bar waits for them at its end.
   const std::uint64_t done = std::min(progress.bytes, progress.expected);
-  const std::string title = fmt::format("{:<13}", Title(progress.phase));
+  const std::string title = fmt::format("{:<13}", PhaseTitle(progress.phase));
   if (progress.expected == 0) return title.substr(0, width);
 
   const std::uint64_t percent = done * 100 / progress.expected;
@@ -66,29 +74,20 @@ std::string ProgressBar::Line(const Progress& progress, std::size_t width) {
 }
 
 std::optional<ProgressBar> ProgressBar::For(std::FILE* stream) {
-  if (isatty(fileno(stream)) == 0) return std::nullopt;
-  winsize size{};
-  const bool isKnown = ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  const char* const terminal = std::getenv("TERM");
-  const bool isDumb = terminal == nullptr || std::string_view(terminal) == "dumb";
-  return ProgressBar(stream, isKnown ? size.ws_col : kUsualWidth, isDumb ? Style::Lines : Style::Redrawn);
+  const std::optional<Terminal> terminal = TerminalOf(stream);
+  if (!terminal) return std::nullopt;
+  return ProgressBar(stream, terminal->width, terminal->isDumb ? Style::Lines : Style::Redrawn);
 }
 
 void ProgressBar::Take(const LoadEvent& event) {
-  if (const auto* planned = std::get_if<LoadPlanned>(&event)) {
-    progress = {.expected = planned->wireBytes};
-    told = {};
-  } else if (const auto* started = std::get_if<PhaseStarted>(&event)) {
-    progress.phase = started->phase;
+  progress.Take(event);
+  if (std::holds_alternative<LoadMessage>(event) || std::holds_alternative<LoadEnded>(event)) return Clear();
+  if (std::holds_alternative<LoadPlanned>(event)) told = {};
+  if (const auto* started = std::get_if<PhaseStarted>(&event)) {
     // Program and verify take turns at every block: each is told once.
-    const bool isNew = told.insert(Title(started->phase)).second;
-    if (style == Style::Lines && isNew) fmt::print(out, "{}\n", Title(started->phase).substr(0, width));
-  } else if (const auto* moved = std::get_if<BytesMoved>(&event)) {
-    progress.bytes = moved->bytes;
-    progress.elapsedNs = moved->elapsedNs;
-  } else {
-    Clear();
-    return;
+    const std::string_view title = PhaseTitle(started->phase);
+    const bool isNew = told.insert(title).second;
+    if (style == Style::Lines && isNew) fmt::print(out, "{}\n", title.substr(0, width));
   }
   if (style == Style::Redrawn) Draw(Line(progress, width));
 }

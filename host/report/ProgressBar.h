@@ -17,7 +17,12 @@ struct Progress {
   std::uint64_t bytes = 0;     // over the wire
   std::uint64_t expected = 0;  // 0 when that cannot be told
   std::uint64_t elapsedNs = 0;
+
+  void Take(const LoadEvent& event);
 };
+
+// The phase in a word or two, as a person waits for it.
+std::string_view PhaseTitle(Phase phase);
 
 // One line that is redrawn while a load runs: phase, share done, rate and time left, by the probe's clock.
 class ProgressBar {

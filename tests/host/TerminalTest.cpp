@@ -92,6 +92,15 @@ TEST_F(TerminalTest, ADumbTerminalGetsPlainLines) {
   EXPECT_LT(Run(quiet, 80).size(), shown.size());
 }
 
+TEST_F(TerminalTest, SeveralBoardsHaveALineEachThatIsGoneInTheEnd) {
+  std::vector<std::string> both = kLoad;
+  both.insert(both.end(), {"--chip", "one.chip", "--chip", "two.chip"});
+  const std::string shown = Run(both, 80);
+  for (const char* drawn :
+       {"\x1b[2A\r\x1b[Kone.chip  program", "\x1b[1A\r\x1b[Ktwo.chip  done", "\x1b[2A\r\x1b[J"})
+    EXPECT_THAT(shown, HasSubstr(drawn));
+}
+
 TEST_F(TerminalTest, APasswordIsAskedForAndNotShown) {
   const std::string shown =
       Run({"info", "--device", "serin-s20", "--ask-password"}, 80, "Debug password: ", "open barley\n");

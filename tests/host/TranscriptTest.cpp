@@ -124,20 +124,20 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
     ASSERT_EQ(flock(open((folder / name).c_str(), O_RDONLY | O_CLOEXEC), LOCK_EX | LOCK_NB), 0);
   }
 
-  // run [ARGUMENT]... [<FILE] [>FILE] [!INT@FILE~TEXT]
+  // run [ARGUMENT]... [<FILE] [>FILE] [!DEED@FILE~TEXT]...
   void Run(const std::vector<std::string>& words) {
     before = FolderContents();
     std::vector<std::string> arguments{TOVIK_FLASH_PATH};
     std::string input = "/dev/null";
     std::string output = (folder / "out.stream").string();
-    std::string interruptAt;
+    std::vector<std::string> deeds;
     for (const std::string& word : words) {
       if (word.starts_with('>')) {
         output = word.substr(1);
       } else if (word.starts_with('<')) {
         input = (folder / word.substr(1)).string();
-      } else if (word.starts_with("!INT@")) {
-        interruptAt = word.substr(5);
+      } else if (word.starts_with('!')) {
+        deeds.push_back(word.substr(1));
       } else if (word == "$IMAGES") {
         arguments.insert(arguments.end(), {"main.bin@0x1000", "ccfg.bin@0x4C000000", "scfg.bin@0x4C001000"});
       } else {
@@ -146,7 +146,7 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
     }
     const pid_t child = fork();
     if (child == 0) Become(arguments, input, output);
-    if (!interruptAt.empty()) InterruptWhen(child, interruptAt);
+    for (const std::string& deed : deeds) DoWhileRunning(child, deed);
     int status = 0;
     waitpid(child, &status, 0);
     exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
@@ -155,14 +155,21 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
     isExitExpected = false;
   }
 
-  // FILE~TEXT: as soon as the file that the program is writing holds the text.
-  void InterruptWhen(pid_t child, const std::string& fileAndText) const {
-    const std::size_t tilde = fileAndText.find('~');
-    const fs::path file = folder / fileAndText.substr(0, tilde);
-    for (int tries = 0;
-         ReadText(file).find(fileAndText.substr(tilde + 1)) == std::string::npos && tries < 2000; ++tries)
+  // DEED@FILE~TEXT: as soon as the file that the program is writing holds the text. INT interrupts the
+  // program, FROM>TO copies a file.
+  void DoWhileRunning(pid_t child, const std::string& deed) const {
+    const std::size_t at = deed.find('@');
+    const std::size_t tilde = deed.find('~');
+    const fs::path file = folder / deed.substr(at + 1, tilde - at - 1);
+    for (int tries = 0; ReadText(file).find(deed.substr(tilde + 1)) == std::string::npos && tries < 2000;
+         ++tries)
       usleep(5000);
-    kill(child, SIGINT);
+    const std::size_t arrow = deed.substr(0, at).find('>');
+    if (arrow == std::string::npos) {
+      kill(child, SIGINT);
+    } else {
+      Write(deed.substr(arrow + 1, at - arrow - 1), ReadText(folder / deed.substr(0, arrow)));
+    }
   }
 
   [[noreturn]] void Become(const std::vector<std::string>& arguments, const std::string& input,
