@@ -153,6 +153,7 @@ Row EightBoards(const host::PluginLibrary& library) {
   const double eight = BestOf(3, [&] {
     std::vector<double> cpuNs(8);
     std::vector<std::jthread> boards;
+    boards.reserve(cpuNs.size());
     for (double& ns : cpuNs)
       boards.emplace_back([&] { ns = MeasureModelledLoad(library, "hs", image).cpuNs; });
     boards.clear();

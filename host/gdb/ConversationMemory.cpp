@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <span>
 
 #include "host/device/InputError.h"
 #include "host/device/Number.h"
@@ -17,6 +19,7 @@ namespace host::gdb {
 namespace {
 
 constexpr std::size_t kMostRead = kPacketSize / 2;  // bytes in one answer, two digits each
+constexpr std::uint32_t kPiece = 0x400;             // bytes that the slowest probe reads in a moment
 constexpr std::uint32_t kResetVector = 4;           // behind the first stack pointer
 constexpr std::uint32_t kThumbState = 1U << 24;     // of xpsr: the core knows no other
 
@@ -27,6 +30,17 @@ std::string WordText(std::uint32_t word) {
   for (unsigned shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(word >> shift & 0xFF);
   return ToHex(bytes);
 }
+
+// A debugger waits two seconds for an answer; who misses that is out of step with it from then on.
+class Patience {
+ public:
+  [[nodiscard]] bool IsOver() const {
+    return std::chrono::steady_clock::now() - begin > std::chrono::milliseconds(1200);
+  }
+
+ private:
+  std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
+};
 
 // "ADDRESS,LENGTH:DATA"
 struct Write {
@@ -67,11 +81,19 @@ void Conversation::PutRam(AddressRange range, std::string_view bytes) {
   if (isRamWritten) target.WriteRam(range.base, AsBytes(bytes));
 }
 
+// A client asks again for what is missing at the end.
 std::string Conversation::ReadMemory(std::string_view rest) {
   const AddressRange range = RequireRange(rest);
   std::vector<std::uint8_t> bytes(std::min<std::size_t>(range.size, kMostRead));
+  const Patience patience;
   try {
-    target.Read(range.base, bytes);
+    for (std::size_t read = 0; read < bytes.size();) {
+      const auto piece =
+          std::span(bytes).subspan(read).first(std::min<std::size_t>(kPiece, bytes.size() - read));
+      target.Read(range.base + static_cast<std::uint32_t>(read), piece);
+      read += piece.size();
+      if (patience.IsOver()) bytes.resize(read);
+    }
   } catch (const std::exception& error) {
     if (flash.Contains(range.base) || ram.Contains(range.base)) throw;
     throw ToldError(error.what());  // a client follows its <unavailable> registers: nobody's fault
@@ -80,10 +102,15 @@ std::string Conversation::ReadMemory(std::string_view rest) {
 }
 
 std::string Conversation::MemoryCrc(std::string_view rest) {
-  constexpr std::uint32_t kPiece = 0x1000;  // an absurd length fails at its first byte outside a memory
   std::uint32_t crc = kMemoryCrcStart;
+  const Patience patience;
+  // An absurd length fails at its first byte outside a memory.
   for (AddressRange range = RequireRange(rest); range.size != 0;) {
     std::vector<std::uint8_t> bytes(std::min(range.size, kPiece));
+    if (patience.IsOver())
+      throw InputError(
+          "this probe reads so slowly that the debugger would not wait for the comparison: "
+          "'monitor verify' compares with what was loaded");
     target.Read(range.base, bytes);
     crc = gdb::MemoryCrc(bytes, crc);
     range.base += static_cast<std::uint32_t>(bytes.size());
