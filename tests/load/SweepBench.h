@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,9 @@ void ExpectSwept(const std::string& device, const char* what, unsigned places, u
 struct SweepCase {
   std::string device;
   host::ReadAhead readAhead = host::ReadAhead::Yes;
+
+  // GoogleTest would print the bytes of the padding, too.
+  friend void PrintTo(const SweepCase& one, std::ostream* out) { *out << one.device; }
 };
 constexpr auto SweepCaseName = [](const auto& one) {
   return TestName(one.param.device) + (one.param.readAhead == host::ReadAhead::Yes ? "" : "_in_turn");
