@@ -4,6 +4,7 @@
 
 #include "host/cli/Files.h"
 #include "host/device/InputError.h"
+#include "host/probe/OpenProbe.h"
 #include "host/probe/UsbProbes.h"
 
 namespace host::cli {
@@ -26,7 +27,7 @@ void RequireNoTrace(const TargetOptions& target) {
 }
 
 bool IsSameBoard(const TargetOptions& one, const TargetOptions& other) {
-  return one.chip.empty() ? one.probe == other.probe : IsSameFile(one.chip, other.chip);
+  return one.chip.empty() ? IsSameProbe(one.probe, other.probe) : IsSameFile(one.chip, other.chip);
 }
 
 void RequireDistinct(const std::vector<TargetOptions>& boards) {

@@ -70,7 +70,24 @@ std::unique_ptr<ApAccess> OpenAccess(const ProbeOptions& options, const AccessPo
   RefuseName(options.name);
 }
 
+// With what it leaves out. A USB probe without its serial number may be any.
+std::string FullName(const std::string& text) {
+  const ProbeName name(text);
+  const bool isTcp = name.kind == "tcp";
+  if (!isTcp && name.kind != "openocd") return text;
+  TcpAddress address = name.isBare ? TcpAddress{"localhost", OpenOcd::kUsualPort}
+                                   : ParseTcpAddress(name.rest, isTcp ? kTcpProbePort : OpenOcd::kUsualPort);
+  if (address.host == "localhost" || address.host == "::1") address.host = "127.0.0.1";
+  return fmt::format("{}:{}:{}", name.kind, address.host, address.port);
+}
+
 }  // namespace
+
+bool IsSameProbe(const std::string& one, const std::string& other) {
+  constexpr std::string_view kAnyUsb = "cmsis-dap";
+  if (one == kAnyUsb || other == kAnyUsb) return one.starts_with(kAnyUsb) && other.starts_with(kAnyUsb);
+  return FullName(one) == FullName(other);
+}
 
 std::unique_ptr<DebugProbe> OpenProbe(const ProbeOptions& options, const DeviceDescription& device) {
   const ProbeName name(options.name);

@@ -43,6 +43,10 @@ struct ProbeOptions {
 // ProbeError when a real probe cannot be reached.
 std::unique_ptr<DebugProbe> OpenProbe(const ProbeOptions& options, const DeviceDescription& device);
 
+// Whether both names are of one probe, as far as the names tell. Throws InputError for an address that is
+// none.
+bool IsSameProbe(const std::string& one, const std::string& other);
+
 // What the probe "tcp:HOST[:PORT]" says of itself. Throws InputError for another name, and ProbeError when it
 // does not answer.
 ListedProbe AskTcpProbe(const std::string& name);
