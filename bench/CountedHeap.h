@@ -4,8 +4,8 @@
 
 namespace bench {
 
-// The heap of the whole process, the loaded plug-in included, as operator new and delete see it: bytes that
-// are live now, and the most that were live since RestartPeak.
+// The heap of this thread, the loaded plug-in included, as operator new and delete see it: bytes that are
+// live now, and the most that were live since RestartPeak.
 std::size_t LiveHeapBytes();
 std::size_t PeakHeapBytes();
 void RestartPeak();

@@ -1,5 +1,6 @@
 #include "LoadRate.h"
 
+#include <chrono>
 #include <ctime>
 #include <stdexcept>
 
@@ -48,11 +49,13 @@ ModelledLoad MeasureModelledLoad(const host::PluginLibrary& library, const std::
   const host::LoadPlan plan = host::PlanLoad({&file, 1}, device.map, host::PluginCuts::No);
   host::LoadRecord record = host::PlannedLoad(plan, {file}, device, settings);
   const double cpuBefore = ThreadCpuNs();
+  const auto before = std::chrono::steady_clock::now();
   host::LoadSession({library, services, probe, device, settings}).Run(plan, record);
   if (record.failure) throw std::runtime_error(record.failure->text);
   return {.seconds = static_cast<double>(record.elapsedNs) / 1e9,
           .roundTrips = probe.RoundTrips(),
           .packets = probe.Counted().packets,
+          .realSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - before).count(),
           .cpuNs = ThreadCpuNs() - cpuBefore};
 }
 

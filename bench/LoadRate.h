@@ -12,6 +12,7 @@ struct ModelledLoad {
   double seconds = 0;            // on the host's modelled clock, from reset to the end
   std::uint64_t roundTrips = 0;  // that the host waited for with nothing under way
   std::uint64_t packets = 0;
+  double realSeconds = 0;
   double cpuNs = 0;  // of this thread: plug-in, host, probe, simulated probe and chip
 };
 

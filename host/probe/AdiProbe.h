@@ -42,6 +42,9 @@ class AdiProbe : public DebugProbe {
   [[nodiscard]] Traffic Counted() const override { return access->Counted(); }
   void Cancel() noexcept override { access->Cancel(); }
 
+ protected:
+  void AwaitSent() noexcept { access->AwaitSent(); }
+
  private:
   [[nodiscard]] ApRegister Named(std::string_view name) const;
   // Throws std::runtime_error where there is no register.
@@ -51,8 +54,8 @@ class AdiProbe : public DebugProbe {
   // Runs accesses. After a chip has fallen silent, the next ones begin with a new connection.
   template <typename Accesses>
   auto Try(Accesses&& accesses);
-  // What was known of the chip holds no longer.
   void LetGoOfReset() noexcept;
+  // What was known of the chip holds no longer.
   void Forget();
 
   const std::unique_ptr<ApAccess> access;

@@ -60,6 +60,9 @@ class ApAccess {
     return std::nullopt;
   }
 
+  // Waits until all that was sent has happened, whether it went well or not.
+  virtual void AwaitSent() noexcept {}
+
   // Drives the chip's reset pin, and sees to it that a pin let go has risen.
   virtual void SetResetPin(bool high) = 0;
 

@@ -5,6 +5,7 @@
 #include "host/probe/AdiProbe.h"
 #include "host/probe/cmsisdap/CmsisDap.h"
 #include "host/probe/simulated/SimulatedBoard.h"
+#include "tests/support/ErrorOf.h"
 #include "tests/support/SpoiledLink.h"
 
 namespace {
@@ -102,6 +103,55 @@ TEST_F(SpoiledAnswerTest, MayBeCutAnywhere) {
       if (wasLast) break;
     }
     EXPECT_GT(cut, 0U) << length;
+  }
+}
+
+// A word that is there early lets a block return with packets in flight. When the last one fails, the next
+// operation says so in the block's name, but for those that begin anew; and the one after goes on.
+TEST(ReadAheadTest, TellsOfAFailureAfterTheBlockHasReturned) {
+  const ApRegister txData{2, 0}, txFlags{2, 4}, rxData{2, 8}, rxFlags{2, 12}, reset{2, 16};
+  const struct {
+    const char* next;
+    std::function<void(CmsisDap&)> run;
+    bool tells;
+  } cases[] = {
+      {"read", [&](CmsisDap& dap) { (void)dap.ReadAp(rxFlags); }, true},
+      {"block", [&](CmsisDap& dap) { dap.WriteApBlock(rxData, {}); }, true},
+      {"another look",
+       [&](CmsisDap& dap) {
+         (void)dap.WriteApBlockAndFetch(txData, std::vector<std::uint32_t>(512), {rxFlags, 1, rxData});
+       },
+       true},
+      {"connection", [](CmsisDap& dap) { dap.Connect(); }, false},
+      {"reset", [](CmsisDap& dap) { dap.SetResetPin(true); }, false},
+      {"nothing", [](CmsisDap& dap) { dap.AwaitSent(); }, false}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.next);
+    SimulatedBoard board(Device(), {});
+    SpoiledLink::Spoiler spoiler;
+    CmsisDap dap(std::make_unique<SpoiledLink>(board.Target(), spoiler));
+    dap.Connect();
+    dap.WriteAp(reset, 0x5C, AfterWrite::MayBeSilent);
+    dap.Sleep(10);
+    dap.Connect();
+    dap.WriteAp(txFlags, 2, AfterWrite::Answers);
+    dap.WriteApBlock(txData, std::vector<std::uint32_t>{1});  // no operation
+    dap.WriteAp(txFlags, 0, AfterWrite::Answers);
+    int blocks = 0;
+    spoiler = [&](Packet& answer) {
+      if (answer[0] == 6 && ++blocks == 5) answer[3] = 4;
+      return true;
+    };
+    const auto fetched =
+        dap.WriteApBlockAndFetch(txData, std::vector<std::uint32_t>(512), {rxFlags, 1, rxData});
+    ASSERT_TRUE(fetched);
+    EXPECT_EQ(fetched->word, 1U);
+    EXPECT_LT(blocks, 5);
+    EXPECT_EQ(ErrorOf([&] { c.run(dap); }),
+              c.tells
+                  ? "the chip refuses register 0x00 of access port 2 (FAULT, no sticky bit): reset the chip"
+                  : "ok");
+    EXPECT_NO_THROW((void)dap.ReadAp(rxFlags));
   }
 }
 

@@ -396,6 +396,13 @@ void CmsisDap::Settle() {
   if (const auto to = std::exchange(unsettled, std::nullopt)) Try(NameOf(*to), [&] { window.Finish(); });
 }
 
+void CmsisDap::AwaitSent() noexcept {
+  try {
+    Settle();
+  } catch (...) {
+  }
+}
+
 void CmsisDap::BeginAnew() noexcept {
   window.Drop();
   unsettled.reset();

@@ -56,6 +56,7 @@ class CmsisDap final : public ApAccess {
   void WriteApBlock(ApRegister to, std::span<const std::uint32_t> words) override;
   std::optional<Fetched> WriteApBlockAndFetch(ApRegister to, std::span<const std::uint32_t> words,
                                               const Offer& offer) override;
+  void AwaitSent() noexcept override;
   void SetResetPin(bool high) override;
 
   [[nodiscard]] std::uint64_t NowNs() const override { return link->NowNs(); }

@@ -19,7 +19,11 @@ class SimulatedProbe final : public SimulatedBoard, public AdiProbe {
                  std::string_view speed = "hs", ReadAhead readAhead = ReadAhead::Yes,
                  const PacketOptions& packets = {});
 
-  [[nodiscard]] ChipView* View() override { return this; }
+  // With what was on its way to the chip when a load ended.
+  [[nodiscard]] ChipView* View() override {
+    AwaitSent();
+    return this;
+  }
 };
 
 }  // namespace host
