@@ -31,7 +31,7 @@ std::vector<RegionRecord> RegionsOf(const LoadPlan& plan, std::uint32_t sectorSi
       regions.back().region = block.region;
     }
     RegionRecord& region = regions.back();
-    const AddressRange whole{block.address, static_cast<std::uint32_t>(block.data.size())};
+    const AddressRange whole = block.Range();
     if (IsProgrammedInPieces(block.region)) {
       for (const AddressRange given : block.given) Append(region.ranges, given);
     } else {
@@ -89,7 +89,7 @@ RegionRecord* LoadRecord::Find(Region region) {
 LoadRecord PlannedLoad(const LoadPlan& plan, const std::vector<ImageFile>& images,
                        const DeviceDescription& device, const PropertyStore& settings) {
   LoadRecord record;
-  record.mode = settings.Get("ImageVerificationSetting") == "1" ? LoadMode::Verify : LoadMode::Program;
+  record.mode = ModeOf(settings);
   record.device = device.name;
   record.deviceDescription = device.description;
   for (const ImageFile& image : images) {

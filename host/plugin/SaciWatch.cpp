@@ -11,7 +11,6 @@ namespace host {
 namespace {
 
 constexpr std::uint64_t kCommandStart = 2;  // SECAP_TXCTL: TX_CMD_START
-constexpr std::uint64_t kResetIntoSaci = 0x5C;
 constexpr std::uint32_t kMostResponseWords = 32;
 
 // Bits of the argument, that is, of the header's upper half.

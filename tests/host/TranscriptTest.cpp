@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -174,9 +175,9 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
 
   [[noreturn]] void Become(const std::vector<std::string>& arguments, const std::string& input,
                            const std::string& output) {
-    std::vector<char*> pointers;
-    for (const std::string& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
-    pointers.push_back(nullptr);
+    std::vector<char*> pointers(arguments.size() + 1);  // the last is null
+    std::ranges::transform(arguments, pointers.begin(),
+                           [](const std::string& argument) { return const_cast<char*>(argument.c_str()); });
     for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
     if (chdir(folder.c_str()) != 0) _exit(127);
     fs::remove("out.stream");
