@@ -34,8 +34,8 @@ void AddPermissions(Fields& fields, std::uint32_t base, Sector sector, const std
   for (const Permission& permission : PermissionsIn(list, sector))
     fields.push_back(
         {std::string(permission.name), base + permission.offset, fmt::format("0x{:x}", permission.held),
-         permission.held == permission.safe ? "open"
-                                            : fmt::format("not 0x{:x}: locks the chip", permission.safe)});
+         permission.held == permission.safe ? "allowed"
+                                            : fmt::format("not 0x{:x}: locked", permission.safe)});
 }
 
 // The properties "NAMEInfo" of the listed names are "offset:length" of what the CRC covers.

@@ -81,6 +81,7 @@ std::string Legend(std::uint32_t sectorSize, const std::vector<Row>& rows) {
 std::string BeforePart(const LoadRecord& record, int level) {
   const std::vector<SectorChange>& changes = record.sectorChanges;
   std::vector<Cell> cells;
+  cells.reserve(changes.size());
   for (const SectorChange& change : changes) cells.push_back(change.wasBlank ? kBlank : kData);
   std::vector<Row> rows;
   AddRow(rows, Drawn(kBlank, 1) + " blank", changes.size(),
