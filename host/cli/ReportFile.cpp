@@ -13,6 +13,7 @@ ExitCode WriteReport(const LoadOptions& load, const std::vector<BoardLoad*>& boa
                      Output& output) {
   if (load.report.empty()) return code;
   std::vector<LoadReport> reports;
+  reports.reserve(boards.size());
   for (BoardLoad* const board : boards) reports.push_back(board->Report());
   try {
     ReplaceFile(load.report, LoadHtml(kProgram, reports));

@@ -137,6 +137,7 @@ int LoadSideBySide(const LoadOptions& load, const std::vector<TargetOptions>& ta
   const Board& worst = Tell(boards, output);
   const std::string& error = worst.load->Error();
   std::vector<BoardLoad*> loads;
+  loads.reserve(boards.size());
   for (const auto& board : boards) loads.push_back(board->load.get());
   const ExitCode code = WriteReport(load, loads, worst.load->Code(), output);
   return output.Finish("load", code, error.empty() ? "" : Named(worst.name, error));
