@@ -101,13 +101,14 @@ std::string Table(std::string_view caption, const std::vector<Column>& columns,
                   const std::vector<Row>& rows) {
   std::string table = fmt::format("<table>\n<caption>{}</caption>\n<thead><tr>", Escaped(caption));
   for (const Column& column : columns)
-    table += fmt::format("<th scope=\"col\"{}>{}</th>", ClassOf(column.kind), Escaped(column.title));
+    if (!column.title.empty())
+      table += fmt::format("<th scope=\"col\"{}>{}</th>", ClassOf(column.kind), Escaped(column.title));
   table += "</tr></thead>\n<tbody>\n";
   for (const Row& row : rows) {
     table += fmt::format("<tr><th scope=\"row\"{}>{}</th>", ClassOf(columns[0].kind), row[0]);
     for (std::size_t i = 1; i < row.size(); ++i)
-      table += fmt::format("<td{} data-title=\"{}\">{}</td>", ClassOf(columns[i].kind),
-                           Escaped(columns[i].title), row[i]);
+      if (const auto& [title, kind] = columns[i]; !title.empty())
+        table += fmt::format("<td{} data-title=\"{}\">{}</td>", ClassOf(kind), Escaped(title), row[i]);
     table += "</tr>\n";
   }
   return table + "</tbody>\n</table>\n";

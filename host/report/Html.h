@@ -20,8 +20,8 @@ std::string Heading(int level, std::string_view text);
 std::string Facts(const std::vector<TitledText>& facts);
 
 struct Column {
-  std::string_view title;
-  std::string_view kind = "";  // "n" of a number, "m" of an address or digits, or what the style sheet knows
+  std::string_view title;      // empty: the column is left out
+  std::string_view kind = "";  // "n" of a number, "a" of addresses, "m" of other digits, or "course"
 };
 using Row = std::vector<std::string>;  // HTML of the cells; the first one heads the row
 

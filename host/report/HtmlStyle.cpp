@@ -23,7 +23,7 @@ a { color: inherit; }
 .soft, caption, dt, thead th { color: var(--soft); }
 dl { display: grid; grid-template-columns: minmax(90px, max-content) 1fr; gap: 2px 16px; margin: 8px 0; }
 dd { margin: 0; }
-pre, td.m, .map { font-family: ui-monospace, "DejaVu Sans Mono", Consolas, monospace; font-size: 12px; }
+pre, td.a, td.m, .map { font-family: ui-monospace, "DejaVu Sans Mono", Consolas, monospace; font-size: 12px; }
 pre { margin: 8px 0; padding: 8px 12px; background: var(--panel); white-space: pre-wrap; }
 table { width: 100%; border-collapse: collapse; margin: 8px 0 16px; }
 caption { text-align: left; padding-bottom: 4px; font-size: 13px; }
@@ -31,6 +31,7 @@ th, td { padding: 3px 12px 3px 0; border-bottom: 1px solid var(--line); text-ali
 th:last-child, td:last-child { padding-right: 0; }
 thead th { font-weight: 400; font-size: 12px; overflow-wrap: normal; }
 tbody th { font-weight: 600; }
+td.a { overflow-wrap: normal; }
 .n { text-align: right; font-variant-numeric: tabular-nums; white-space: nowrap; }
 ol.said { margin: 8px 0; padding-left: 32px; }
 ol.said li { white-space: pre-wrap; padding: 1px 0; }
@@ -75,8 +76,8 @@ ol.said li { white-space: pre-wrap; padding: 1px 0; }
   main { max-width: none; padding: 0; }
   body { font-size: 9.5pt; } .k { font-size: 8px; line-height: 13px; } .map { line-height: 13px; }
   .board { break-before: page; }
-  h2, h3, h4, caption { break-after: avoid; }
-  tr, li, .map > div, .outcome { break-inside: avoid; }
+  h2, h3, h4, caption, thead, .map { break-after: avoid; }
+  table, tr, li, .map, .outcome { break-inside: avoid; }
 }
 )";
 

@@ -93,11 +93,11 @@ std::string RegionsPart(const LoadRecord& record, int level) {
   return Heading(level, "Regions") +
          html::Table("What the images give, its CRC-32 with the bytes that fill gaps, and what became of it",
                      {{"Region"},
-                      {"Addresses", "m"},
+                      {"Addresses", "a"},
                       {"Bytes", "n"},
                       {"Sectors", "n"},
                       {record.changes.empty() ? "" : "Changed", "n"},
-                      {"CRC-32", "m"},
+                      {"CRC-32", "a"},
                       {"Outcome"}},
                      rows);
 }

@@ -29,7 +29,7 @@ std::string FieldsTable(const LoadReport& report) {
   return Table(report.configurationIsOnChip
                    ? "Fields of CCFG and SCFG as the chip holds them"
                    : "Fields of CCFG and SCFG as the images give them; settings may say otherwise",
-               {{"Field"}, {"Address", "m"}, {"Value", "m"}, {"Meaning"}}, rows);
+               {{"Field"}, {"Address", "a"}, {"Value", "m"}, {"Meaning"}}, rows);
 }
 
 std::string ValueText(const AppliedSetting& setting) {

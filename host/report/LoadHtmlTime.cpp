@@ -67,7 +67,11 @@ std::string TimePart(const LoadReport& report, int level) {
                   wireText(wireNs(record.wireBytes))});
   return Heading(level, "Time") +
          Table("By phase, of the probe's clock; what came more than once is added up",
-               {{"Phase"}, {"Course", "course"}, {"Time", "n"}, {"Bytes written", "n"}, {"Wire alone", "n"}},
+               {{"Phase"},
+                {"Course", "course"},
+                {"Time", "n"},
+                {"Bytes written", "n"},
+                {report.wireHz ? "Wire alone" : "", "n"}},
                rows) +
          Comment(report, wireNs(record.wireBytes));
 }
