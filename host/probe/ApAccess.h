@@ -83,6 +83,8 @@ class ApAccess {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
   }
   [[nodiscard]] virtual Traffic Counted() const = 0;
+  // The wire's clock, as far as it is known.
+  [[nodiscard]] virtual std::optional<std::uint32_t> WireHz() const { return std::nullopt; }
 
   // Fails what is under way, and all that comes except Close. From any thread, or a signal handler.
   void Cancel() noexcept { cancelled = true; }
