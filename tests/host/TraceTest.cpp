@@ -71,7 +71,7 @@ TEST_F(TraceTest, HidesPasswordsAndNothingElse) {
     const char* data;        // as the trace shows it
   } cases[] = {
       {"SEC_AP", {"open!\0\0\0", 8}, "(hidden)"},
-      {"SEC_AP", {"\x06\x01\x02\x00open!\0\0\0", 12}, "(hidden)"},
+      {"SEC_AP", {"\x06\x01\x02\x00open!\0\0\0", 12}, "06010200(hidden)"},
       {"SEC_AP", {"open", 4}, "6f70656e"},
       {"SEC_AP", {"open!\0\0\0zzzz", 12}, "6f70656e210000007a7a7a7a"},
       {"SEC_AP", {"zzzz", 4}, "7a7a7a7a"},
