@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -22,5 +23,8 @@ std::string Bytes(std::uint64_t count);
 std::string Upper(std::string_view text);
 // "12.3 ms" or "1.25 s".
 std::string Duration(std::uint64_t nanoseconds);
+// `lead` and then the words of `text`, in lines of 80 columns where the words allow; the lines behind the
+// first are indented. Ends with a line end.
+std::string Wrapped(std::string_view lead, std::string_view text, std::size_t indent);
 
 }  // namespace host
