@@ -41,8 +41,13 @@ bool SessionStory::IsWhole() const {
 }
 
 const ToldCall* SessionStory::Failed() const {
-  const auto failed =
-      std::find_if(calls.begin(), calls.end(), [](const ToldCall& call) { return call.failure.has_value(); });
+  // A load may begin with a comparison that says whether it is needed.
+  const bool anyLoad = std::any_of(calls.begin(), calls.end(), [](const ToldCall& call) {
+    return call.bytes && call.mode == LoadMode::Program;
+  });
+  const auto failed = std::find_if(calls.begin(), calls.end(), [&](const ToldCall& call) {
+    return call.failure && (call.mode == LoadMode::Program || !anyLoad);
+  });
   return failed == calls.end() ? nullptr : &*failed;
 }
 
@@ -184,6 +189,7 @@ void StoryTeller::FinishDevice() {
     story.phaseNs[phase] += watch.NsOf(static_cast<Phase>(phase));
   story.isIncomplete = story.isIncomplete || watch.IsIncomplete();
   watch = SaciWatch();
+  mode = LoadMode::Program;
   present.reset();
   isAnswerDue = false;
 }

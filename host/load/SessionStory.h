@@ -62,7 +62,8 @@ struct SessionStory {
   [[nodiscard]] const ToldCall* Unended() const;
   // Nothing was missing: whatever device was made has been deleted.
   [[nodiscard]] bool IsWhole() const;
-  // The first that failed, which all later ones may come from; null when none did.
+  // The first that failed, which all later ones may come from; null when none did. Where anything was
+  // programmed, comparisons that found a difference are none.
   [[nodiscard]] const ToldCall* Failed() const;
   // Its failure, as narrow as later comparisons found it. Needs a call that failed.
   [[nodiscard]] LoadFailure NarrowFailure() const;

@@ -17,6 +17,8 @@ constexpr std::size_t kCallColumn = 25;
 constexpr std::size_t kEventColumn = 27;
 constexpr std::size_t kMessageRoom = 51;
 constexpr std::size_t kFewestFolded = 3;
+// Blocks that are only taken: RAM and the configuration are three, and better told apart.
+constexpr std::size_t kFewestUneventful = 8;
 
 std::string Milliseconds(std::uint64_t ns) {
   return fmt::format("{:.1f}", static_cast<double>(ns) / 1e6);
@@ -69,9 +71,9 @@ AddressRange RangeOf(const StoryEvent& event) {
   return {};
 }
 
-// A block that did nothing but go to MAIN flash, or be compared with it, as it should.
+// A block that did nothing but go to MAIN flash, or be compared with it, as it should; or nothing at all.
 bool IsPlainBlock(const ToldCall& call) {
-  return call.endNs && !call.failure && call.address && call.bytes && !call.events.empty() &&
+  return call.endNs && !call.failure && call.address && call.bytes &&
          std::all_of(call.events.begin(), call.events.end(), [](const StoryEvent& event) {
            const SaciExchange* const exchange = Succeeded(event);
            return exchange != nullptr && exchange->MainRange().size != 0;
@@ -80,7 +82,8 @@ bool IsPlainBlock(const ToldCall& call) {
 
 std::size_t PlainBlocks(std::span<const ToldCall> calls) {
   const auto other = std::find_if(calls.begin(), calls.end(), [&](const ToldCall& call) {
-    return !IsPlainBlock(call) || call.function != calls.front().function;
+    return !IsPlainBlock(call) || call.function != calls.front().function ||
+           call.events.empty() != calls.front().events.empty();
   });
   return static_cast<std::size_t>(other - calls.begin());
 }
@@ -143,7 +146,7 @@ class Lines {
   std::size_t TellSome(std::span<const ToldCall> calls) {
     const std::size_t blocks = detail == Detail::Brief ? PlainBlocks(calls) : 0;
     const std::size_t quiet = detail == Detail::Brief ? QuietCalls(calls) : 0;
-    if (blocks >= kFewestFolded) {
+    if (blocks >= (calls.front().events.empty() ? kFewestUneventful : kFewestFolded)) {
       FoldBlocks(calls.first(blocks));
       return blocks;
     }
@@ -212,7 +215,8 @@ class Lines {
     }
     Call(Times(calls.front().beginNs, calls.back().endNs, roundTrips),
          fmt::format("{}, {} times{}", calls.front().function, Grouped(calls.size()), handed.Text()));
-    if (programmed == compared) return Event("", "program and verify MAIN, " + Amount(programmed));
+    if (programmed != 0 && programmed == compared)
+      return Event("", "program and verify MAIN, " + Amount(programmed));
     if (programmed != 0) Event("", "program MAIN, " + Amount(programmed));
     if (compared != 0) Event("", "verify MAIN, " + Amount(compared));
   }
