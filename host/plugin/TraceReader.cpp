@@ -19,8 +19,6 @@ namespace host {
 
 namespace {
 
-using Json = nlohmann::json;
-
 constexpr std::uintmax_t kLargestTrace = std::uintmax_t{256} << 20;
 constexpr std::size_t kLongestLine = std::size_t{1} << 20;           // only a message can be long
 constexpr std::uint64_t kLargestTransfer = std::uint64_t{16} << 20;  // more than any of these chips holds
@@ -29,7 +27,7 @@ constexpr double kLongestMs = 1e12;
 // The object of one line. Throws InputError for a value of another kind than the trace has.
 class Line {
  public:
-  explicit Line(std::string_view text) : object(Json::parse(text, nullptr, false)) {
+  explicit Line(std::string_view text) : object(nlohmann::json::parse(text, nullptr, false)) {
     if (!object.is_object()) throw InputError("is not a line of a trace");
   }
 
@@ -85,7 +83,7 @@ class Line {
     throw InputError(fmt::format("\"{}\" is missing, or not what a trace has there", key));
   }
 
-  Json object;
+  nlohmann::json object;
 };
 
 TraceHeader ReadHeader(const Line& line) {

@@ -35,6 +35,10 @@ std::string Upper(std::string_view text) {
   return upper;
 }
 
+double Milliseconds(std::uint64_t nanoseconds) {
+  return static_cast<double>(nanoseconds) / 1e6;
+}
+
 std::string Duration(std::uint64_t nanoseconds) {
   const double seconds = static_cast<double>(nanoseconds) / 1e9;
   return seconds < 1 ? fmt::format("{:.1f} ms", seconds * 1e3) : fmt::format("{:.2f} s", seconds);

@@ -49,15 +49,6 @@ Json SectorsJson(const LoadRecord& record) {
   return sectors;
 }
 
-template <typename Value>
-Json OrNull(const std::optional<Value>& value) {
-  return value ? Json(*value) : Json(nullptr);
-}
-
-double Milliseconds(std::uint64_t nanoseconds) {
-  return static_cast<double>(nanoseconds) / 1e6;
-}
-
 }  // namespace
 
 Json FailureJson(const LoadRecord& record) {

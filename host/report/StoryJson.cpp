@@ -7,15 +7,6 @@ namespace host {
 
 namespace {
 
-double Milliseconds(std::uint64_t ns) {
-  return static_cast<double>(ns) / 1e6;
-}
-
-template <typename Value>
-Json OrNull(const std::optional<Value>& value) {
-  return value ? Json(*value) : Json(nullptr);
-}
-
 const char* KeyOf(Spending spending) {
   switch (spending) {
     case Spending::Words: return "words";

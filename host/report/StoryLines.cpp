@@ -20,14 +20,10 @@ constexpr std::size_t kFewestFolded = 3;
 // Blocks that are only taken: RAM and the configuration are three, and better told apart.
 constexpr std::size_t kFewestUneventful = 8;
 
-std::string Milliseconds(std::uint64_t ns) {
-  return fmt::format("{:.1f}", static_cast<double>(ns) / 1e6);
-}
-
 // The columns before what happened.
 std::string Times(std::uint64_t atNs, std::optional<std::uint64_t> endNs, std::uint64_t roundTrips) {
-  const std::string took = endNs ? Milliseconds(*endNs - std::min(atNs, *endNs)) : "";
-  return fmt::format("{:>8}{:>9}{:>6}", Milliseconds(atNs), took,
+  const std::string took = endNs ? fmt::format("{:.1f}", Milliseconds(*endNs - std::min(atNs, *endNs))) : "";
+  return fmt::format("{:>8.1f}{:>9}{:>6}", Milliseconds(atNs), took,
                      roundTrips == 0 ? "" : std::to_string(roundTrips));
 }
 

@@ -30,7 +30,7 @@ std::string HeaderText(const SessionStory& story, const TraceFacts& facts) {
 
 // A row of a table of times; nothing where it would read 0.
 std::string TimeRow(std::string_view what, std::uint64_t ns, std::uint64_t wholeNs, const std::string& more) {
-  const double ms = static_cast<double>(ns) / 1e6;
+  const double ms = Milliseconds(ns);
   if (ms < kLeastShown) return "";
   const double percent = wholeNs == 0 ? 0 : 100 * static_cast<double>(ns) / static_cast<double>(wholeNs);
   return fmt::format("  {:<32}{:>10.1f} ms{:>5.0f} %{}{}\n", what, ms, percent, more.empty() ? "" : "  ",
@@ -61,8 +61,7 @@ std::string_view SpendingText(Spending spending) {
 
 std::string CountText(const TimeShare& share, const TimeSpent& time) {
   if (share.spending == Spending::RoundTrips)
-    return fmt::format("{} of {:.2f} ms", Grouped(share.count),
-                       static_cast<double>(time.RoundTripNs()) / 1e6);
+    return fmt::format("{} of {:.2f} ms", Grouped(share.count), Milliseconds(time.RoundTripNs()));
   if (share.bytes != 0) return Bytes(share.bytes);
   return share.count == 0 ? "" : fmt::format("{} call{}", Grouped(share.count), share.count == 1 ? "" : "s");
 }

@@ -105,7 +105,7 @@ TEST_F(TraceTest, AFullDiskEndsTheTraceAndNothingElse) {
 }
 
 // A block that fails at its second sector, after a wait; then a call in which the process is stopped.
-void Record(const std::string& path) {
+void RecordSession(const std::string& path) {
   Trace trace(path, {}, {});
   WireScript wire(trace);
   trace.Begins({.function = "WriteDataToFlash", .address = 0x1000, .bytes = 4096}, 2'000'000);
@@ -124,7 +124,7 @@ void Record(const std::string& path) {
 }
 
 TEST_F(TraceTest, IsToldAsWhatHappened) {
-  Record(path);
+  RecordSession(path);
   StoryTeller teller;
   EXPECT_FALSE(ReplayTrace(path, teller).isCut);
   const SessionStory story = teller.Take();
@@ -148,7 +148,7 @@ TEST_F(TraceTest, IsToldAsWhatHappened) {
 
 // A process that is killed leaves any beginning of a trace.
 TEST_F(TraceTest, IsReadAsFarAsItWasWritten) {
-  Record(path);
+  RecordSession(path);
   std::string whole;
   for (const std::string& line : Lines()) whole += line + "\n";
   for (std::size_t size = whole.size() - 300; size <= whole.size(); ++size) {
