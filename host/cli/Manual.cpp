@@ -59,6 +59,8 @@ const Entry s_examples[] = {
      "FlashPages=0,40-47",
      "Show what a load of chosen sectors would change."},
     {"tovik-flash explain 135", "Say what a result code of the chip means and what to do."},
+    {"tovik-flash explain --trace load.trace",
+     "Tell what a load did that was recorded with --trace load.trace, and where its time went."},
 };
 
 // Text as roff shows it unchanged.
