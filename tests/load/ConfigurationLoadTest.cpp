@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "TestImage.h"
+#include "Workbench.h"
 #include "tests/support/ErrorOf.h"
 
 // What ends up in CCFG, SCFG and user record, and what a load gets of a chip whose CCFG forbids debugging.
@@ -18,7 +18,7 @@ class ConfigurationLoadTest : public testing::TestWithParam<std::string> {
 
   Workbench bench{GetParam()};
   const host::ChipFacts& chip = bench.device.chip;
-  TestImage image{chip, 700};
+  CheckImage image{chip, 700};
 };
 
 TEST_P(ConfigurationLoadTest, SettingsDecideOnCrcWordsAndUserRecord) {
