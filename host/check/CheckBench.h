@@ -66,7 +66,7 @@ class CheckedDevice {
   // A load that nothing disturbs, told to the report unless it succeeds and the chip is as it should be.
   void LoadWell(const LoadPlan& plan);
 
-  HostServices services;
+  HostServices services;                // whose observers must outlive this object
   std::vector<std::string> operations;  // that the plug-in has advertised
   std::vector<std::string> errors;      // reported, until somebody clears them
   std::vector<std::string> infos;

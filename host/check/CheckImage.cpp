@@ -110,7 +110,7 @@ std::vector<std::uint8_t> WithoutUserRecord(const ChipFacts& chip, std::vector<s
 bool KeepsSector(const ChipFacts& chip, const std::vector<std::uint8_t>& ccfg, std::uint32_t sector) {
   const auto [word, bit] = RetainBitOf(chip, sector);
   if (word >= chip.retainWords || !IsValid(chip, ccfg)) return false;
-  return (ccfg[chip.retainOffset + 4 * word + bit / 8] >> bit % 8 & 1U) != 0;
+  return (std::uint32_t{ccfg[chip.retainOffset + 4 * word + bit / 8]} >> bit % 8 & 1U) != 0;
 }
 
 CheckImage::CheckImage(const ChipFacts& facts, std::uint32_t seed, Extent extent)
@@ -145,6 +145,10 @@ std::vector<ImageSegment> CheckImage::All() const {
 void CheckImage::RequirePassword() {
   ccfg[chip.authorizationTypeOffset] = kDebugByPassword;
   std::ranges::copy(FromHex(kPasswordHash), ccfg.begin() + chip.authorizationHashOffset);
+}
+
+void CheckImage::ForbidEverything() {
+  ccfg[kCcfgPermissions] = ccfg[kCcfgPermissions + 1] = 0;
 }
 
 }  // namespace host

@@ -37,6 +37,8 @@ struct CheckImage {
   [[nodiscard]] std::vector<ImageSegment> All() const;
   // Debugging behind kPassword.
   void RequirePassword();
+  // Neither erasing nor programming, nor any other command.
+  void ForbidEverything();
 
   static constexpr std::uint32_t kFilledSector = 32;
   static constexpr std::uint8_t kFillByte = 0xEE;

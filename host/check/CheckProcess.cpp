@@ -24,7 +24,8 @@ namespace {
 
 constexpr rlim_t kMemory = 1U << 30;  // beyond what the process has to begin with; a load takes a few MiB
 
-constexpr int kLargeBlock = 32 << 20;  // pictures of a chip are none, to be mapped and cleared each time
+// A picture of a chip is no large block, to be mapped, cleared and given back each time.
+constexpr int kLargeBlock = 32 << 20;
 
 [[noreturn]] void Refuse(const char* what) {
   throw std::runtime_error(fmt::format("{}: {}", what, std::strerror(errno)));
@@ -71,7 +72,7 @@ void CheckProcess::Work(const CheckWork& work) const {
   (void)dup2(output, STDOUT_FILENO);
   (void)dup2(output, STDERR_FILENO);
   LimitMemory();
-  (void)mallopt(M_MMAP_THRESHOLD, kLargeBlock);
+  for (const int threshold : {M_MMAP_THRESHOLD, M_TRIM_THRESHOLD}) (void)mallopt(threshold, kLargeBlock);
   try {
     work(*report);
   } catch (const std::exception& error) {

@@ -70,8 +70,8 @@ class FaultyLoads {
   std::map<std::uint8_t, unsigned> AnswersOfALoad() {
     report.At(fmt::format("{}, a load without faults", part.device.name));
     bench.PutChip(start);
-    CheckedDevice device(bench);
     SaciWatch watch;
+    CheckedDevice device(bench);
     device.services.AddObserver(watch);
     device.LoadWell(plan);
     std::map<std::uint8_t, unsigned> answers;

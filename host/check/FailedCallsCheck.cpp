@@ -28,8 +28,8 @@ void CheckFailedCalls(const CheckPart& part, CheckReport& report) {
           fmt::format("{}, host call {} fails with \"{}\"", part.device.name, nth, text);
       report.At(place);
       bench.PutChip(start);
-      CheckedDevice device(bench);
       FirstFailure failed;
+      CheckedDevice device(bench);
       device.services.AddObserver(failed);
       device.services.Fail({.call = nth, .text = text});
       (void)device.Load(plan);             // that the failure is passed on is one of the rules

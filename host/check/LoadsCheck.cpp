@@ -43,6 +43,12 @@ const LoadCase s_cases[] = {
     {"debugging behind a password", "DebugPassword=open sesame!", Content::WithPassword},
     {"debugging behind a password in digits",
      "DebugPasswordFormatList=Hex;DebugPasswordHex=6f70656e20736573616d6521", Content::WithPassword},
+    {"debugging behind a password by the settings",
+     "DebugPassword=open sesame!;CcfgOverwriteAuthorizationFieldsToggle=1;"
+     "CcfgOverwriteAuthorizationFieldsTypeChoicelist=Require debug authentication;"
+     "CcfgOverwriteAuthorizationFieldsPasswordId=0123456789abcdef;"
+     "CcfgOverwriteAuthorizationFieldsPasswordHash="
+     "fd4d49e7a2cf6cc1c00217e59853837439283a28411869e2b428246c7b63ccbf"},
     {"the user record alone", "", Content::UserRecord},
     {"RAM data alone", "", Content::Ram},
 };
@@ -66,6 +72,17 @@ void RunCase(const CheckPart& part, const LoadCase& load, CheckReport& report) {
   bench.PutChip(ChipBeforeLoad(bench.Chip(), plan, part.device.chip, bench.settings));
   CheckedDevice device(bench);
   device.LoadWell(plan);
+}
+
+// An image that would keep everybody out of the chip for ever.
+void RunLockingImage(const CheckPart& part, CheckReport& report) {
+  CheckBench bench(part, report);
+  report.At(fmt::format("{}, an image that locks the chip", part.device.name));
+  report.Count();
+  CheckImage image(part.device.chip, 100);
+  image.ForbidEverything();
+  CheckedDevice device(bench);
+  if (!device.Load(bench.Plan(image.All()))) report.Find("the load succeeds");
 }
 
 struct Change {
@@ -113,6 +130,7 @@ void RunVerifications(const CheckPart& part, CheckReport& report) {
 
 void CheckLoads(const CheckPart& part, CheckReport& report) {
   for (const LoadCase& load : s_cases) RunCase(part, load, report);
+  RunLockingImage(part, report);
   RunVerifications(part, report);
 }
 

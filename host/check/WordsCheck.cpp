@@ -49,8 +49,8 @@ std::vector<Given> Load(const CheckPart& part, std::uint8_t poison, CheckReport&
   (void)bench.Set("CcfgSkipProgrammingUserRecord=0");
   const LoadPlan plan = bench.Plan(image.All());
   bench.PutChip(ChipBeforeLoad(bench.Chip(), plan, part.device.chip, bench.settings));
-  CheckedDevice device(bench);
   Recorder recorder(poison);
+  CheckedDevice device(bench);
   device.services.AddObserver(recorder);
   PoisonAfterCalls(device.services, poison);
   if (const auto failure = device.Load(plan)) report.Find(fmt::format("the load fails: \"{}\"", *failure));
