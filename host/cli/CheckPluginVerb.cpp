@@ -39,6 +39,7 @@ DeviceDescription SoundDevice(const std::filesystem::path& file) {
 
 std::vector<DeviceDescription> DevicesNamed(const std::vector<std::string>& names) {
   std::vector<DeviceDescription> devices;
+  devices.reserve(names.size());
   for (const std::string& name : names) devices.push_back(SoundDevice(FindDeviceFile(name, DevicesFolder())));
   if (names.empty())
     for (const std::filesystem::path& file : ListDeviceFiles(DevicesFolder()))
