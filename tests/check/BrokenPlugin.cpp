@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -72,7 +73,7 @@ class BrokenHost final : public ForwardingHost {
 
 class BrokenDevice final : public virtual IFlashDevice4 {
  public:
-  explicit BrokenDevice(IFlashProgrammerUtility2 utility) : host(HostOf(utility)) {}
+  explicit BrokenDevice(IFlashProgrammerUtility2 utility) : host(std::bit_cast<HostObject*>(utility)) {}
   ~BrokenDevice() override {
     if (real != nullptr) real->Delete();
   }
@@ -138,12 +139,6 @@ class BrokenDevice final : public virtual IFlashDevice4 {
   }
 
  private:
-  static HostObject* HostOf(IFlashProgrammerUtility2 utility) {
-    HostObject* host = nullptr;
-    std::memcpy(&host, &utility, sizeof host);
-    return host;
-  }
-
   const char* Told(const char* error) {
     if (error == nullptr) return nullptr;
     hasFailed = true;
@@ -155,11 +150,12 @@ class BrokenDevice final : public virtual IFlashDevice4 {
   // Gives the object a table of its own, with what stands before its beginning.
   void DropLastSlot() {
     static const void* s_table[32];
+    void* const object = static_cast<IFlashDevice4*>(this);
     const void** table = nullptr;
-    std::memcpy(&table, static_cast<IFlashDevice4*>(this), sizeof table);
+    std::memcpy(&table, object, sizeof table);
     std::copy(table - 17, table + 14, s_table);
     table = s_table + 17;
-    std::memcpy(static_cast<void*>(static_cast<IFlashDevice4*>(this)), &table, sizeof table);
+    std::memcpy(object, &table, sizeof table);
   }
 
   BrokenHost host;
