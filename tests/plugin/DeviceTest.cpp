@@ -1,5 +1,8 @@
 #include "DeviceTest.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -35,13 +38,12 @@ std::string Brief(const SaciCommand& command) {
   char text[40];
   std::snprintf(text, sizeof text, command.Specific() == 0 ? "%u" : "%u/%X", unsigned{command.Id()},
                 unsigned{command.Specific()});
-  if (command.Id() == 6) {
-    std::string words = text;
-    for (std::size_t i = 1; i < command.words.size(); ++i)
-      words += (i == 1 ? ":" : ",") + Hex8(command.words[i]);
-    return words;
-  }
-  if (command.Id() != 15) return text;
+  std::string told = text;
+  for (std::size_t i = 1; command.Id() == 6 && i < command.words.size(); ++i)
+    told += (i == 1 ? ":" : ",") + Hex8(command.words[i]);
+  for (std::size_t i = 0; command.Id() == 33 && i < command.streamed.size(); ++i)
+    told += (i == 0 ? ":" : ",") + std::to_string(command.streamed[i].size());
+  if (command.Id() != 15) return told;
   std::size_t words = 0;
   for (const Words& chunk : command.streamed) words += chunk.size();
   std::snprintf(text, sizeof text, "15@%X+%zX", command.words.at(2), 4 * words);
@@ -133,6 +135,13 @@ void Bench::Give(const std::string& setting) {
       host.registers["CFGAP_DEVICEID"] = DeviceIdOf(value);
     } else if (name == "deviceid") {
       host.registers["CFGAP_DEVICEID"] = Hex(value);
+    } else if (name == "hsm") {
+      const int file = memfd_create("hsm", MFD_CLOEXEC);
+      for (const std::string& text : Split(value, ',')) {
+        const std::uint32_t word = Hex(text);
+        EXPECT_EQ(write(file, &word, 4), 4);
+      }
+      host.properties["HsmImagePath"] = "/proc/self/fd/" + std::to_string(file);
     } else if (name == "flip") {
       host.readFlips[Hex(value)] = 0x80;
     } else if (name == "status") {
@@ -178,6 +187,7 @@ std::string Bench::Step(const std::string& step) {
     return "ok";
   }
   if (step == "?ram") return "= " + std::to_string(host.memory.size());
+  if (step[0] == '?' && step.find('@') != std::string::npos) return Shown(step.substr(1));
   if (step[0] == '?') {
     const std::string& value = host.properties[step.substr(1)];
     return value.empty() ? "=" : "= " + value;
@@ -214,6 +224,24 @@ std::string Bench::Step(const std::string& step) {
   for (std::size_t i = 0; i < rest.size(); i += 2)
     bytes.push_back(static_cast<std::uint8_t>(Hex(rest.substr(i, 2))));
   return Write(Hex(name), bytes);
+}
+
+// ID@OFFSET+LENGTH
+std::string Bench::Shown(const std::string& part) const {
+  const Bytes bytes = Payload(static_cast<std::uint8_t>(std::stoul(part)));
+  const std::size_t begin = Hex(part.substr(part.find('@') + 1)),
+                    length = Hex(part.substr(part.find('+') + 1));
+  std::string text = "=";
+  for (std::size_t at = begin; at < begin + length; ++at) {
+    if (bytes.at(at) == 0) continue;
+    char piece[16];
+    if (at == begin || bytes[at - 1] == 0) {
+      std::snprintf(piece, sizeof piece, " %zX:", at);
+      text += piece;
+    }
+    text += Hex8(bytes[at]).substr(6);
+  }
+  return text;
 }
 
 // Adds what has happened since it was told last.
@@ -254,23 +282,11 @@ PluginDevice& Bench::Device() {
   return *made;
 }
 
-std::string Bench::Deeds() const {
-  std::vector<std::string> deeds = host.events;
-  std::erase(deeds, "identify");
-  return Joined(deeds);
-}
-
 SaciCommand Bench::Command(std::uint8_t id) const {
   for (auto command = host.commands.rbegin(); command != host.commands.rend(); ++command)
     if (command->Id() == id) return *command;
   ADD_FAILURE() << "no command " << unsigned{id} << " was sent";
   return {Words(600), {}};
-}
-
-std::string Bench::Commands() const {
-  std::string text;
-  for (const SaciCommand& command : host.commands) text += (text.empty() ? "" : " ") + Brief(command);
-  return text;
 }
 
 Bytes Bench::Payload(std::uint8_t id) const {

@@ -50,24 +50,22 @@ std::string Hex8(std::uint32_t value);  // eight upper-case digits
 //   m c s o u r                     a block: MAIN sector 0, open CCFG, SCFG, OTP, user record, 3 bytes of RAM
 //   800+400  800*400:FF  800:0102   a block at an address: of a pattern, of one value, of these bytes
 //   EnterSaci()  Erase              a script function, its integer parameter in brackets; an operation
+//   hsm=A0,5,44332211               HsmImagePath, with an image of these words there
 //   ?Name  ?ram                     tells a setting; tells how many bytes of RAM were written
-//   .                               forgets what came before
-//   all                             tells all events from here on, not only commands and messages
+//   ?12@7D0+4                       tells bytes of the last command 12, those behind its key: all but the
+//   zeros .                               forgets what came before all                             tells all
+//   events from here on, not only commands and messages
 class Bench {
  public:
   // What came of it, in order: commands as id/specific in hex ("/0" is left out; passwords with their words,
-  // MAIN flash as 15@address+length), messages as "I text" and "E text", what was asked for as "= text", and
-  // "! text" of a step that failed, or what a script function returned instead of 0. Commands are separated
-  // by blanks, the rest by " | ".
+  // MAIN flash as 15@address+length, HSM firmware with the words of each transfer), messages as "I text" and
+  // "E text", what was asked for as "= text", and "! text" of a step that failed, or what a script function
+  // returned instead of 0. Commands are separated by blanks, the rest by " | ".
   std::string Play(const std::string& script);
 
   // Made and initialized at the first step, so that settings come before; what that called is forgotten.
   PluginDevice& Device();
 
-  // All events but "identify".
-  [[nodiscard]] std::string Deeds() const;
-  // All commands, as Play() tells them.
-  [[nodiscard]] std::string Commands() const;
   // The last command with this id; fails the test when there is none.
   [[nodiscard]] SaciCommand Command(std::uint8_t id) const;
   // The bytes that follow its header and key.
@@ -80,6 +78,7 @@ class Bench {
   void Give(const std::string& setting);
   std::string Step(const std::string& step);
   std::string Write(std::uint32_t address, const Bytes& data) { return Device().Write(address, data); }
+  [[nodiscard]] std::string Shown(const std::string& part) const;
   void Tell();
 
   std::optional<PluginDevice> made;

@@ -84,10 +84,11 @@ TEST_F(SaciCommandsTest, EachCommandIsTheseWords) {
 }
 
 TEST_F(SaciCommandsTest, ConfigurationCommandsHaveTheConfiguredSize) {
-  saci.setCcfgSize(host.ccfgSize = 1024);
-  saci.setCcfgUserRecordSize(host.ccfgUserRecordSize = 64);
-  saci.setScfgSize(host.scfgSize = 512);
-  saci.setMainSectorSize(host.mainSectorSize = 256);
+  host.Set("CcfgSize=400; CcfgUserRecordSize=40; ScfgSize=200; SectorSize=100");
+  saci.setCcfgSize(1024);
+  saci.setCcfgUserRecordSize(64);
+  saci.setScfgSize(512);
+  saci.setMainSectorSize(256);
   saci.ProgCcfgSector(Pattern(2048), true);
   saci.ProgCcfgUserRecord(Pattern(8));
   saci.ProgScfgSector(Pattern(8));

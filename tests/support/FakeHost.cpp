@@ -44,7 +44,9 @@ std::string Joined(const std::vector<std::string>& lines) {
 }
 
 // A complete description of the smallest chip, each setting at a value that does nothing unusual.
-FakeHost::FakeHost() {
+FakeHost::FakeHost() : HostObject{nullptr} {
+  const static HostFunctionTable s_table = host::HostTable<FakeHost>::Make();
+  table = &s_table;
   Set("SectorSize=0x800; CcfgBase=0x4E020000; CcfgSize=0x800; CcfgUserRecordSize=0x80; ScfgBase=0x4E040000");
   Set("ScfgSize=0x400; OtpBase=0x4E020800; OtpSize=0x100");
   Set("DeviceInfoRevisionTranslation=0x1BB77:1.0:A:0x0BB98:1.0:B:0x1BB98:2.0:E:0x0BBC5:1.0:A:0x0BBCC:1.0:A");
@@ -69,15 +71,6 @@ void FakeHost::Set(const std::string& settings) {
   }
 }
 
-void FakeHost::FailCall(unsigned nth, std::string text) {
-  failAfter = nth;
-  failText = std::move(text);
-}
-
-void FakeHost::FailNext(std::string prefix, std::string text) {
-  failPrefixes[std::move(prefix)] = std::move(text);
-}
-
 void FakeHost::ForgetCalls() {
   calls.clear();
   events.clear();
@@ -94,18 +87,8 @@ std::vector<std::string> FakeHost::Plot(const std::vector<std::string>& prefixes
   return plot;
 }
 
-Bytes FakeHost::CommandIds() const {
-  Bytes ids;
-  for (const SaciCommand& command : commands) ids.push_back(command.Id());
-  return ids;
-}
-
 const char* FakeHost::Begin(const std::string& call) {
   calls.push_back(call);
-  if (failAfter != 0 && --failAfter == 0) {
-    faultInjected = true;
-    return Refuse(failText);
-  }
   const auto prefix = std::find_if(failPrefixes.begin(), failPrefixes.end(),
                                    [&](const auto& entry) { return call.starts_with(entry.first); });
   if (prefix == failPrefixes.end()) return nullptr;
@@ -125,13 +108,13 @@ const char* FakeHost::RefuseAsBreach(const std::string& text) {
   return Refuse(text);
 }
 
-const char* FakeHost::GetProperty(const char* name) {
-  if (Begin(std::string("GetProperty ") + name) != nullptr) return nullptr;
+const char* FakeHost::GetValueOfProperty(const char* name) {
+  calls.push_back(std::string("GetProperty ") + name);
   const auto property = properties.find(name);
   return property == properties.end() ? nullptr : property->second.c_str();
 }
 
-const char* FakeHost::SetProperty(const char* name, const char* value) {
+const char* FakeHost::SetValueOfProperty(const char* name, const char* value) {
   const std::string call = std::string("SetProperty ") + name + " " + value;
   if (!call.starts_with("SetProperty DeviceInfo")) events.push_back(call);
   if (call.starts_with("SetProperty DeviceInfoRevision")) events.emplace_back("identify");
