@@ -4,6 +4,7 @@
 
 #include "DeviceTest.h"
 #include "ExceptionSafeFlashDevice.h"
+#include "FlashDeviceTovik.h"
 
 namespace {
 
@@ -114,18 +115,9 @@ TEST(HostMemory, ARangeIsOneCallWithTheWidthOfItsElements) {
 
 // What the plug-in's own device never does: to throw what is no std::exception, to have no names at first, to
 // return a text.
-struct OddDevice {
-  OddDevice(const std::string&, const std::string&, const std::string&, IFlashProgrammerUtility2) {}
-  void Initialize() {}
-  static bool FlashAvailable() { return true; }
-  static const char* ListSupportedOperations() { return ""; }
-  static bool AddressWithinFlash(unsigned) { return true; }
-  static bool AnyRangeWithinFlash(unsigned, int) { return true; }
-  void WriteDataToFlash(const unsigned char*, unsigned, int, short) {}
-  void PerformOperation(const std::string&) { throw 7; }
-  void ResetSettings(ProgramState) {}
-  static bool HandleVerification(unsigned) { return true; }
-  void LoadImages(const std::vector<Debugger::ProgramImage>&) {}
+struct OddDevice : FlashDeviceTovik {
+  using FlashDeviceTovik::FlashDeviceTovik;
+  static void PerformOperation(const std::string&) { throw 7; }
   std::vector<std::string> GetRuneFunctionNames() {
     if (++asked == 1) throw std::runtime_error("no names yet");
     return {"echo", std::to_string(asked)};
@@ -151,8 +143,8 @@ const C_RuneValue& RecordOf(const RuneValue& value) {
 TEST(AdapterFrame, PassesOnWhatTheDeviceDoes) {
   using Factory = FlashDeviceFactory4<OddDevice, unsigned char, unsigned int>;
   IFlashDevice4* adapter = nullptr;
-  EXPECT_EQ(Outcome(Factory::MakeExceptionSafe("", "", "", IFlashProgrammerUtility2(nullptr), &adapter)),
-            "ok");
+  FakeHost host;
+  EXPECT_EQ(Outcome(Factory::MakeExceptionSafe("", "", "", host.Utility(), &adapter)), "ok");
   EXPECT_THROW(adapter->PerformOperation(""), int);  // only standard exceptions become texts
 
   unsigned count = 0;
