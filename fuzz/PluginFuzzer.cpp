@@ -143,14 +143,9 @@ class Session {
   }
 
   [[nodiscard]] std::uint32_t BlockLength() {
-    const std::uint32_t lengths[] = {0,
-                                     1,
-                                     kSectorSize,
-                                     map.ccfg.size,
-                                     map.userRecord.size,
-                                     map.scfg.size,
-                                     map.ccfg.size + map.otp.size,
-                                     kLongestBlock};
+    const std::uint32_t ccfg = map.ccfg.size, record = map.userRecord.size, scfg = map.scfg.size;
+    const std::uint32_t lengths[] = {0,      1,    kSectorSize,         ccfg,
+                                     record, scfg, ccfg + map.otp.size, kLongestBlock};
     const std::uint8_t choice = operations.Byte();
     if ((choice & 0x80) != 0) return operations.Word() % kLongestBlock;
     return lengths[choice % std::size(lengths)];
