@@ -64,25 +64,6 @@ Bytes OpenCcfg() {
   return ccfg;
 }
 
-std::uint32_t ReferenceCrc32(std::span<const std::uint8_t> data) {
-  std::uint32_t crc = 0xFFFFFFFF;
-  for (const std::uint8_t byte : data) {
-    crc ^= byte;
-    for (int bit = 0; bit < 8; ++bit) crc = (crc >> 1) ^ ((crc & 1) != 0 ? 0xEDB88320 : 0);
-  }
-  return ~crc;
-}
-
-std::uint32_t Crc(const Bytes& bytes, std::size_t offset, std::size_t length) {
-  return ReferenceCrc32(std::span(bytes).subspan(offset, length));
-}
-
-std::uint32_t WordAt(const Bytes& bytes, std::size_t offset) {
-  std::uint32_t word = 0;
-  std::memcpy(&word, bytes.data() + offset, sizeof word);
-  return word;
-}
-
 Bytes BytesOf(std::span<const std::uint32_t> words) {
   Bytes bytes(words.size_bytes());
   if (!words.empty()) std::memcpy(bytes.data(), words.data(), bytes.size());
@@ -228,7 +209,9 @@ std::string Bench::Step(const std::string& step) {
 
 // ID@OFFSET+LENGTH
 std::string Bench::Shown(const std::string& part) const {
-  const Bytes bytes = Payload(static_cast<std::uint8_t>(std::stoul(part)));
+  const SaciCommand command = Command(static_cast<std::uint8_t>(std::stoul(part)));
+  const bool isVerification = command.Id() == 16 || command.Id() == 17 || command.Id() == 27;
+  const Bytes bytes = BytesOf(std::span(command.words).subspan(isVerification ? 1 : 2));
   const std::size_t begin = Hex(part.substr(part.find('@') + 1)),
                     length = Hex(part.substr(part.find('+') + 1));
   std::string text = "=";
@@ -287,11 +270,6 @@ SaciCommand Bench::Command(std::uint8_t id) const {
     if (command->Id() == id) return *command;
   ADD_FAILURE() << "no command " << unsigned{id} << " was sent";
   return {Words(600), {}};
-}
-
-Bytes Bench::Payload(std::uint8_t id) const {
-  const SaciCommand command = Command(id);
-  return BytesOf(std::span(command.words).subspan(2));
 }
 
 std::size_t Bench::CallCount(const std::string& call) const {

@@ -30,10 +30,6 @@ const std::string kNoErase = "FlashEraseSetting=Do not erase sectors (program lo
 Bytes Pattern(std::size_t size, std::uint8_t seed = 1);
 // A CCFG sector that leaves debugging open.
 Bytes OpenCcfg();
-// IEEE 802.3, bit by bit: written anew here, so that the device's table cannot vouch for itself.
-std::uint32_t ReferenceCrc32(std::span<const std::uint8_t> data);
-std::uint32_t Crc(const Bytes& bytes, std::size_t offset, std::size_t length);
-std::uint32_t WordAt(const Bytes& bytes, std::size_t offset);
 Bytes BytesOf(std::span<const std::uint32_t> words);
 std::string Hex8(std::uint32_t value);  // eight upper-case digits
 
@@ -68,8 +64,6 @@ class Bench {
 
   // The last command with this id; fails the test when there is none.
   [[nodiscard]] SaciCommand Command(std::uint8_t id) const;
-  // The bytes that follow its header and key.
-  [[nodiscard]] Bytes Payload(std::uint8_t id) const;
   [[nodiscard]] std::size_t CallCount(const std::string& call) const;
 
   FakeHost host;

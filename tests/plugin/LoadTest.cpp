@@ -22,23 +22,6 @@ TEST_F(LoadTest, AnEmptyLoadOnlyReattaches) {
                     "Connect false", "SetCoreById SEC_AP", "Disconnect true"}));
 }
 
-TEST_F(LoadTest, AWholeLoadEndsInThisOrder) {
-  Play("start o s r c m . end");  // whatever order the blocks had
-  const auto crc = [](std::size_t offset, std::size_t length) {
-    return " " + Hex8(Crc(OpenCcfg(), offset, length));
-  };
-  EXPECT_EQ(
-      Joined(host.events),
-      Joined({"SACI 12/0001 514 words",
-              "SACI 17/0003" + crc(0, 0xC) + crc(0x10, 0x6EC) + crc(0x700, 0x7C) + crc(0x7D0, 0x2C),
-              "SACI 26/0400 258 words", "SACI 27/0001 " + Hex8(Crc(Pattern(kScfgSize), 0, 0xE4)),
-              "SACI 25/0100 514 words", "SEC_AP Disconnect true", "CS_DAP_0 Disconnect true",
-              "CS_DAP_0 Connect false", "CS_DAP_0 reset request 0x5C", "CS_DAP_0 ReConnect", "SACI 1/0000",
-              "identify", "SACI 5/0000", "WriteMemory CS_DAP_0 @0x20000000 page 0 size 1 x3: 02 09 10",
-              "ReadMemory CS_DAP_0 @0x20000000 page 0 size 1 x3", "Cortex Connect false",
-              "SEC_AP Disconnect true"}));
-}
-
 // As a whole the block lies in no region, so it starts nothing; the filter leaves a piece that lies in one. A
 // CCFG piece taken now would end in a CCFG of zeros, which locks the chip.
 TEST_F(LoadTest, APieceThatReachesFlashUnannouncedIsRefused) {
