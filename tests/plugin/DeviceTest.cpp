@@ -1,11 +1,12 @@
 #include "DeviceTest.h"
 
+#include <fmt/format.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+#include <numeric>
 #include <sstream>
 
 namespace {
@@ -35,19 +36,17 @@ std::uint32_t DeviceIdOf(const std::string& part) {
 }
 
 std::string Brief(const SaciCommand& command) {
-  char text[40];
-  std::snprintf(text, sizeof text, command.Specific() == 0 ? "%u" : "%u/%X", unsigned{command.Id()},
-                unsigned{command.Specific()});
-  std::string told = text;
-  for (std::size_t i = 1; command.Id() == 6 && i < command.words.size(); ++i)
-    told += (i == 1 ? ":" : ",") + Hex8(command.words[i]);
-  for (std::size_t i = 0; command.Id() == 33 && i < command.streamed.size(); ++i)
-    told += (i == 0 ? ":" : ",") + std::to_string(command.streamed[i].size());
-  if (command.Id() != 15) return told;
-  std::size_t words = 0;
-  for (const Words& chunk : command.streamed) words += chunk.size();
-  std::snprintf(text, sizeof text, "15@%X+%zX", command.words.at(2), 4 * words);
-  return text;
+  std::vector<std::size_t> transfers;
+  for (const Words& words : command.streamed) transfers.push_back(words.size());
+  if (command.Id() == 15)
+    return fmt::format("15@{:X}+{:X}", command.words.at(2),
+                       4 * std::accumulate(transfers.begin(), transfers.end(), std::size_t{0}));
+  if (command.Id() == 33) return fmt::format("33:{}", fmt::join(transfers, ","));
+  std::string told = std::to_string(command.Id());
+  if (command.Specific() != 0) told += fmt::format("/{:X}", command.Specific());
+  if (command.Id() == 6)
+    told += fmt::format(":{:08X}", fmt::join(command.words.begin() + 1, command.words.end(), ","));
+  return told;
 }
 
 }  // namespace
@@ -68,12 +67,6 @@ Bytes BytesOf(std::span<const std::uint32_t> words) {
   Bytes bytes(words.size_bytes());
   if (!words.empty()) std::memcpy(bytes.data(), words.data(), bytes.size());
   return bytes;
-}
-
-std::string Hex8(std::uint32_t value) {
-  char text[12];
-  std::snprintf(text, sizeof text, "%08X", value);
-  return text;
 }
 
 std::string Bench::Play(const std::string& script) {
@@ -217,12 +210,8 @@ std::string Bench::Shown(const std::string& part) const {
   std::string text = "=";
   for (std::size_t at = begin; at < begin + length; ++at) {
     if (bytes.at(at) == 0) continue;
-    char piece[16];
-    if (at == begin || bytes[at - 1] == 0) {
-      std::snprintf(piece, sizeof piece, " %zX:", at);
-      text += piece;
-    }
-    text += Hex8(bytes[at]).substr(6);
+    if (at == begin || bytes[at - 1] == 0) text += fmt::format(" {:X}:", at);
+    text += fmt::format("{:02X}", bytes[at]);
   }
   return text;
 }

@@ -31,7 +31,6 @@ Bytes Pattern(std::size_t size, std::uint8_t seed = 1);
 // A CCFG sector that leaves debugging open.
 Bytes OpenCcfg();
 Bytes BytesOf(std::span<const std::uint32_t> words);
-std::string Hex8(std::uint32_t value);  // eight upper-case digits
 
 // A device of the built library over a fake host, and scripts that drive it: settings and steps, separated by
 // semicolons, steps also by blanks. Numbers are hexadecimal but for the ids of commands.

@@ -77,8 +77,8 @@ TEST_F(SaciCommandsTest, EachCommandIsTheseWords) {
     for (const std::uint8_t result : Bytes{0x00, 0x84}) {  // a refusal is returned, not thrown
       StartAt(0);
       host.ReplyOnce(static_cast<std::uint8_t>(row.words[0]), {.result = result});
-      EXPECT_EQ(row.send(), result) << Hex8(row.words[0]);
-      EXPECT_EQ(host.commands.at(0).words, row.words) << Hex8(row.words[0]);
+      EXPECT_EQ(row.send(), result) << std::hex << row.words[0];
+      EXPECT_EQ(host.commands.at(0).words, row.words) << std::hex << row.words[0];
     }
   }
 }

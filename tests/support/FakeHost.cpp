@@ -1,10 +1,10 @@
 #include "FakeHost.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <sstream>
 #include <utility>
@@ -18,21 +18,14 @@ constexpr unsigned long long kFirstRegister = 0x0F000000;
 
 constexpr std::size_t kElementsShown = 8;
 
-std::string Hex(std::uint64_t value, int digits = 0) {
-  char text[24];
-  std::snprintf(text, sizeof text, "%0*llX", digits, static_cast<unsigned long long>(value));
-  return text;
-}
-
 std::string RegisterName(Debugger::Address address) {
   const std::uint64_t index = (Extract(address) - kFirstRegister) / 4;
-  return index < s_registerNames.size() ? s_registerNames[index] : "@0x" + Hex(Extract(address));
+  return index < s_registerNames.size() ? s_registerNames[index] : fmt::format("@0x{:X}", Extract(address));
 }
 
 std::string MemoryLine(const char* call, const std::string& core, std::uint64_t address, int page,
                        std::size_t size, std::size_t count) {
-  return std::string(call) + " " + core + " @0x" + Hex(address) + " page " + std::to_string(page) + " size " +
-         std::to_string(size) + " x" + std::to_string(count);
+  return fmt::format("{} {} @0x{:X} page {} size {} x{}", call, core, address, page, size, count);
 }
 
 }  // namespace
@@ -179,8 +172,8 @@ const char* FakeHost::ReadReg(Debugger::Address address, unsigned long long* val
 
 const char* FakeHost::WriteReg(Debugger::Address address, unsigned long long value) {
   const std::string name = RegisterName(address);
-  const std::string call = "WriteReg " + name + " 0x" + Hex(value);
-  if (name == "SECAP_RSTCTL") events.push_back(currentCore + " reset request 0x" + Hex(value));
+  const std::string call = fmt::format("WriteReg {} 0x{:X}", name, value);
+  if (name == "SECAP_RSTCTL") events.push_back(fmt::format("{} reset request 0x{:X}", currentCore, value));
   if (const char* error = Begin(call)) return error;
   if (currentCore != "CS_DAP_0" || connectedCores.count(currentCore) == 0)
     return RefuseAsBreach(call + " through " + currentCore);
@@ -254,7 +247,7 @@ const char* FakeHost::WriteMemory(const void* elements, std::size_t count, Debug
   for (std::size_t i = 0; i < std::min(count, kElementsShown); ++i) {
     std::uint32_t element = 0;
     std::memcpy(&element, bytes + i * size, std::min<std::size_t>(size, 4));
-    shown += " " + Hex(element, static_cast<int>(2 * size));
+    shown += fmt::format(" {:0{}X}", element, 2 * size);
   }
   if (count > kElementsShown) shown += " ...";
   if (currentCore != "SEC_AP") events.push_back(shown);

@@ -1,7 +1,7 @@
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
 #include "FakeHost.h"
@@ -22,14 +22,9 @@ bool IsKeyed(std::uint8_t id) {
 constexpr std::size_t kWordsTold = 6;  // header included
 
 std::string Told(const SaciCommand& command) {
-  char text[24];
-  std::snprintf(text, sizeof text, "SACI %u/%04X", unsigned{command.Id()}, unsigned{command.Specific()});
-  std::string line = text;
-  if (command.words.size() > kWordsTold) return line + " " + std::to_string(command.words.size()) + " words";
-  for (std::size_t i = 1; i < command.words.size(); ++i) {
-    std::snprintf(text, sizeof text, " %08X", command.words[i]);
-    line += text;
-  }
+  std::string line = fmt::format("SACI {}/{:04X}", command.Id(), command.Specific());
+  if (command.words.size() > kWordsTold) return fmt::format("{} {} words", line, command.words.size());
+  for (std::size_t i = 1; i < command.words.size(); ++i) line += fmt::format(" {:08X}", command.words[i]);
   return line;
 }
 
