@@ -188,14 +188,17 @@ std::string Bench::Step(const std::string& step) {
     if (rest != ")") parameters.emplace_back(std::stoll(rest));
     return plugin.Script(name.c_str(), parameters);
   }
-  if (step[mark] == '+') return Write(Hex(name), Pattern(Hex(rest)));
-  if (step[mark] == '*') {
-    const std::size_t colon = rest.find(':');
-    const std::uint32_t value = colon == std::string::npos ? 0xFF : Hex(rest.substr(colon + 1));
-    return Write(Hex(name), Bytes(Hex(rest.substr(0, colon)), static_cast<std::uint8_t>(value)));
-  }
   Bytes bytes;
-  for (std::size_t i = 0; i < rest.size(); i += 2)
+  for (std::size_t at = mark, end = 0; step[mark] != ':' && at < step.size(); at = end) {
+    end = std::min(step.find_first_of("+*", at + 1), step.size());
+    const std::string part = step.substr(at + 1, end - at - 1);
+    const std::size_t colon = part.find(':');
+    const std::uint32_t value = colon == std::string::npos ? 0xFF : Hex(part.substr(colon + 1));
+    const Bytes more = step[at] == '+' ? Pattern(Hex(part))
+                                       : Bytes(Hex(part.substr(0, colon)), static_cast<std::uint8_t>(value));
+    bytes.insert(bytes.end(), more.begin(), more.end());
+  }
+  for (std::size_t i = 0; step[mark] == ':' && i < rest.size(); i += 2)
     bytes.push_back(static_cast<std::uint8_t>(Hex(rest.substr(i, 2))));
   return Write(Hex(name), bytes);
 }

@@ -24,8 +24,6 @@ constexpr std::uint32_t kScfg = 0x4E040000;
 constexpr std::uint32_t kScfgSize = 0x400;
 constexpr std::uint32_t kRam = 0x20000000;
 
-const std::string kNoErase = "FlashEraseSetting=Do not erase sectors (program load only); ";
-
 // `size` bytes that differ from their neighbours, and none of them 0xFF or 0.
 Bytes Pattern(std::size_t size, std::uint8_t seed = 1);
 // A CCFG sector that leaves debugging open.
@@ -43,7 +41,8 @@ Bytes BytesOf(std::span<const std::uint32_t> words);
 //   34!8E#33  34<0~10               with another command's id; ready so many polls late (both decimal)
 //   init  start  end                Initialize and ResetSettings
 //   m c s o u r                     a block: MAIN sector 0, open CCFG, SCFG, OTP, user record, 3 bytes of RAM
-//   800+400  800*400:FF  800:0102   a block at an address: of a pattern, of one value, of these bytes
+//   800+400  800*400:FF  800:0102   a block at an address: of a pattern, of one value, of these bytes;
+//   0+800*1000+800                  of several of the first two
 //   EnterSaci()  Erase              a script function, its integer parameter in brackets; an operation
 //   hsm=A0,5,44332211               HsmImagePath, with an image of these words there
 //   ?Name  ?ram                     tells a setting; tells how many bytes of RAM were written

@@ -22,19 +22,6 @@ TEST_F(LoadTest, AnEmptyLoadOnlyReattaches) {
                     "Connect false", "SetCoreById SEC_AP", "Disconnect true"}));
 }
 
-// As a whole the block lies in no region, so it starts nothing; the filter leaves a piece that lies in one. A
-// CCFG piece taken now would end in a CCFG of zeros, which locks the chip.
-TEST_F(LoadTest, APieceThatReachesFlashUnannouncedIsRefused) {
-  for (const bool intoCcfg : {true, false}) {
-    Play("FlashPagesFilledWith=1; start");
-    Bytes block = Pattern(2 * kSector);
-    std::fill_n(block.begin() + (intoCcfg ? 0 : kSector), kSector, std::uint8_t{0xFF});
-    EXPECT_EQ(Device().Write((intoCcfg ? kCcfg : 0x80000) - kSector, block),
-              "Image data of a block that lies only partly in flash cannot be programmed");
-    EXPECT_EQ(Play(". end"), "1 5");
-  }
-}
-
 // Nonsense lengths must not reach past the block that the host handed over.
 TEST_F(LoadTest, NegativeLengthsAreSurvived) {
   const Bytes block = Pattern(4);
