@@ -155,8 +155,8 @@ void Put(Table& table, Function function) {
   Put<position>(table, function, &Function::operator());
 }
 
-// 0 GetValueOfProperty, 1 SetValueOfProperty, 7 ResetTarget, 19 ReportError, 20 ReportInfo, 22 Sleep, 27 SetCore,
-// 33 Disconnect, 34 IsConnected, 36 SetCoreById, 37 Connect, 38 ReConnect
+// 0 GetValueOfProperty, 1 SetValueOfProperty, 7 ResetTarget, 19 ReportError, 20 ReportInfo, 22 Sleep,
+// 27 SetCore, 33 Disconnect, 34 IsConnected, 36 SetCoreById, 37 Connect, 38 ReConnect
 void PutMessagesAndCores(Table& table) {
   Put<0>(table, [](Host&, const char* name) -> const char* {
     for (const auto& [property, value] : s_properties)
@@ -197,8 +197,8 @@ void PutMessagesAndCores(Table& table) {
   Put<38>(table, [](Host&) {});
 }
 
-// 10 ReadMemory, 11 WriteMemory, 12 LookupReg, 13 ReadReg, 14 WriteReg. Addresses come as the plain words that
-// they are in a register.
+// 10 ReadMemory, 11 WriteMemory, 12 LookupReg, 13 ReadReg, 14 WriteReg; addresses come as the plain words
+// that they are in a register.
 void PutMemoryAndRegisters(Table& table) {
   using Address = unsigned long long;
   Put<10>(table, [](Host& host, void* elements, std::size_t count, Address address, int page,
