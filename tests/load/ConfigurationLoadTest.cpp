@@ -4,7 +4,7 @@
 #include "Workbench.h"
 #include "tests/support/ErrorOf.h"
 
-// What becomes of a user record alone, and what a load gets of a chip whose CCFG forbids debugging.
+// A user record by itself, and what a load gets of a chip whose CCFG forbids debugging.
 
 namespace {
 
