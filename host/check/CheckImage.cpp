@@ -19,8 +19,6 @@ constexpr std::size_t kScfgPermissions = 0x08;
 constexpr std::uint8_t kOpen = 0xAA;
 constexpr std::size_t kKeyRing = 0xE8;
 constexpr std::size_t kTwoKeys = 2 * 44;
-constexpr std::uint8_t kDebugOpen = 0x5A;
-constexpr std::uint8_t kDebugByPassword = 0xA5;
 
 constexpr std::uint32_t kSingleSectors = 32;  // with a bit each in the retain field's first word
 constexpr std::uint32_t kGroup = 8;           // sectors that a bit of the other words stands for

@@ -40,6 +40,11 @@ struct CheckImage {
   // Neither erasing nor programming, nor any other command.
   void ForbidEverything();
 
+  // Types of debug authorization in the CCFG.
+  static constexpr std::uint8_t kDebugOpen = 0x5A;
+  static constexpr std::uint8_t kDebugByPassword = 0xA5;
+  static constexpr std::uint8_t kDebugClosed = 0x00;
+
   static constexpr std::uint32_t kFilledSector = 32;
   static constexpr std::uint8_t kFillByte = 0xEE;
   static constexpr std::string_view kPassword = "open sesame!";  // whole words: hashed as it is

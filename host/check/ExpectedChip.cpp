@@ -18,9 +18,6 @@ using Bytes = std::vector<std::uint8_t>;
 using simulator::ChipState;
 
 constexpr std::uint8_t kErased = 0xFF;
-constexpr std::uint8_t kDebugOpen = 0x5A;
-constexpr std::uint8_t kDebugByPassword = 0xA5;
-constexpr std::uint8_t kDebugClosed = 0x00;
 
 // What the plan has for MAIN flash, sector by sector.
 struct PlannedMain {
@@ -65,9 +62,9 @@ Bytes LoadedCcfg(Bytes ccfg, const ChipFacts& facts, const PropertyStore& settin
   if (IsOn(settings, "CcfgOverwriteAuthorizationFieldsToggle")) {
     const std::string type = settings.Get("CcfgOverwriteAuthorizationFieldsTypeChoicelist");
     std::uint8_t& inCcfg = ccfg[facts.authorizationTypeOffset];
-    inCcfg = type.ends_with("allowed") ? kDebugOpen : kDebugByPassword;
-    if (type == "Debug not allowed") inCcfg = kDebugClosed;
-    if (inCcfg == kDebugByPassword) {
+    inCcfg = type.ends_with("allowed") ? CheckImage::kDebugOpen : CheckImage::kDebugByPassword;
+    if (type == "Debug not allowed") inCcfg = CheckImage::kDebugClosed;
+    if (inCcfg == CheckImage::kDebugByPassword) {
       std::ranges::copy(FromHex(settings.Get("CcfgOverwriteAuthorizationFieldsPasswordId")),
                         ccfg.begin() + facts.authorizationIdOffset);
       std::ranges::copy(FromHex(settings.Get("CcfgOverwriteAuthorizationFieldsPasswordHash")),
@@ -82,7 +79,7 @@ Bytes LoadedCcfg(Bytes ccfg, const ChipFacts& facts, const PropertyStore& settin
 bool ClosesDebugging(const LoadPlan& plan, const ChipFacts& facts, const PropertyStore& settings) {
   const ImageBlock* const ccfg = plan.Find(Region::Ccfg);
   return ccfg != nullptr &&
-         LoadedCcfg(ccfg->data, facts, settings)[facts.authorizationTypeOffset] == kDebugClosed;
+         LoadedCcfg(ccfg->data, facts, settings)[facts.authorizationTypeOffset] == CheckImage::kDebugClosed;
 }
 
 void LoadBlock(ChipState& chip, const ImageBlock& block, const ChipFacts& facts,
