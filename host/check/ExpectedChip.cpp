@@ -17,8 +17,6 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using simulator::ChipState;
 
-constexpr std::uint8_t kErased = 0xFF;
-
 // What the plan has for MAIN flash, sector by sector.
 struct PlannedMain {
   Bytes bytes;

@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "ForwardingHost.h"
 #include "IFlashDevice2.h"
+#include "host/plugin/HostTable.h"
 
 namespace {
 
@@ -28,48 +28,79 @@ bool Is(std::string_view fault) {
   return s_fault == fault;
 }
 
-class BrokenHost final : public ForwardingHost {
-  using ForwardingHost::ForwardingHost;
+class BrokenHost final : public HostObject {
+ public:
+  explicit BrokenHost(HostObject* realHost) : HostObject{&s_table}, real(realHost) {}
+  [[nodiscard]] IFlashProgrammerUtility2 Utility() { return IFlashProgrammerUtility2(this); }
 
-  void After(const SeenCall& call, const char* error) override {
-    isAfterTransfer = call.function == "WriteMemory";
-    if (error == nullptr) return;
+ private:
+  friend class host::HostTable<BrokenHost>;
+  using Address = Debugger::Address;
+  using Table = HostFunctionTable;
+
+  template <auto slot, typename... Arguments>
+  const char* Pass(Arguments... arguments) {
+    isAfterTransfer = false;
+    const char* const error = (real->table->*slot)(real, arguments...);
+    if (error == nullptr) return nullptr;
     if (Is("crash")) std::abort();
     if (Is("exit")) _exit(0);
     while (Is("hang")) (void)pause();
+    return error;
   }
-  const char* ReportInfo(const char* message) override {
-    std::string text = message;
-    if (const auto at = text.find(" 4."); Is("version") && at != std::string::npos) text[at + 1] = '3';
-    if (Is("print")) (void)std::puts(message);
-    return ForwardingHost::ReportInfo(text.c_str());
-  }
-  const char* SetProperty(const char* name, const char* value) override {
+
+  const char* GetValueOfProperty(const char* name) { return real->table->getValueOfProperty(real, name); }
+  const char* SetValueOfProperty(const char* name, const char* value) {
     const bool isSize = std::strcmp(name, "DeviceInfoFlashSize") == 0;
-    return ForwardingHost::SetProperty(name, Is("size") && isSize ? "1 KB" : value);
+    return Pass<&Table::setValueOfProperty>(name, Is("size") && isSize ? "1 KB" : value);
   }
-  const char* SetCoreById(const char* id) override {
-    return Is("keep-port") && isAfterTransfer ? nullptr : ForwardingHost::SetCoreById(id);
+  const char* ResetTarget(int kind) { return Pass<&Table::resetTarget>(kind); }
+  const char* ReadMemory(void* elements, std::size_t count, Address address, int page, std::size_t size) {
+    return Pass<&Table::readMemory>(elements, count, address, page, size);
   }
-  const char* Connect(bool option) override {
-    return Is("connect") ? nullptr : ForwardingHost::Connect(option);
-  }
-  const char* WriteReg(Debugger::Address address, unsigned long long value) override {
-    const char* const error = ForwardingHost::WriteReg(address, value);
-    return Is("swallow") ? nullptr : error;
-  }
-  const char* WriteMemory(const void* elements, std::size_t count, Debugger::Address address, int page,
-                          std::size_t size) override {
+  const char* WriteMemory(const void* elements, std::size_t count, Address address, int page,
+                          std::size_t size) {
     std::uint32_t words[500];
     if ((Is("unset") || Is("long")) && size == sizeof *words && count > 30 && count < std::size(words)) {
       elements = std::memcpy(words, elements, (count - 1) * size);
       count += Is("long") ? 1U : 0U;
     }
-    return ForwardingHost::WriteMemory(elements, count, address, page, size);
+    const char* const error = Pass<&Table::writeMemory>(elements, count, address, page, size);
+    isAfterTransfer = true;
+    return error;
   }
+  const char* LookupReg(const char* name, Address* address) { return Pass<&Table::lookupReg>(name, address); }
+  const char* ReadReg(Address address, unsigned long long* value) {
+    return Pass<&Table::readReg>(address, value);
+  }
+  const char* WriteReg(Address address, unsigned long long value) {
+    const char* const error = Pass<&Table::writeReg>(address, value);
+    return Is("swallow") ? nullptr : error;
+  }
+  const char* ReportError(const char* message) { return Pass<&Table::reportError>(message); }
+  const char* ReportInfo(const char* message) {
+    std::string text = message;
+    if (const auto at = text.find(" 4."); Is("version") && at != std::string::npos) text[at + 1] = '3';
+    if (Is("print")) (void)std::puts(message);
+    return Pass<&Table::reportInfo>(text.c_str());
+  }
+  const char* Sleep(unsigned milliseconds) { return Pass<&Table::sleep>(milliseconds); }
+  const char* SetCore(const char* name) { return Pass<&Table::setCore>(name); }
+  const char* Disconnect(bool option) { return Pass<&Table::disconnect>(option); }
+  const char* IsConnected(bool* connected) { return Pass<&Table::isConnected>(connected); }
+  const char* SetCoreById(const char* id) {
+    return Is("keep-port") && isAfterTransfer ? nullptr : Pass<&Table::setCoreById>(id);
+  }
+  const char* Connect(bool option) { return Is("connect") ? nullptr : Pass<&Table::connect>(option); }
+  const char* ReConnect() { return Pass<&Table::reConnect>(); }
+  const char* ReservedFunction(int) { std::abort(); }
 
+  static const HostFunctionTable s_table;
+  HostObject* real;
   bool isAfterTransfer = false;
 };
+
+const HostFunctionTable BrokenHost::s_table = host::HostTable<BrokenHost>::Make();
 
 class BrokenDevice final : public virtual IFlashDevice4 {
  public:
