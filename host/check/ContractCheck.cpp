@@ -33,10 +33,10 @@ constexpr Slot s_slots[] = {{"Initialize", 2},
                             {"ExecuteRuneFunction", 4}};
 
 // The table that an object with this interface begins with.
-using Table = const void* const*;
+using FunctionTable = const void* const*;
 template <typename Interface>
-Table TableOf(Interface* object) {
-  return *reinterpret_cast<const Table*>(object);
+FunctionTable TableOf(Interface* object) {
+  return *reinterpret_cast<const FunctionTable*>(object);
 }
 
 constexpr std::string_view kBannerBegins = "Flash loader: ";
@@ -133,7 +133,8 @@ bool Contract::Create() {
 }
 
 bool Contract::HasAllSlots() {
-  const Table tables[] = {TableOf<IFlashDevice2>(device), TableOf<IFlashDevice3>(device), TableOf(device)};
+  const FunctionTable tables[] = {TableOf<IFlashDevice2>(device), TableOf<IFlashDevice3>(device),
+                                  TableOf(device)};
   bool hasAll = true;
   for (std::size_t slot = 0; slot < std::size(s_slots); ++slot) {
     Dl_info code{};
