@@ -105,10 +105,15 @@ std::vector<std::uint8_t> WithoutUserRecord(const ChipFacts& chip, std::vector<s
   return ccfg;
 }
 
-bool KeepsSector(const ChipFacts& chip, const std::vector<std::uint8_t>& ccfg, std::uint32_t sector) {
-  const auto [word, bit] = RetainBitOf(chip, sector);
-  if (word >= chip.retainWords || !IsValid(chip, ccfg)) return false;
-  return (std::uint32_t{ccfg[chip.retainOffset + 4 * word + bit / 8]} >> bit % 8 & 1U) != 0;
+std::vector<bool> KeptSectors(const ChipFacts& chip, const std::vector<std::uint8_t>& ccfg) {
+  std::vector<bool> kept(chip.mainSize / chip.sectorSize);
+  if (!IsValid(chip, ccfg)) return kept;
+  for (std::uint32_t sector = 0; sector < kept.size(); ++sector) {
+    const auto [word, bit] = RetainBitOf(chip, sector);
+    if (word < chip.retainWords)
+      kept[sector] = (std::uint32_t{ccfg[chip.retainOffset + 4 * word + bit / 8]} >> bit % 8 & 1U) != 0;
+  }
+  return kept;
 }
 
 CheckImage::CheckImage(const ChipFacts& facts, std::uint32_t seed, Extent extent)

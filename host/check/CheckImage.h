@@ -20,9 +20,9 @@ std::vector<std::uint8_t> ScfgWithCrc(const ChipFacts& chip, std::vector<std::ui
 // A CCFG without its user record, as it is programmed unless the settings say otherwise.
 std::vector<std::uint8_t> WithoutUserRecord(const ChipFacts& chip, std::vector<std::uint8_t> ccfg);
 
-// Whether a CCFG marks a sector to be kept by a chip erase, in its retain field of a bit for each of the
-// first 32 sectors and for every eight of the others. One that is not valid keeps nothing.
-bool KeepsSector(const ChipFacts& chip, const std::vector<std::uint8_t>& ccfg, std::uint32_t sector);
+// The sectors that a CCFG marks to be kept by a chip erase, in its retain field of a bit for each of the
+// first 32 sectors and for every eight of the others. One that is not valid keeps none.
+std::vector<bool> KeptSectors(const ChipFacts& chip, const std::vector<std::uint8_t>& ccfg);
 
 // Made-up bytes for every region that a device has, in a configuration that keeps the chip open and marks
 // sectors to be kept: 1, 31, 40 to 47, and the group from 256 on where the field reaches so far. CRC words

@@ -23,10 +23,6 @@ struct PlannedMain {
   std::vector<bool> isTouched;
 };
 
-bool IsOn(const PropertyStore& settings, std::string_view name) {
-  return settings.Get(name) == "1";
-}
-
 std::span<std::uint8_t> Sector(Bytes& main, const ChipFacts& facts, std::size_t sector) {
   return std::span(main).subspan(sector * facts.sectorSize, facts.sectorSize);
 }
@@ -50,14 +46,14 @@ void LeaveOut(PlannedMain& main, const ChipFacts& facts, const PropertyStore& se
   for (std::size_t sector = 0; sector < sectors; ++sector) {
     const bool isFilled = std::ranges::all_of(Sector(main.bytes, facts, sector),
                                               [&](std::uint8_t byte) { return byte == fill; });
-    if ((IsOn(settings, "FlashPageToggle") && listed[sector]) ||
-        (IsOn(settings, "FlashPagesFilledWith") && isFilled))
+    if ((settings.IsOn("FlashPageToggle") && listed[sector]) ||
+        (settings.IsOn("FlashPagesFilledWith") && isFilled))
       main.isTouched[sector] = false;
   }
 }
 
 Bytes LoadedCcfg(Bytes ccfg, const ChipFacts& facts, const PropertyStore& settings) {
-  if (IsOn(settings, "CcfgOverwriteAuthorizationFieldsToggle")) {
+  if (settings.IsOn("CcfgOverwriteAuthorizationFieldsToggle")) {
     const std::string type = settings.Get("CcfgOverwriteAuthorizationFieldsTypeChoicelist");
     std::uint8_t& inCcfg = ccfg[facts.authorizationTypeOffset];
     inCcfg = type.ends_with("allowed") ? CheckImage::kDebugOpen : CheckImage::kDebugByPassword;
@@ -69,8 +65,8 @@ Bytes LoadedCcfg(Bytes ccfg, const ChipFacts& facts, const PropertyStore& settin
                         ccfg.begin() + facts.authorizationHashOffset);
     }
   }
-  if (IsOn(settings, "CcfgOverwriteCrcsToggle")) ccfg = CcfgWithCrcs(facts, ccfg);
-  return IsOn(settings, "CcfgSkipProgrammingUserRecord") ? WithoutUserRecord(facts, ccfg) : ccfg;
+  if (settings.IsOn("CcfgOverwriteCrcsToggle")) ccfg = CcfgWithCrcs(facts, ccfg);
+  return settings.IsOn("CcfgSkipProgrammingUserRecord") ? WithoutUserRecord(facts, ccfg) : ccfg;
 }
 
 // Such a load has no way to RAM.
@@ -89,7 +85,7 @@ void LoadBlock(ChipState& chip, const ImageBlock& block, const ChipFacts& facts,
     case Region::Ccfg: chip.ccfg = LoadedCcfg(block.data, facts, settings); break;
     case Region::UserRecord: lay(chip.ccfg, facts.ccfg.base); break;
     case Region::Scfg:
-      chip.scfg = IsOn(settings, "ScfgOverwriteCrcsToggle") ? ScfgWithCrc(facts, block.data) : block.data;
+      chip.scfg = settings.IsOn("ScfgOverwriteCrcsToggle") ? ScfgWithCrc(facts, block.data) : block.data;
       break;
     case Region::Otp:
       for (const AddressRange& given : block.given)
@@ -114,8 +110,9 @@ std::string DifferenceOf(const char* name, const Bytes& is, const Bytes& expecte
 }  // namespace
 
 ChipState ChipAfterErase(ChipState chip, const ChipFacts& facts, MarkedSectors marked) {
-  for (std::uint32_t sector = 0; sector < facts.mainSize / facts.sectorSize; ++sector)
-    if (marked == MarkedSectors::Erased || !KeepsSector(facts, chip.ccfg, sector))
+  const std::vector<bool> isMarked = KeptSectors(facts, chip.ccfg);
+  for (std::size_t sector = 0; sector < isMarked.size(); ++sector)
+    if (marked == MarkedSectors::Erased || !isMarked[sector])
       std::ranges::fill(Sector(chip.main, facts, sector), kErased);
   std::ranges::fill(chip.ccfg, kErased);
   std::ranges::fill(chip.scfg, kErased);
@@ -137,8 +134,9 @@ ChipState ChipAfterLoad(ChipState chip, const LoadPlan& plan, const DeviceDescri
   }
   PlannedMain main = MainOf(plan, facts);
   LeaveOut(main, facts, settings);
-  for (std::uint32_t sector = 0; sector < main.isTouched.size(); ++sector) {
-    const bool isKept = erase.keepsMarkedSectors && KeepsSector(facts, before.ccfg, sector);
+  const std::vector<bool> isMarked = KeptSectors(facts, before.ccfg);
+  for (std::size_t sector = 0; sector < isMarked.size(); ++sector) {
+    const bool isKept = erase.keepsMarkedSectors && isMarked[sector];
     if (main.isTouched[sector] && !isKept)
       std::ranges::copy(Sector(main.bytes, facts, sector), Sector(chip.main, facts, sector).begin());
   }
