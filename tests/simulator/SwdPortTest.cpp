@@ -102,6 +102,7 @@ TEST_F(SwdPortTest, ReadsArePostedAndTheProbeHidesIt) {
     06 00 02 00 0B > 06 02 00 01 00 00 00 00 00 00 00 00
     05 00 03 20 FF 00 00 00 1F 40 00 00 00 0B > 05 01 11    # never 0x40: a mismatch, and nothing after it
     06 00 05 00 0B > 06 05 00 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 01 00 00 00 00 00
+    06 00 02 00 06 > 06 02 00 01 40 00 00 F0 40 00 00 F0    # CTRL/STAT is there at once
     05 00 01 0F > 05 01 01 00 00 00 00                      # all ten have been taken
   )"),
             "");
@@ -183,7 +184,14 @@ TEST_F(SwdPortTest, TheResetRequestMayTakeTheDebugPortAlong) {
   SwdTarget fragile(chip, {.debugPortSurvivesReset = false});
   ProbeClient other(fragile);
   EXPECT_EQ(other.Connect(), "");
-  EXPECT_EQ(other.Ask("05 00 02 08 10 00 00 02 01 5C 00 00 00"), "05 02 07");
+  EXPECT_EQ(other.Play(R"(
+    05 00 02 08 10 00 00 02 01 5C 00 00 00 > 05 02 07
+    12 38 FF FF FF FF FF FF FF > 12 00
+    12 10 9E E7 > 12 00
+    12 40 FF FF FF FF FF FF FF 00 > 12 00
+    05 00 02 02 06 > 05 02 01 FF 1F 41 05 00 00 00 00  # as when power came: no error, no power asked for
+  )"),
+            "");
   EXPECT_EQ(other.Connect(), "");
 }
 
