@@ -97,6 +97,7 @@ TEST_F(SwdPortTest, ReadsArePostedAndTheProbeHidesIt) {
   client.Write(0x0200'0000, 0x0000'0022);  // system information: ten words with the header
   EXPECT_EQ(client.Play(R"(
     04 00 00 00 00 00 > 04 00
+    05 00 01 12 00 00 00 00 > 05 01 01                      # a mask that nobody has set: nothing can differ
     # RXCTL, whose bit 0 is 1 at the first look; two words, CTRL/STAT between them and the next
     05 00 06 20 01 00 00 00 1F 01 00 00 00 0B 0B 06 0B > 05 06 01 22 00 00 09 48 53 4D 00 40 00 00 F0 00 00 04 00
     06 00 02 00 0B > 06 02 00 01 00 00 00 00 00 00 00 00
