@@ -138,7 +138,7 @@ class Worker:
             os.rename(kept, self.tree / "build")
         for left in self.build.rglob("*.unchanged"):  # by a run that was broken off
             os.replace(left, left.with_suffix(""))
-        run(["cmake", "--preset", "release", "-DTOVIK_UNITY=OFF",
+        run(["cmake", "--preset", "release",
              # Of the two linkers of binutils the quick one: every mutant links the tests again.
              "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold", "-DCMAKE_MODULE_LINKER_FLAGS=-fuse-ld=gold"], cwd=self.tree)
         commands = [entry["command"] for entry in json.loads((self.build / "compile_commands.json").read_text())]
@@ -172,7 +172,10 @@ class Worker:
                 output = line.split(":")[0]
 
     def parts_of(self, program):
-        """What is linked for a program: each file, how it is linked, and the objects in it."""
+        """What is linked for a program: each file, how it is linked, and the product's objects in it.
+
+        A changed header is what it was to the tests themselves, which take longer to compile than all the rest.
+        """
         inputs = set(self.tell("inputs", program))
         parts = []
         for file in [*(part for part in LINKED if part in inputs), program]:
@@ -180,7 +183,8 @@ class Worker:
             archives = [word for word in command.split() if word.endswith(".a") and word in inputs]
             packing = [line for archive in archives for line in self.tell("commands", "-s", archive)]
             words = " ".join([command, *packing]).split()
-            parts.append((file, command, {word for word in words if word.endswith(".o")}))
+            objects = {word for word in words if word.endswith(".o") and not word.startswith("tests/")}
+            parts.append((file, command, objects))
         return parts
 
     def noticed_by(self, mutant):
