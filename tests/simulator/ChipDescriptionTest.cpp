@@ -25,14 +25,25 @@ TEST(ChipDescriptionTest, SaysWhatCannotBe) {
        "the range of the debug configuration CRC and its word do not fit the sector"},
       {[](ChipDescription& c) { c.bootCfgCrc.length = 0; },
        "the range of the boot configuration CRC and its word do not fit the sector"},
+      {[](ChipDescription& c) { c.ccfgCrc.length = 0; },
+       "the range of the CCFG CRC and its word do not fit the sector"},
+      {[](ChipDescription& c) { c.userRecordCrc.offset = 0xE4; },
+       "the range of the user record CRC and its word do not fit the sector"},
       {[](ChipDescription& c) { c.scfgCrc.length = 0xFFFF'FFFF; },
        "the range of the SCFG CRC and its word do not fit the sector"},
       {[](ChipDescription& c) { c.chipEraseRetainWords = 4; }, "the retain field has not 2, 3 or 5 words"},
       {[](ChipDescription& c) { c.chipEraseRetainOffset = 0xF5; }, "the retain field does not fit the CCFG"},
       {[](ChipDescription& c) { c.retainGroupShift = 5; }, "the retain field's group shift is above 4"},
       {[](ChipDescription& c) { c.debugHashOffset = 0xE1; }, "the debug authorization does not fit the CCFG"},
+      {[](ChipDescription& c) { c.debugIdOffset = 0xF9; }, "the debug authorization does not fit the CCFG"},
+      {[](ChipDescription& c) { c.debugTypeOffset = 0x100; },
+       "the debug authorization does not fit the CCFG"},
   };
-  EXPECT_EQ(ErrorOf([] { Chip chip(SmallChip()); }), "ok");
+  ChipDescription full = SmallChip();
+  full.ramBase = 0xFFFF'FF00, full.scfgBase = 0x4C00'0000 - full.scfgSize, full.otpBase = 0x4C00'0100;
+  full.otpSize = 2048, full.chipEraseRetainOffset = 0xF4, full.retainGroupShift = 4;
+  full.debugHashOffset = 0xE0, full.debugIdOffset = 0xF8, full.debugTypeOffset = 0xFF;
+  EXPECT_EQ(ErrorOf([&] { Chip chip(full); }), "ok");
   for (const auto& c : cases) {
     ChipDescription description = SmallChip();
     c.change(description);

@@ -75,6 +75,7 @@ TEST_F(SwdPortTest, TransfersBitByBit) {
 TEST_F(SwdPortTest, PortsNeedPowerAndNamesThatExist) {
   EXPECT_EQ(client.Play(R"(
     05 00 02 08 F0 00 00 00 0F > 05 02 01 01 00 FF 1F
+    05 00 02 08 F0 00 00 00 0B > 05 02 01 02 00 00 00              # no components to debug
     05 00 02 08 F0 00 00 02 0F > 05 02 01 20 00 FE 1F
     05 00 02 08 F0 00 00 03 0F > 05 02 01 00 00 00 00              # no such port
     05 00 03 08 20 00 00 02 01 FF FF FF FF 03 > 05 03 01 00 00 00 00  # no such register
