@@ -18,8 +18,10 @@ TEST_F(ProbePacketsTest, SaysWhatItIsAndRefusesWhatItIsNot) {
   EXPECT_EQ(client.Play(R"(
     00 01 > 00 06 54 6F 76 69 6B 00
     00 02 > 00 1A 54 6F 76 69 6B 20 73 69 6D 75 6C 61 74 65 64 20 43 4D 53 49 53 2D 44 41 50 00
+    00 03 > 00 08 53 49 4D 30 30 30 31 00
     00 04 > 00 06 32 2E 31 2E 30 00
     00 05 > 00 00                    # it names no target
+    00 09 > 00 06 31 2E 30 2E 30 00
     00 F0 > 00 01 31
     00 F1 > 00 04 40 42 0F 00
     00 FD > 00 00                    # it has no trace buffer

@@ -112,10 +112,12 @@ TEST_F(SwdPortTest, ReadsArePostedAndTheProbeHidesIt) {
 
 TEST_F(SwdPortTest, TimeStampsComeBeforeTheWordsOfTheirTransfer) {
   client.Ask("11 40 42 0F 00");  // 1 MHz: 46 microseconds a transfer
-  const auto bytes = FromHex(client.Ask("05 00 03 88 00 00 00 01 83 87"));
-  ASSERT_EQ(bytes.size(), 3u + 3 * 4 + 2 * 4);
+  const auto bytes = FromHex(client.Ask("05 00 05 88 00 00 00 01 83 87 82 96 00 00 00 00"));
+  ASSERT_EQ(bytes.size(), 3u + 5 * 4 + 3 * 4);
   const Words words = AsWords(std::span(bytes).subspan(3));
-  EXPECT_EQ(words, (Words{words[0], words[0] + 46, 0x2BB9'802F, words[0] + 92, 0x8012'3456}));
+  const std::uint32_t begin = words[0];
+  EXPECT_EQ(words, (Words{begin, begin + 46, 0x2BB9'802F, begin + 92, 0x8012'3456, begin + 184, 0x0541'1FFF,
+                          begin + 230}));
 }
 
 TEST_F(SwdPortTest, AFailedAccessStopsAllUntilAbort) {
@@ -123,12 +125,15 @@ TEST_F(SwdPortTest, AFailedAccessStopsAllUntilAbort) {
   EXPECT_EQ(client.Play(R"(
     05 00 03 0D 01 00 00 00 0D 02 00 00 00 06 > 05 01 04     # the first fails, the second says so
     06 00 01 00 0F > 06 00 00 04
+    05 00 02 1F 00 00 00 00 02 > 05 00 04
     05 00 01 0E > 05 00 04                                   # RDBUFF, too
     05 00 02 06 02 > 05 02 01 20 00 00 F0 FF 1F 41 05
     08 00 04 00 00 00 > 08 00
     06 00 01 00 0D 01 00 00 00 > 06 01 00 04                 # the last write shows in the check behind it
     08 00 1E 00 00 00 > 08 00
     05 00 01 0F > 05 01 04                                   # a read likewise: its word is missing
+    08 00 1E 00 00 00 > 08 00
+    05 00 02 1F 00 00 00 00 02 > 05 00 04                    # the second look of a match
   )"),
             "");
 }
