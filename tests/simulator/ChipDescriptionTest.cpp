@@ -44,6 +44,9 @@ TEST(ChipDescriptionTest, SaysWhatCannotBe) {
   full.otpSize = 2048, full.chipEraseRetainOffset = 0xF4, full.retainGroupShift = 4;
   full.debugHashOffset = 0xE0, full.debugIdOffset = 0xF8, full.debugTypeOffset = 0xFF;
   EXPECT_EQ(ErrorOf([&] { Chip chip(full); }), "ok");
+  ChipDescription poor = SmallChip();  // what is not there is in nobody's way
+  poor.scfgSize = poor.ramSize = 0, poor.scfgBase = poor.otpBase + 4, poor.ramBase = poor.ccfgBase + 4;
+  EXPECT_EQ(ErrorOf([&] { Chip chip(poor); }), "ok");
   for (const auto& c : cases) {
     ChipDescription description = SmallChip();
     c.change(description);

@@ -54,6 +54,7 @@ TEST_F(FaultsTest, StrikesAsAsked) {
           4010E KEY 0 12345678 -> 84010E; main 0 = FFFFFFFF; 4010E KEY 0 12345678 -> -; main 0 = 12345678)"},
       {"a reset request misses SACI", R"(
           fault reset-misses-saci:nth=2; saci; boot 20; saci; boot C0; saci; boot 20)"},
+      {"every one does", "fault reset-misses-saci; saci; boot C0; saci; boot C0"},
       {"HSM status", "fault hsm:status=2; 123 -> 1000123 2"},
   };
   PlayEach(transcripts);
