@@ -17,6 +17,8 @@ TEST(ChipDescriptionTest, SaysWhatCannotBe) {
       {[](ChipDescription& c) { c.mainSize += 4; }, "MAIN is no whole number of sectors"},
       {[](ChipDescription& c) { c.ramSize = 0x101; }, "RAM is no whole number of words"},
       {[](ChipDescription& c) { c.otpBase = 0x4C00'00FC; }, "OTP overlaps CCFG"},
+      {[](ChipDescription& c) { c.ccfgBase = 0; }, "CCFG overlaps MAIN"},
+      {[](ChipDescription& c) { c.ramBase = 0x4C00'1000; }, "RAM overlaps SCFG"},
       {[](ChipDescription& c) { c.ramBase = 0xFFFF'FF04; }, "RAM does not fit 32-bit addresses"},
       {[](ChipDescription& c) { c.otpSize = 2052, c.scfgBase += 0x1000; }, "OTP is larger than 2048 bytes"},
       {[](ChipDescription& c) { c.userRecord.offset = 0xF0; }, "the user record does not fit the CCFG"},
@@ -41,7 +43,8 @@ TEST(ChipDescriptionTest, SaysWhatCannotBe) {
   };
   ChipDescription full = SmallChip();
   full.ramBase = 0xFFFF'FF00, full.scfgBase = 0x4C00'0000 - full.scfgSize, full.otpBase = 0x4C00'0100;
-  full.otpSize = 2048, full.chipEraseRetainOffset = 0xF4, full.retainGroupShift = 4;
+  full.bootCfgCrc.length = 1, full.otpSize = 2048, full.chipEraseRetainOffset = 0xF4,
+  full.retainGroupShift = 4;
   full.debugHashOffset = 0xE0, full.debugIdOffset = 0xF8, full.debugTypeOffset = 0xFF;
   EXPECT_EQ(ErrorOf([&] { Chip chip(full); }), "ok");
   ChipDescription poor = SmallChip();  // what is not there is in nobody's way

@@ -30,6 +30,7 @@ TEST_F(FaultsTest, SaysWhichPieceIsNotUnderstood) {
       {"reset-misses-saci:nth", "Fault \"reset-misses-saci:nth\": no such fault"},
       {"cell:1,,cell:2", "Fault \"\": no such fault"},
       {"saci:1:lost,bogus", "Fault \"bogus\": no such fault"},
+      {"bogus:1", "Fault \"bogus:1\": no such fault"},
   };
   for (const auto& c : cases) EXPECT_EQ(ErrorOf([&] { Ask(c.text); }), c.error);
   EXPECT_EQ(target.Command({0x0000'0101}), (Words{0x0000'0101})) << "a rejected text adds nothing";

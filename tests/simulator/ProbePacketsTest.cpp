@@ -105,6 +105,8 @@ TEST_F(ProbePacketsTest, ThePinHoldsTheChipInReset) {
     10 00 80 00 00 00 00 > 10 03
     05 00 01 0B > 05 01 04                                  # the ports do not answer, the debug port does
     05 00 02 06 00 1E 00 00 00 > 05 02 01 20 00 00 F0
+    05 00 02 09 00 00 00 00 06 > 05 02 01 60 00 00 F0       # neither when they are written to
+    08 00 1E 00 00 00 > 08 00
     10 80 80 A0 86 01 00 > 10 83                            # no need to wait
     05 00 01 0B > 05 01 01 05 01 00 00                      # booting
     05 00 02 08 00 00 00 00 03 > 05 02 01 02 00 00 00       # what was set in the port is gone

@@ -126,6 +126,7 @@ TEST_F(SwdPortTest, AFailedAccessStopsAllUntilAbort) {
     05 00 03 0D 01 00 00 00 0D 02 00 00 00 06 > 05 01 04     # the first fails, the second says so
     06 00 01 00 0F > 06 00 00 04
     05 00 02 1F 00 00 00 00 02 > 05 00 04
+    05 00 01 08 00 00 00 00 > 05 00 04
     05 00 01 0E > 05 00 04                                   # RDBUFF, too
     05 00 02 06 02 > 05 02 01 20 00 00 F0 FF 1F 41 05
     08 00 04 00 00 00 > 08 00
