@@ -21,6 +21,7 @@ TEST_F(FaultsTest, SaysWhichPieceIsNotUnderstood) {
       {"saci:256:lost", "Fault \"saci:256:lost\": \"256\" is above 255"},
       {"saci:14:Lost", "Fault \"Lost\": no such action"},
       {"saci:14:result=", "Fault \"result=\": \"\" is not a number"},
+      {"saci:14:count=256", "Fault \"count=256\": \"256\" is above 255"},
       {"saci:14:count=-1", "Fault \"count=-1\": \"-1\" is not a number"},
       {"saci:14:nth=0:lost", "Fault \"nth=0\": the first is number 1"},
       {"saci:14:each:lost", "Fault \"each\": is not nth=N"},
