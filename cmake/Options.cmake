@@ -23,6 +23,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LES
   # Takes "text" + std::to_string(n) for an overlapping copy when it optimizes with -O3 or -Os.
   target_compile_options(tovik_warnings INTERFACE -Wno-restrict)
 endif()
+if(TOVIK_UNITY AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  # Takes a file that is compiled together with others for a header.
+  target_compile_options(tovik_warnings INTERFACE -Wno-subobject-linkage)
+endif()
 
 add_library(tovik_options INTERFACE)
 target_link_libraries(tovik_options INTERFACE tovik_warnings)

@@ -7,8 +7,6 @@
 namespace simulator {
 namespace {
 
-constexpr std::uint32_t kResetIntoSaci = 0x5C;
-
 ChipDescription Checked(ChipDescription description) {
   CheckDescription(description);
   return description;

@@ -9,8 +9,6 @@
 namespace simulator {
 namespace {
 
-constexpr std::uint8_t kErased = 0xFF;
-
 bool Contains(const MemoryRegion& region, std::uint32_t address, std::size_t length) {
   return address >= region.base &&
          std::uint64_t{address} + length <= std::uint64_t{region.base} + region.bytes->size();

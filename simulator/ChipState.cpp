@@ -3,7 +3,6 @@
 namespace simulator {
 
 ChipState BlankState(const ChipDescription& description) {
-  constexpr std::uint8_t kErased = 0xFF;
   ChipState state;
   state.main.assign(description.mainSize, kErased);
   state.ccfg.assign(description.ccfgSize, kErased);

@@ -7,6 +7,8 @@
 
 namespace simulator {
 
+inline constexpr std::uint8_t kErased = 0xFF;  // each byte of flash and OTP
+
 // What the security module keeps. Versions are packed major in bits 23-16, minor in 15-8, patch in 7-0.
 struct HsmState {
   std::uint32_t version = 0x010000;  // as delivered: 1.0.0

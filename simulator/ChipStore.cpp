@@ -16,12 +16,12 @@ constexpr std::size_t kDigestSize = 32;
 
 using Bytes = std::vector<std::uint8_t>;
 
-void AppendWord(Bytes& file, std::uint32_t word) {
+void PutWord(Bytes& file, std::uint32_t word) {
   for (unsigned shift = 0; shift < 32; shift += 8) file.push_back(static_cast<std::uint8_t>(word >> shift));
 }
 
-void AppendSized(Bytes& file, std::span<const std::uint8_t> bytes) {
-  AppendWord(file, static_cast<std::uint32_t>(bytes.size()));
+void PutSized(Bytes& file, std::span<const std::uint8_t> bytes) {
+  PutWord(file, static_cast<std::uint32_t>(bytes.size()));
   file.insert(file.end(), bytes.begin(), bytes.end());
 }
 
@@ -85,14 +85,14 @@ Reader OpenFile(std::span<const std::uint8_t> file) {
 
 std::vector<std::uint8_t> PackChip(const ChipDescription& description, const ChipState& state) {
   Bytes file(kMagic.begin(), kMagic.end());
-  AppendWord(file, kVersion);
-  AppendSized(file, Bytes(description.name.begin(), description.name.end()));
+  PutWord(file, kVersion);
+  PutSized(file, Bytes(description.name.begin(), description.name.end()));
   for (const std::uint32_t word :
        {description.deviceId, description.partId, std::uint32_t{state.lifeCycle}, state.hsm.version,
         state.hsm.updateStatus, state.hsm.updates, std::uint32_t{state.hsm.boots}})
-    AppendWord(file, word);
+    PutWord(file, word);
   for (const Bytes* memory : {&state.main, &state.ccfg, &state.scfg, &state.otp, &state.ram})
-    AppendSized(file, *memory);
+    PutSized(file, *memory);
   const auto digest = Sha256(file);
   file.insert(file.end(), digest.begin(), digest.end());
   return file;

@@ -17,11 +17,17 @@
 // current core. Times are milliseconds of the host's Sleep.
 class SaciInterface {
  public:
+  // Room of a command, in bytes; the chip's.
+  static constexpr std::uint32_t kMaxMainSectorSize = 2048;
+  static constexpr std::uint32_t kMaxCcfgSize = 2048;
+  static constexpr std::uint32_t kMaxScfgSize = 1024;
+  static constexpr std::uint32_t kMaxCcfgUserRecordSize = 128;
+
   // `hostUtility` is not owned and outlives this object. Makes "CS_DAP_0" current and looks up the registers.
   SaciInterface(IFlashProgrammerUtility2* hostUtility, std::uint32_t mainSectorBytes, std::uint32_t ccfgBytes,
                 std::uint32_t ccfgUserRecordBytes);
 
-  // Sizes in bytes, at most 2048, 2048, 1024 and 128: the room of a command. Throw above.
+  // Sizes in bytes. Throw above the room of a command.
   void setMainSectorSize(std::uint32_t size);
   void setCcfgSize(std::uint32_t size);
   void setScfgSize(std::uint32_t size);

@@ -1,7 +1,8 @@
 #include "host/cli/BoardLoad.h"
 
-#include <fmt/format.h>
+#include <fmt/chrono.h>
 
+#include <ctime>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -11,6 +12,7 @@
 #include "host/load/FaultFinder.h"
 #include "host/plan/ImagePlan.h"
 #include "host/plan/Preflight.h"
+#include "host/report/ChipContents.h"
 #include "host/report/FailureText.h"
 #include "host/report/LoadText.h"
 
@@ -24,6 +26,11 @@ std::string SlowProbeText(std::string_view probe, const LoadPlan& plan) {
   std::size_t words = 0;
   for (const ImageBlock& block : plan.blocks) words += (block.data.size() + 3) / 4;
   return fmt::format("Expected  up to {} s: OpenOCD moves one word a round trip\n", words / 1000 + 1);
+}
+
+// With the zone of this machine: "2026-11-23 13:08:05+0000".
+std::string TimeNow() {
+  return fmt::format("{:%Y-%m-%d %H:%M:%S%z}", fmt::localtime(std::time(nullptr)));
 }
 
 ExitCode CodeOf(const LoadRecord& record, const Session& session) {
@@ -42,6 +49,10 @@ BoardLoad::BoardLoad(const LoadOptions& itsOptions, const TargetOptions& itsTarg
   plan = PlanLoad(images, request.device.map, PluginCutsUnder(request.settings));
   record = PlannedLoad(plan, images, request.device, request.settings);
   record.isDryRun = load.isDryRun;
+  report.probe = target.probe;
+  report.plugin = request.plugin.string();
+  report.description = request.device.file.string();
+  report.settings = AppliedSettings(request.device, request.settings);
 
   session = std::make_unique<host::Session>(std::move(request));
   keepsChip = record.mode == LoadMode::Program && !load.isDryRun;
@@ -73,6 +84,7 @@ std::string BoardLoad::Board() {
 }
 
 void BoardLoad::Work(const LoadEventSink& progress) {
+  report.started = TimeNow();
   try {
     if (load.ifDifferent && IsThere()) {
       code = kDone;
@@ -84,6 +96,7 @@ void BoardLoad::Work(const LoadEventSink& progress) {
   } catch (const std::exception& failure) {
     code = kFailed;
     error = failure.what();
+    if (!record.failure) record.failure = LoadFailure{.text = error};
     output.Complain(error);
   }
 }
@@ -93,14 +106,17 @@ bool BoardLoad::IsThere() {
   const AlreadyOnChip found = IsAlreadyOnChip(session->Target(), plan);
   for (const std::string& line : found.notCompared) output.Say(fmt::format("Not compared: {}\n", line));
   output.document["already_on_chip"] = found.isEqual;
-  if (found.isEqual) output.Say("Already on the chip: nothing was erased, nothing was programmed\n");
-  return found.isEqual;
+  if (!found.isEqual) return false;
+  record = FoundThere(record, found.record);
+  output.Say(OutcomeSentence(record) + "\n");
+  return true;
 }
 
 // The load itself, and what can be found out about a failure.
 void BoardLoad::Load(const LoadEventSink& progress) {
   const std::optional<ChipPicture> before =
       session->View() != nullptr ? std::optional(session->View()->Picture()) : std::nullopt;
+  if (before) report.before = DescribeContents(session->device, *before);
   LoadSession(session->Target()).Run(plan, record, [&](const LoadEvent& event) {
     if (progress) progress(event);
     if (const auto* message = std::get_if<LoadMessage>(&event)) output.Show(*message);
@@ -132,6 +148,32 @@ void BoardLoad::Tell() {
     if (!output.IsJson()) output.Explain(FailureText(record));
   }
   if (const auto loss = session->TraceLoss()) output.Complain(*loss);
+}
+
+LoadReport BoardLoad::Report() {
+  report.record = record;
+  if (session->View() != nullptr)
+    report.chip =
+        target.chip.empty() ? "a blank chip that nobody keeps" : "chip " + ChipText(target, *session);
+  report.wireHz = session->probe->WireHz();
+  DescribeConfiguration();
+  return report;
+}
+
+// As the chip holds it where that can be looked at, else as the images give it.
+void BoardLoad::DescribeConfiguration() {
+  Configuration configuration;
+  std::optional<ChipPicture> picture;
+  if (session->View() != nullptr) picture = session->View()->Picture();
+  if (picture) {
+    report.after = DescribeContents(session->device, *picture);
+    configuration = {.ccfg = picture->ccfg, .scfg = picture->scfg, .isOnChip = true};
+  } else {
+    if (const ImageBlock* const ccfg = plan.Find(Region::Ccfg)) configuration.ccfg = ccfg->data;
+    if (const ImageBlock* const scfg = plan.Find(Region::Scfg)) configuration.scfg = scfg->data;
+  }
+  report.configurationIsOnChip = configuration.isOnChip;
+  report.configuration = ConfigurationFields(session->device, session->settings, configuration);
 }
 
 }  // namespace host::cli

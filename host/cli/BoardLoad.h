@@ -10,6 +10,7 @@
 #include "host/image/ImageFile.h"
 #include "host/load/Session.h"
 #include "host/plan/LoadPlan.h"
+#include "host/report/LoadHtml.h"
 
 namespace host::cli {
 
@@ -35,6 +36,9 @@ class BoardLoad {
   [[nodiscard]] ExitCode Code() const { return code; }
   [[nodiscard]] const std::string& Error() const { return error; }  // empty when there was none
 
+  // All that is to be told of it on a page.
+  [[nodiscard]] LoadReport Report();
+
   [[nodiscard]] host::Session& Session() { return *session; }
 
  private:
@@ -43,6 +47,7 @@ class BoardLoad {
   void Load(const LoadEventSink& progress);
   void Keep();
   void Tell();
+  void DescribeConfiguration();
 
   const LoadOptions& load;
   const TargetOptions& target;
@@ -50,6 +55,7 @@ class BoardLoad {
   std::unique_ptr<host::Session> session;
   LoadPlan plan;
   LoadRecord record;
+  LoadReport report;  // but for the record, and for what the chip holds in the end
   bool keepsChip = false;
   ExitCode code = kFailed;
   std::string error;

@@ -38,6 +38,27 @@ void WriteInPlace(const std::filesystem::path& path, std::string_view bytes) {
   if (!isWritten) Refuse(path, error);
 }
 
+// The name of a new file beside `target`, opened; errno tells why there is none.
+int OpenBeside(const std::filesystem::path& target, std::string& name) {
+  name = target.string() + ".XXXXXX";
+  return mkstemp(name.data());
+}
+
+// Why no file can be put in place of this one; 0 where one can.
+int ErrorOfReplacing(const std::filesystem::path& path) {
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored)) return EISDIR;
+  const bool isThere = std::filesystem::exists(path, ignored);
+  if (isThere && access(path.c_str(), W_OK) != 0) return errno;
+  if (isThere && !std::filesystem::is_regular_file(path, ignored)) return 0;
+  std::string name;
+  const int file = OpenBeside(std::filesystem::weakly_canonical(path, ignored), name);
+  if (file < 0) return errno;
+  close(file);
+  unlink(name.c_str());
+  return 0;
+}
+
 // As the file that is replaced, or as a new file would be.
 mode_t ModeFor(const std::filesystem::path& path) {
   struct stat status = {};
@@ -77,14 +98,19 @@ void Files::RequireDistinct() const {
   }
 }
 
+void RequireReplaceable(std::string_view role, const std::filesystem::path& path) {
+  const int error = path.empty() ? 0 : ErrorOfReplacing(path);
+  if (error != 0) throw InputError(fmt::format("{} {}: {}", role, path.string(), std::strerror(error)));
+}
+
 void ReplaceFile(const std::filesystem::path& path, std::string_view bytes) {
   std::error_code ignored;
   if (std::filesystem::exists(path, ignored) && !std::filesystem::is_regular_file(path, ignored))
     return WriteInPlace(path, bytes);
   // What a link leads to is replaced, not the link.
   const std::filesystem::path target = std::filesystem::weakly_canonical(path);
-  std::string temporary = target.string() + ".XXXXXX";
-  const int file = mkstemp(temporary.data());
+  std::string temporary;
+  const int file = OpenBeside(target, temporary);
   if (file < 0) Refuse(path, errno);
   const bool isWritten = WriteAll(file, bytes) && fchmod(file, ModeFor(target)) == 0 && fsync(file) == 0;
   const int error = errno;

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -28,6 +29,10 @@ class Files {
   std::vector<Use> inputs;
   std::vector<Use> outputs;
 };
+
+// Throws InputError, led by `role`, where ReplaceFile could not write. Leaves nothing behind; an empty path
+// is no file.
+void RequireReplaceable(std::string_view role, const std::filesystem::path& path);
 
 // Puts `bytes` in place of the file in one step: it holds the old bytes or the new ones, never a part. A path
 // that is no regular file (a pipe, a terminal) is written to as it is. Throws std::runtime_error.

@@ -6,6 +6,7 @@
 #include "host/cli/Boards.h"
 #include "host/cli/Interrupt.h"
 #include "host/cli/Password.h"
+#include "host/cli/ReportFile.h"
 #include "host/cli/SideBySide.h"
 #include "host/cli/Target.h"
 #include "host/cli/Verb.h"
@@ -16,7 +17,8 @@ namespace host::cli {
 
 namespace {
 
-// Reads what the images' arguments name, after seeing to it that no output is one of them.
+// Reads what the images' arguments name, after seeing to it that no output is one of them, and that there can
+// be a report.
 std::vector<ImageFile> ReadImages(const LoadOptions& load) {
   Files files = FilesOf(load.target);
   std::vector<ImageFile> images;
@@ -24,7 +26,9 @@ std::vector<ImageFile> ReadImages(const LoadOptions& load) {
     images.push_back(ReadImage(argument));
     files.Reads("image", images.back().name);
   }
+  files.Writes("report", load.report);
   files.RequireDistinct();
+  RequireReplaceable("report", load.report);
   return images;
 }
 
@@ -41,7 +45,8 @@ int LoadOne(const LoadOptions& load, const std::vector<ImageFile>& images, Outpu
       if (bar) bar->Take(event);
     });
   }
-  return output.Finish(load.verifies ? "verify" : "load", board.Code(), board.Error());
+  const ExitCode code = WriteReport(load, {&board}, board.Code(), output);
+  return output.Finish(load.verifies ? "verify" : "load", code, board.Error());
 }
 
 }  // namespace
@@ -51,6 +56,8 @@ void AddImageOptions(CLI::App& verb, LoadOptions& load) {
       ->required()
       ->type_name("IMAGE[@ADDRESS]");
   AddTargetOptions(verb, load.target);
+  verb.add_option("--report", load.report, "Write what was done and what came of it as one page of HTML")
+      ->type_name("FILE");
   verb.add_flag("--no-progress", load.noProgress, "No progress bar, even on a terminal");
 }
 

@@ -19,6 +19,7 @@ struct LoadOptions {
   bool noProgress = false;
   bool allProbes = false;  // as boards
   bool watches = false;    // loads again whenever an image changes
+  std::string report;      // page to be written; empty: none
 };
 
 // Options that loading and verifying share.

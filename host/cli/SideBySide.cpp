@@ -12,6 +12,7 @@
 #include "host/cli/BoardLoad.h"
 #include "host/cli/Boards.h"
 #include "host/cli/Interrupt.h"
+#include "host/cli/ReportFile.h"
 #include "host/device/InputError.h"
 #include "host/report/ProgressLines.h"
 
@@ -135,7 +136,11 @@ int LoadSideBySide(const LoadOptions& load, const std::vector<TargetOptions>& ta
   }
   const Board& worst = Tell(boards, output);
   const std::string& error = worst.load->Error();
-  return output.Finish("load", worst.load->Code(), error.empty() ? "" : Named(worst.name, error));
+  std::vector<BoardLoad*> loads;
+  loads.reserve(boards.size());
+  for (const auto& board : boards) loads.push_back(board->load.get());
+  const ExitCode code = WriteReport(load, loads, worst.load->Code(), output);
+  return output.Finish("load", code, error.empty() ? "" : Named(worst.name, error));
 }
 
 }  // namespace host::cli

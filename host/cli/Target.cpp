@@ -55,6 +55,7 @@ Files FilesOf(const TargetOptions& options) {
   Files files;
   files.Reads("device description", options.device);
   files.Reads("chip file", options.chip);
+  for (const std::string& chip : options.chips) files.Reads("chip file", chip);
   files.Reads("plug-in", options.plugin);
   files.Reads("password file", options.password.file);
   files.Writes("trace", options.trace);

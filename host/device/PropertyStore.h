@@ -20,6 +20,8 @@ class PropertyStore {
   [[nodiscard]] const std::string* Find(std::string_view name) const;
   // The value, or `fallback` when there is no such property.
   [[nodiscard]] std::string Get(std::string_view name, std::string_view fallback = {}) const;
+  // Of a setting that is "1" or "0".
+  [[nodiscard]] bool IsOn(std::string_view name) const { return Get(name) == "1"; }
   void Set(std::string_view name, std::string_view value);
 
   [[nodiscard]] const Values& All() const { return values; }

@@ -9,6 +9,7 @@
 #include "host/device/Number.h"
 #include "host/device/Text.h"
 #include "host/image/ImageFormats.h"
+#include "host/image/Sha256.h"
 
 namespace host {
 namespace {
@@ -111,8 +112,10 @@ std::string_view ImageFormatName(ImageFormat format) {
 ImageFile ReadImage(std::string_view argument) {
   const Argument split = SplitArgument(argument);
   const std::string content = ReadWholeFile(split.path, kLargestFile);
-  return ParseImage(split.path, {reinterpret_cast<const std::uint8_t*>(content.data()), content.size()},
-                    split.address);
+  const std::span bytes(reinterpret_cast<const std::uint8_t*>(content.data()), content.size());
+  ImageFile image = ParseImage(split.path, bytes, split.address);
+  image.sha256 = Sha256(bytes);
+  return image;
 }
 
 std::string ImagePath(std::string_view argument) {

@@ -25,6 +25,7 @@ struct ImageFile {
   std::string name;  // the path as the user gave it
   ImageFormat format = ImageFormat::Raw;
   std::vector<ImageSegment> segments;  // at least one, in file order; adjoining records are joined
+  std::string sha256{};                // of the file, in hexadecimal digits; empty where none was read
 };
 
 // Reads IMAGE[@ADDRESS]: an ELF file (32-bit ARM, by program headers and physical address), Intel HEX or

@@ -35,11 +35,11 @@ std::string Record(std::string_view start, std::initializer_list<std::uint32_t> 
   return fmt::format("{}{:02X}\n", start, fmt::join(record, ""));
 }
 
-std::string HexRecord(std::uint32_t type, std::uint32_t offset, Bytes data) {
+std::string HexLine(std::uint32_t type, std::uint32_t offset, Bytes data) {
   return Record(":", {static_cast<std::uint32_t>(data.size()), offset >> 8, offset, type}, data, 0);
 }
 
-std::string SRecord(std::string_view type, std::uint32_t address, Bytes data) {
+std::string SRecordLine(std::string_view type, std::uint32_t address, Bytes data) {
   const auto count = static_cast<std::uint32_t>(data.size()) + 5;
   return Record(type, {count, address >> 24, address >> 16, address >> 8, address}, data, 0xFF);
 }
@@ -53,17 +53,17 @@ std::string WriteIntelHex(Bytes bytes, std::uint32_t address) {
     if (at >> 16 != base) {
       base = at >> 16;
       const std::uint8_t upper[] = {static_cast<std::uint8_t>(base >> 8), static_cast<std::uint8_t>(base)};
-      text += HexRecord(4, 0, upper);
+      text += HexLine(4, 0, upper);
     }
-    text += HexRecord(0, at, line);
+    text += HexLine(0, at, line);
   });
-  return text + HexRecord(1, 0, {});
+  return text + HexLine(1, 0, {});
 }
 
 std::string WriteSRecord(Bytes bytes, std::uint32_t address) {
   std::string text = "S0030000FC\n";
-  ForEachLine(bytes, address, [&](std::uint32_t at, Bytes line) { text += SRecord("S3", at, line); });
-  return text + SRecord("S7", 0, {});
+  ForEachLine(bytes, address, [&](std::uint32_t at, Bytes line) { text += SRecordLine("S3", at, line); });
+  return text + SRecordLine("S7", 0, {});
 }
 
 }  // namespace host

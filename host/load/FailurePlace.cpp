@@ -4,10 +4,6 @@ namespace host {
 
 namespace {
 
-AddressRange RangeOf(const ImageBlock& block) {
-  return {block.address, static_cast<std::uint32_t>(block.data.size())};
-}
-
 AddressRange WholeRange(Region region, const MemoryMap& map) {
   switch (region) {
     case Region::Main: return map.main;
@@ -34,7 +30,7 @@ void PlaceInMemory(LoadFailure& failure, const MemoryAccess& access, const LoadP
   failure.region = Region::Ram;
   failure.range = access.range;
   for (const ImageBlock& block : plan.blocks)
-    if (RangeOf(block).Contains(access.range.base) && block.region == Region::Outside)
+    if (block.Range().Contains(access.range.base) && block.region == Region::Outside)
       failure.region = Region::Outside;
 }
 
@@ -50,7 +46,7 @@ void PlaceAt(LoadFailure& failure, const SaciExchange& exchange, const LoadPlan&
   if (failure.result.value_or(0) != 0) {
     failure.range = {failure.range.base + exchange.sectorsAcknowledged * map.sectorSize, map.sectorSize};
   } else if (failedBlock != nullptr) {
-    failure.range = RangeOf(*failedBlock);
+    failure.range = failedBlock->Range();
   }
 }
 
@@ -82,7 +78,7 @@ LoadFailure PlaceFailure(const std::string& text, const LoadPlan& plan, const De
     PlaceAt(failure, watch.Exchanges().back(), plan, device.map, failedBlock);
   } else if (failedBlock != nullptr && watch.Present() > Phase::Erase) {
     failure.region = failedBlock->region;
-    failure.range = RangeOf(*failedBlock);
+    failure.range = failedBlock->Range();
   }
   if (failure.region == Region::Main && device.map.sectorSize != 0)
     failure.firstSector = failure.range.base / device.map.sectorSize;

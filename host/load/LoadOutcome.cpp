@@ -27,10 +27,6 @@ constexpr RegionCommands s_commands[] = {
 // What a verification compares, in the plug-in's order.
 constexpr std::array s_compared = {Region::Main, Region::Ccfg, Region::Scfg};
 
-AddressRange RangeOf(const ImageBlock& block) {
-  return {block.address, static_cast<std::uint32_t>(block.data.size())};
-}
-
 bool IsWithin(AddressRange inner, AddressRange outer) {
   return inner.base >= outer.base && inner.End() <= outer.End();
 }
@@ -125,8 +121,8 @@ class Judge {
       if (block.region != region) continue;
       std::optional<RegionOutcome> outcome;
       for (const MemoryAccess& access : watch.Accesses()) {
-        const bool isHere = IsWithin(RangeOf(block), access.range) ||
-                            (access.hasFailed && RangeOf(block).Contains(access.range.base));
+        const bool isHere = IsWithin(block.Range(), access.range) ||
+                            (access.hasFailed && block.Range().Contains(access.range.base));
         if (!isHere) continue;
         if (access.hasFailed && access.isWrite) outcome = RegionOutcome::Failed;
         if (!access.hasFailed && access.isWrite) outcome = RegionOutcome::Unverified;

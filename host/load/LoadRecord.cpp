@@ -1,6 +1,7 @@
 #include "host/load/LoadRecord.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 #include "host/plan/Crc32.h"
@@ -9,6 +10,8 @@
 namespace host {
 
 namespace {
+
+constexpr std::uint8_t kErased = 0xFF;
 
 // One run of bytes after the other, joined where they adjoin.
 void Append(std::vector<AddressRange>& ranges, AddressRange range) {
@@ -31,7 +34,7 @@ std::vector<RegionRecord> RegionsOf(const LoadPlan& plan, std::uint32_t sectorSi
       regions.back().region = block.region;
     }
     RegionRecord& region = regions.back();
-    const AddressRange whole{block.address, static_cast<std::uint32_t>(block.data.size())};
+    const AddressRange whole = block.Range();
     if (IsProgrammedInPieces(block.region)) {
       for (const AddressRange given : block.given) Append(region.ranges, given);
     } else {
@@ -48,6 +51,19 @@ std::vector<RegionRecord> RegionsOf(const LoadPlan& plan, std::uint32_t sectorSi
     }
   }
   return regions;
+}
+
+std::vector<SectorChange> SectorChanges(std::span<const std::uint8_t> before,
+                                        std::span<const std::uint8_t> after, std::size_t sectorSize) {
+  std::vector<SectorChange> changes;
+  for (std::size_t at = 0; at < std::min(before.size(), after.size()); at += sectorSize) {
+    const auto was = before.subspan(at, std::min(sectorSize, before.size() - at));
+    const auto is = after.subspan(at, std::min(sectorSize, after.size() - at));
+    changes.push_back(
+        {.wasBlank = std::all_of(was.begin(), was.end(), [](std::uint8_t b) { return b == kErased; }),
+         .hasChanged = !std::equal(was.begin(), was.end(), is.begin(), is.end())});
+  }
+  return changes;
 }
 
 }  // namespace
@@ -89,17 +105,34 @@ RegionRecord* LoadRecord::Find(Region region) {
 LoadRecord PlannedLoad(const LoadPlan& plan, const std::vector<ImageFile>& images,
                        const DeviceDescription& device, const PropertyStore& settings) {
   LoadRecord record;
-  record.mode = settings.Get("ImageVerificationSetting") == "1" ? LoadMode::Verify : LoadMode::Program;
+  record.mode = ModeOf(settings);
   record.device = device.name;
   record.deviceDescription = device.description;
   for (const ImageFile& image : images) {
-    record.images.push_back({image.name, std::string(ImageFormatName(image.format)), 0});
+    record.images.push_back({image.name, std::string(ImageFormatName(image.format)), 0, image.sha256});
     for (const ImageSegment& segment : image.segments) record.images.back().bytes += segment.data.size();
   }
   record.erase = ChosenErase(settings).text;
   record.sectorSize = device.map.sectorSize;
   record.regions = RegionsOf(plan, device.map.sectorSize);
   return record;
+}
+
+LoadRecord FoundThere(const LoadRecord& planned, const LoadRecord& comparison) {
+  LoadRecord found = comparison;
+  found.wasThere = true;
+  found.mode = planned.mode;
+  found.images = planned.images;
+  found.erase = planned.erase;
+  found.warnings = planned.warnings;
+  found.isDryRun = planned.isDryRun;
+  found.regions = planned.regions;
+  // What was not compared is what the load would have kept.
+  for (RegionRecord& region : found.regions) {
+    const RegionRecord* const compared = comparison.Find(region.region);
+    region.outcome = compared == nullptr ? RegionOutcome::NotWritten : compared->outcome;
+  }
+  return found;
 }
 
 void AddContents(LoadRecord& record, const LoadPlan& plan, const MemoryMap& map, const ChipPicture& before,
@@ -115,6 +148,7 @@ void AddContents(LoadRecord& record, const LoadPlan& plan, const MemoryMap& map,
   change(Region::Scfg, before.scfg, after.scfg);
   change(Region::Otp, before.otp, after.otp);
   change(Region::Ram, before.ram, after.ram);
+  record.sectorChanges = SectorChanges(before.main, after.main, map.sectorSize);
 
   for (const ImageBlock& block : plan.blocks) {
     RegionRecord* const region = record.Find(block.region);

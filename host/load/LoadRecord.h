@@ -66,6 +66,7 @@ struct PlannedImage {
   std::string name;
   std::string format;
   std::size_t bytes = 0;
+  std::string sha256{};  // of the file
 };
 
 // Bytes of a region that a load has changed, where the chip can be looked at.
@@ -74,7 +75,13 @@ struct RegionChange {
   std::size_t bytes = 0;
 };
 
-// What one load is to do, and then what it did. Text and JSON are made of it alone.
+// One MAIN sector before and after a load, where the chip can be looked at.
+struct SectorChange {
+  bool wasBlank = true;
+  bool hasChanged = false;
+};
+
+// What one load is to do, and then what it did. Text, JSON and the page are made of it.
 struct LoadRecord {
   LoadMode mode = LoadMode::Program;
   std::string device;
@@ -86,19 +93,22 @@ struct LoadRecord {
 
   std::vector<RegionRecord> regions;  // those that the images touch, in the order of their addresses
   std::uint32_t sectorSize = 0;
-  std::vector<SectorState> sectors;       // of MAIN flash
-  std::vector<AddressRange> differences;  // of MAIN flash, whole sectors, as far as they were searched for
-  std::vector<LoadMessage> messages;      // of the plug-in, in the order they came
-  std::vector<std::string> notes;         // for the user, a line each
-  std::optional<LoadFailure> failure;     // what ended the load; nothing when it came to its end
-  bool isInterrupted = false;             // by the user
-  std::vector<RegionChange> changes;      // empty where the chip cannot be looked at
+  std::vector<SectorState> sectors;         // of MAIN flash
+  std::vector<AddressRange> differences;    // of MAIN flash, whole sectors, as far as they were searched for
+  std::vector<LoadMessage> messages;        // of the plug-in, in the order they came
+  std::vector<std::string> notes;           // for the user, a line each
+  std::optional<LoadFailure> failure;       // what ended the load; nothing when it came to its end
+  bool isInterrupted = false;               // by the user
+  bool wasThere = false;                    // a comparison found all of it on the chip: nothing was done
+  std::vector<RegionChange> changes;        // empty where the chip cannot be looked at
+  std::vector<SectorChange> sectorChanges;  // of MAIN flash; empty likewise
 
   std::string flashSize, ramSize, revision;  // as the plug-in found them; empty when it did not
   std::uint64_t elapsedNs = 0;               // of the probe's clock
   std::array<std::uint64_t, kPhaseCount> phaseNs{};
   std::uint64_t hostCalls = 0;
-  std::uint64_t wireBytes = 0;  // written: command words and RAM data
+  std::uint64_t wireBytes = 0;                          // written: command words and RAM data
+  std::array<std::uint64_t, kPhaseCount> phaseBytes{};  // of these
   std::optional<std::uint64_t> roundTrips;
 
   [[nodiscard]] bool HasErrorMessages() const;
@@ -112,6 +122,9 @@ struct LoadRecord {
 // The record of a load that is still to come: what the images touch, nothing of it reached.
 LoadRecord PlannedLoad(const LoadPlan& plan, const std::vector<ImageFile>& images,
                        const DeviceDescription& device, const PropertyStore& settings);
+
+// The record of a planned load that found everything on the chip: what the comparison saw.
+LoadRecord FoundThere(const LoadRecord& planned, const LoadRecord& comparison);
 
 // Adds what only a look at the chip can tell: bytes changed, and bytes of the images that the load adapted.
 void AddContents(LoadRecord& record, const LoadPlan& plan, const MemoryMap& map, const ChipPicture& before,

@@ -89,8 +89,10 @@ void LoadSession::Run(const LoadPlan& plan, LoadRecord& record, const LoadEventS
   record.ramSize = target.settings.Get("DeviceInfoRAMSize");
   record.revision = target.settings.Get("DeviceInfoRevision");
   record.elapsedNs = target.probe.ElapsedNs() - follower.StartNs();
-  for (std::size_t phase = 0; phase < kPhaseCount; ++phase)
+  for (std::size_t phase = 0; phase < kPhaseCount; ++phase) {
     record.phaseNs[phase] = watch.NsOf(static_cast<Phase>(phase));
+    record.phaseBytes[phase] = watch.BytesOf(static_cast<Phase>(phase));
+  }
   record.hostCalls = target.services.CallCount() - startCalls;
   record.wireBytes = watch.BytesWritten();
   if (sink) sink(LoadEnded{});

@@ -47,7 +47,7 @@ class Track {
 
   // Gives a reason to sectors of the images that no command was for.
   void AccountFor(const ImageBlock& block, bool isTaken) {
-    const Sectors in = Within({block.address, static_cast<std::uint32_t>(block.data.size())});
+    const Sectors in = Within(block.Range());
     // A plug-in goes through a block upwards: what lies below the last sector handled was passed by.
     std::size_t passed = isTaken ? in.end : in.begin;
     for (std::size_t sector = passed; sector < in.end; ++sector)

@@ -31,12 +31,11 @@ const KnownErase* FindErase(std::string_view name) {
 
 // Older parts have one setting with a choice, newer ones a few switches.
 std::string EraseName(const PropertyStore& settings) {
-  const auto isOn = [&](std::string_view name) { return settings.Get(name) == "1"; };
   if (const std::string* choice = settings.Find("FlashEraseSetting")) return *choice;
-  if (isOn("NoFlashErase")) return std::string(kNoErase.name);
-  const bool keepsMain = isOn("RetainMainSectors");
-  const KnownErase& erase = isOn("RetainCcfgScfg") ? (keepsMain ? kRetainAll : kRetainConfiguration)
-                                                   : (keepsMain ? kRetainMarked : kChipErase);
+  if (settings.IsOn("NoFlashErase")) return std::string(kNoErase.name);
+  const bool keepsMain = settings.IsOn("RetainMainSectors");
+  const KnownErase& erase = settings.IsOn("RetainCcfgScfg") ? (keepsMain ? kRetainAll : kRetainConfiguration)
+                                                            : (keepsMain ? kRetainMarked : kChipErase);
   return std::string(erase.name);
 }
 

@@ -8,7 +8,7 @@ enum class LoadMode { Program, Verify };
 
 // A setting, not the verb, makes the plug-in compare and change nothing.
 inline LoadMode ModeOf(const PropertyStore& settings) {
-  return settings.Get("ImageVerificationSetting") == "1" ? LoadMode::Verify : LoadMode::Program;
+  return settings.IsOn("ImageVerificationSetting") ? LoadMode::Verify : LoadMode::Program;
 }
 
 }  // namespace host

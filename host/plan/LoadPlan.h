@@ -18,6 +18,7 @@ struct ImageBlock {
   std::vector<AddressRange> given;  // what the images gave of it, ascending; the rest is 0xFF fill
 
   [[nodiscard]] std::uint64_t End() const { return std::uint64_t{address} + data.size(); }
+  [[nodiscard]] AddressRange Range() const { return {address, static_cast<std::uint32_t>(data.size())}; }
   [[nodiscard]] std::size_t ImageBytes() const;  // the sum of `given`
   // Appends what an image gives at `at`, which is not before the block's end; a gap is filled.
   void Append(std::uint32_t at, std::span<const std::uint8_t> bytes);

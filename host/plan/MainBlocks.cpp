@@ -14,7 +14,7 @@ constexpr std::size_t kLargestTransfer = 32;
 }  // namespace
 
 PluginCuts PluginCutsUnder(const PropertyStore& settings) {
-  const bool cuts = settings.Get("FlashPageToggle") == "1" || settings.Get("FlashPagesFilledWith") == "1" ||
+  const bool cuts = settings.IsOn("FlashPageToggle") || settings.IsOn("FlashPagesFilledWith") ||
                     ChosenErase(settings).keepsMarkedSectors;
   return cuts ? PluginCuts::Yes : PluginCuts::No;
 }

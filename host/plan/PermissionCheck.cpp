@@ -23,26 +23,27 @@ std::vector<std::string_view> Split(std::string_view text, char delimiter) {
   return pieces;
 }
 
-// "name:0x12H:value" against the bytes of a configuration; nothing when they agree, or when the entry lies
-// behind them or is not of that form: what descriptions hold is checked where they are read.
-std::optional<std::string> Objection(std::string_view entry, std::span<const std::uint8_t> bytes) {
+std::optional<Permission> ParsePermission(std::string_view entry, std::span<const std::uint8_t> bytes) {
   const std::vector<std::string_view> fields = Split(entry, ':');
   if (fields.size() != 3) return std::nullopt;
   const auto offset = ParseNumber(fields[1].substr(0, 4));
   const auto safe = ParseNumber(fields[2]);
   if (!offset || !safe || *offset == 0 || *offset >= bytes.size()) return std::nullopt;
   const unsigned shift = fields[1].ends_with('H') ? 4 : 0;
-  const unsigned held = bytes[static_cast<std::size_t>(*offset)] >> shift & 0xF;
-  if (held == *safe) return std::nullopt;
-  return fmt::format("{} is 0x{:x} and not 0x{:x}", fields[0], held, *safe);
+  return Permission{.name = fields[0],
+                    .offset = static_cast<std::uint32_t>(*offset),
+                    .held = bytes[static_cast<std::size_t>(*offset)] >> shift & 0xFU,
+                    .safe = static_cast<unsigned>(*safe)};
 }
 
 void CheckRegion(const LoadPlan& plan, Region region, const std::string& list, Preflight& found) {
   const ImageBlock* const block = plan.Find(region);
   if (block == nullptr) return;
   std::vector<std::string> objections;
-  for (const std::string_view entry : Split(list, ','))
-    if (auto objection = Objection(entry, block->data)) objections.push_back(std::move(*objection));
+  for (const Permission& permission : PermissionsIn(list, block->data))
+    if (permission.held != permission.safe)
+      objections.push_back(
+          fmt::format("{} is 0x{:x} and not 0x{:x}", permission.name, permission.held, permission.safe));
   if (objections.empty()) return;
   found.refusals.push_back(
       fmt::format("the {} of the images could lock the chip: {} (PermissionsSetting=0 lets it pass)",
@@ -50,6 +51,13 @@ void CheckRegion(const LoadPlan& plan, Region region, const std::string& list, P
 }
 
 }  // namespace
+
+std::vector<Permission> PermissionsIn(std::string_view list, std::span<const std::uint8_t> bytes) {
+  std::vector<Permission> permissions;
+  for (const std::string_view entry : Split(list, ','))
+    if (const auto permission = ParsePermission(entry, bytes)) permissions.push_back(*permission);
+  return permissions;
+}
 
 void CheckPermissions(const LoadPlan& plan, const PropertyStore& settings, Preflight& found) {
   if (settings.Get("PermissionsSetting", "1") != "1") return;

@@ -20,10 +20,6 @@ namespace {
 constexpr std::uint8_t kDebugOpen = 0x5A;
 constexpr std::uint8_t kDebugByPassword = 0xA5;
 
-bool IsOn(const PropertyStore& settings, std::string_view name) {
-  return settings.Get(name) == "1";
-}
-
 class Inspection {
  public:
   Inspection(const LoadPlan& ofPlan, const DeviceDescription& ofDevice, const PropertyStore& ofLoad)
@@ -132,7 +128,7 @@ class Inspection {
   [[nodiscard]] std::optional<std::uint8_t> FutureDebugAuthorization() const {
     const ImageBlock* const ccfg = plan.Find(Region::Ccfg);
     if (ccfg == nullptr || erase.keepsConfiguration) return std::nullopt;
-    if (IsOn(settings, "CcfgOverwriteAuthorizationFieldsToggle")) {
+    if (settings.IsOn("CcfgOverwriteAuthorizationFieldsToggle")) {
       const std::string type = settings.Get("CcfgOverwriteAuthorizationFieldsTypeChoicelist");
       if (type == "Debug always allowed") return kDebugOpen;
       if (type == "Debug not allowed") return std::uint8_t{0};

@@ -52,10 +52,6 @@ void ReadElement(std::string_view element, SectorList& list) {
   }
 }
 
-bool IsOn(const PropertyStore& settings, std::string_view name) {
-  return settings.Get(name) == "1";
-}
-
 }  // namespace
 
 SectorList ReadSectorList(std::string_view text, std::size_t sectorCount) {
@@ -100,12 +96,12 @@ std::string SectorsLeftOut::Settings() const {
 
 SectorsLeftOut SectorsLeftOutOf(const LoadPlan& plan, const MemoryMap& map, const PropertyStore& settings) {
   std::vector<bool> isListed(map.main.size / map.sectorSize, false);
-  if (IsOn(settings, "FlashPageToggle"))
+  if (settings.IsOn("FlashPageToggle"))
     if (const SectorList list = ReadSectorList(settings.Get("FlashPages"), isListed.size());
         list.error.empty())
       isListed = list.isListed;
   const FillByte fill = ReadFillByte(settings.Get("FlashPagesFilledWithValue"));
-  const bool skipsFilled = IsOn(settings, "FlashPagesFilledWith") && fill.error.empty();
+  const bool skipsFilled = settings.IsOn("FlashPagesFilledWith") && fill.error.empty();
 
   SectorsLeftOut count;
   for (const ImageBlock& block : plan.blocks) {

@@ -46,17 +46,16 @@ class SettingsCheck {
   void Run() {
     CheckTypes();
     CheckErase();
-    if (IsOn("FlashPageToggle"))
+    if (settings.IsOn("FlashPageToggle"))
       Take("FlashPages",
            ReadSectorList(settings.Get("FlashPages"), device.map.main.size / device.map.sectorSize));
-    if (IsOn("FlashPagesFilledWith"))
+    if (settings.IsOn("FlashPagesFilledWith"))
       Take("FlashPagesFilledWithValue", ReadFillByte(settings.Get("FlashPagesFilledWithValue")));
     CheckAuthorization();
     WarnOfIgnored();
   }
 
  private:
-  [[nodiscard]] bool IsOn(std::string_view name) const { return settings.Get(name) == "1"; }
   void Refuse(std::string_view name, std::string_view why) {
     found.refusals.push_back(fmt::format("{}: {}", name, why));
   }
@@ -93,7 +92,7 @@ class SettingsCheck {
 
   // The plug-in reports what is wrong here and programs the authorization of the image instead.
   void CheckAuthorization() {
-    if (!IsOn(kAuthorizationToggle) || settings.Get(kAuthorizationType) != kByPassword) return;
+    if (!settings.IsOn(kAuthorizationToggle) || settings.Get(kAuthorizationType) != kByPassword) return;
     CheckHex(kPasswordId, 16);
     CheckHex(kPasswordHash, 64);
     const std::size_t digits = settings.Get(kPasswordHash).size();

@@ -7,6 +7,9 @@ namespace host {
 // Texts of the plug-in from which the host concludes something. They are interface, word for word; a plug-in
 // that words them otherwise is told apart by nothing else.
 
+// Leads the information line that names the flash library and its version.
+inline constexpr std::string_view kLibraryIs = "Flash loader: ";
+
 // The information lines that end a verification.
 inline constexpr std::string_view kVerificationSucceeded = "Image Verification Succeeded!";
 inline constexpr std::string_view kMainVerificationFailed = "Main flash Verification Failed!";

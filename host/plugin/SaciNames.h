@@ -7,6 +7,8 @@
 
 namespace host {
 
+inline constexpr std::uint32_t kResetIntoSaci = 0x5C;  // to SECAP_RSTCTL
+
 // The commands of docs/wire-format.md that a load is judged by.
 namespace saci {
 inline constexpr std::uint8_t kNoOperation = 1;

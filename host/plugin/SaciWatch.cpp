@@ -11,7 +11,6 @@ namespace host {
 namespace {
 
 constexpr std::uint64_t kCommandStart = 2;  // SECAP_TXCTL: TX_CMD_START
-constexpr std::uint64_t kResetIntoSaci = 0x5C;
 constexpr std::uint32_t kMostResponseWords = 32;
 
 // Bits of the argument, that is, of the header's upper half.
@@ -115,7 +114,6 @@ void SaciWatch::MovedWords(const HostCall& call, bool isWrite, std::uint64_t ns)
     exchanges.back().endNs = ns;
   }
   if (call.error) return;
-  if (isWrite) bytesWritten += call.data.size();
   for (std::size_t at = 0; at + sizeof(std::uint32_t) <= call.data.size(); at += sizeof(std::uint32_t)) {
     std::uint32_t word = 0;
     for (unsigned i = 0; i < sizeof word; ++i) word |= std::uint32_t{call.data[at + i]} << 8 * i;
@@ -127,6 +125,12 @@ void SaciWatch::MovedWords(const HostCall& call, bool isWrite, std::uint64_t ns)
       Sent(word);
     }
   }
+  if (isWrite) CountWritten(call.data.size());  // a header has begun its phase by now
+}
+
+void SaciWatch::CountWritten(std::uint64_t bytes) {
+  bytesWritten += bytes;
+  phaseBytes[static_cast<std::size_t>(phase)] += bytes;
 }
 
 void SaciWatch::Begin(std::uint32_t header, const HostCall& call, std::uint64_t ns) {
@@ -193,7 +197,7 @@ void SaciWatch::MovedMemory(const HostCall& call, bool isWrite) {
   if (isWrite) {
     phase = Phase::Ram;
     lastWritten.clear();
-    if (!access.hasFailed) bytesWritten += size;
+    if (!access.hasFailed) CountWritten(size);
     if (!access.hasFailed && size <= kMostBytesCompared)
       lastWritten.assign(call.data.begin(), call.data.end());
   } else if (!access.hasFailed && !accesses.empty() && accesses.back().isWrite &&

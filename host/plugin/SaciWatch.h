@@ -73,6 +73,9 @@ class SaciWatch final : public HostCallObserver {
   [[nodiscard]] bool IsIncomplete() const { return isIncomplete; }
   // Command words and memory written.
   [[nodiscard]] std::uint64_t BytesWritten() const { return bytesWritten; }
+  [[nodiscard]] std::uint64_t BytesOf(Phase wanted) const {
+    return phaseBytes[static_cast<std::size_t>(wanted)];
+  }
 
  private:
   void LearnRegister(std::string_view name, std::uint64_t address);
@@ -83,6 +86,7 @@ class SaciWatch final : public HostCallObserver {
   void Received(std::uint32_t word);
   void MovedMemory(const HostCall& call, bool isWrite);
   void Reset(bool intoSaci, const HostCall& call, std::uint64_t ns);
+  void CountWritten(std::uint64_t bytes);
   template <typename Entry>
   bool Keep(std::vector<Entry>& list, Entry entry);
 
@@ -99,6 +103,7 @@ class SaciWatch final : public HostCallObserver {
   std::vector<MemoryAccess> accesses;
   std::vector<TargetReset> resets;
   std::uint64_t bytesWritten = 0;
+  std::array<std::uint64_t, kPhaseCount> phaseBytes{};  // of these
   bool isIncomplete = false;
 };
 

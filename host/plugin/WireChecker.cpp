@@ -11,7 +11,6 @@ namespace host {
 namespace {
 
 constexpr std::uint32_t kKey = 0x5C17E94B;
-constexpr std::uint64_t kResetIntoSaci = 0x5C;
 constexpr std::uint64_t kStartFlag = 2;
 constexpr std::uint64_t kLowestBit = 1;  // TX_DATA_FULL, RX_DATA_READY
 constexpr std::uint64_t kBootStatusSaci = 0x20;

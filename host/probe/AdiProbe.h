@@ -40,6 +40,7 @@ class AdiProbe : public DebugProbe {
   void Sleep(std::uint32_t milliseconds) override;
   [[nodiscard]] std::uint64_t ElapsedNs() const override { return access->NowNs() - openedNs; }
   [[nodiscard]] Traffic Counted() const override { return access->Counted(); }
+  [[nodiscard]] std::optional<std::uint32_t> WireHz() const override { return access->WireHz(); }
   void Cancel() noexcept override { access->Cancel(); }
 
  protected:

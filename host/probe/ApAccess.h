@@ -1,10 +1,13 @@
 #pragma once
 
+#include <fmt/format.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <thread>
 
 #include "host/probe/ProbeError.h"
@@ -18,6 +21,11 @@ struct ApRegister {
   std::uint8_t offset = 0;  // a multiple of 4; its bits 7-4 are the bank
   bool operator==(const ApRegister&) const = default;
 };
+
+// As an error names it.
+inline std::string NameOf(ApRegister at) {
+  return fmt::format("register 0x{:02x} of access port {}", at.offset, at.port);
+}
 
 // Whether the chip may fall silent with a write because it resets the debug port, too.
 enum class AfterWrite { Answers, MayBeSilent };
@@ -75,6 +83,8 @@ class ApAccess {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
   }
   [[nodiscard]] virtual Traffic Counted() const = 0;
+  // The wire's clock, as far as it is known.
+  [[nodiscard]] virtual std::optional<std::uint32_t> WireHz() const { return std::nullopt; }
 
   // Fails what is under way, and all that comes except Close. From any thread, or a signal handler.
   void Cancel() noexcept { cancelled = true; }

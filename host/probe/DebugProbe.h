@@ -56,6 +56,8 @@ class DebugProbe {
   [[nodiscard]] virtual Traffic Counted() const { return {}; }
   // How often the probe was waited for.
   [[nodiscard]] virtual std::uint64_t RoundTrips() const { return Counted().roundTrips; }
+  // Clock of the serial wire; nothing where only the probe knows it.
+  [[nodiscard]] virtual std::optional<std::uint32_t> WireHz() const { return std::nullopt; }
   // Fails the present operation and every further one with "cancelled". From any thread, or a signal handler.
   virtual void Cancel() noexcept {}
   // Null for a real target.

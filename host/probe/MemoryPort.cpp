@@ -11,9 +11,9 @@ namespace host {
 
 namespace {
 
-constexpr std::uint8_t kControl = 0x00;  // CSW
-constexpr std::uint8_t kAddress = 0x04;  // TAR
-constexpr std::uint8_t kData = 0x0C;     // DRW
+constexpr std::uint8_t kControl = 0x00;          // CSW
+constexpr std::uint8_t kTransferAddress = 0x04;  // TAR
+constexpr std::uint8_t kData = 0x0C;             // DRW
 
 constexpr std::uint32_t kSizeAndIncrement =
     0x37;  // CSW bits 2-0 and 5-4; the others stay as the chip has them
@@ -78,7 +78,7 @@ void MemoryPort::Read(std::uint32_t address, std::span<std::uint8_t> bytes, std:
   Naming("read", address, bytes.size(), [&] {
     ForEachPage(address, bytes, [&](std::uint32_t at, std::span<std::uint8_t> part) {
       SetUp(elementSize);
-      access.WriteAp({port, kAddress}, at);
+      access.WriteAp({port, kTransferAddress}, at);
       std::vector<std::uint32_t> words(part.size() / elementSize);
       access.ReadApBlock({port, kData}, words);
       for (std::size_t i = 0; i < part.size(); ++i)
@@ -92,7 +92,7 @@ void MemoryPort::Write(std::uint32_t address, std::span<const std::uint8_t> byte
   Naming("written", address, bytes.size(), [&] {
     ForEachPage(address, bytes, [&](std::uint32_t at, std::span<const std::uint8_t> part) {
       SetUp(elementSize);
-      access.WriteAp({port, kAddress}, at);
+      access.WriteAp({port, kTransferAddress}, at);
       std::vector<std::uint32_t> words(part.size() / elementSize);
       for (std::size_t i = 0; i < part.size(); ++i)
         words[i / elementSize] |= std::uint32_t{part[i]} << LaneShift(at + i);

@@ -1,15 +1,12 @@
 #pragma once
 
-#include <string>
-#include <utility>
 #include <vector>
 
 #include "host/device/DeviceDescription.h"
 #include "host/probe/ChipPicture.h"
+#include "host/report/Format.h"
 
 namespace host {
-
-using TitledText = std::pair<std::string, std::string>;
 
 // What each memory of a chip holds, in words: "blank", or how much and whether its CRC words are right. One
 // line a memory that the device has, RAM aside.

@@ -4,7 +4,6 @@
 
 #include "host/plan/MemoryText.h"
 #include "host/report/Explanation.h"
-#include "host/report/Format.h"
 
 namespace host {
 
@@ -66,13 +65,9 @@ std::string SectorsText(const LoadFailure& failure, std::uint32_t sectorSize) {
   return fmt::format("sectors {}..{}", *failure.firstSector, last);
 }
 
-std::string FailureText(const LoadRecord& record) {
-  if (!record.failure) return "";
+std::vector<TitledText> FailureLines(const LoadRecord& record) {
+  if (!record.failure) return {};
   const LoadFailure& failure = *record.failure;
-  std::string text;
-  const auto line = [&](std::string_view title, const std::string& what) {
-    if (!what.empty()) text += fmt::format("  {:<10}{}\n", title, what);
-  };
   // "verify MAIN", "CCFG": most phases name their region.
   std::string where(failure.phase ? PhaseName(*failure.phase) : "");
   const std::string region = failure.region ? Upper(RegionName(*failure.region)) : std::string();
@@ -80,11 +75,16 @@ std::string FailureText(const LoadRecord& record) {
   if (failure.range.size != 0) where += ", " + RangeText(failure.range);
   if (const std::string sectors = SectorsText(failure, record.sectorSize); !sectors.empty())
     where += ", " + sectors;
-  line("At", where);
-  line("Chip", ResultText(failure));
   const Advice advice = record.isInterrupted ? Advice{} : AdviceOn(record);
-  line("Cause", advice.cause);
-  line("Remedy", advice.remedy);
+  std::vector<TitledText> lines = {
+      {"At", where}, {"Chip", ResultText(failure)}, {"Cause", advice.cause}, {"Remedy", advice.remedy}};
+  std::erase_if(lines, [](const TitledText& line) { return line.second.empty(); });
+  return lines;
+}
+
+std::string FailureText(const LoadRecord& record) {
+  std::string text;
+  for (const auto& [title, what] : FailureLines(record)) text += fmt::format("  {:<10}{}\n", title, what);
   return text;
 }
 

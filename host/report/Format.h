@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "host/load/LoadRecord.h"
@@ -11,6 +12,7 @@
 namespace host {
 
 using Json = nlohmann::ordered_json;
+using TitledText = std::pair<std::string, std::string>;
 
 Json ToJson(const std::vector<LoadMessage>& messages);
 

@@ -89,7 +89,8 @@ Json ToJson(const LoadRecord& record) {
        {{"flash_size", record.flashSize}, {"ram_size", record.ramSize}, {"revision", record.revision}}}};
   json["images"] = Json::array();
   for (const PlannedImage& image : record.images)
-    json["images"].push_back({{"name", image.name}, {"format", image.format}, {"bytes", image.bytes}});
+    json["images"].push_back(
+        {{"name", image.name}, {"format", image.format}, {"bytes", image.bytes}, {"sha256", image.sha256}});
   json["erase"] = record.mode == LoadMode::Verify ? Json(nullptr) : Json(record.erase);
   json["warnings"] = record.warnings;
   json["regions"] = RegionsJson(record);

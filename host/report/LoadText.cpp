@@ -13,17 +13,6 @@ namespace {
 
 constexpr std::size_t kMostRangesShown = 16;
 
-std::string PlannedSteps(const LoadRecord& record) {
-  if (record.mode == LoadMode::Verify) return "compare only, change nothing";
-  const auto isFlash = [](const RegionRecord& region) {
-    return region.region != Region::Ram && region.region != Region::Outside;
-  };
-  if (std::none_of(record.regions.begin(), record.regions.end(), isFlash)) return "write RAM, touch no flash";
-  if (record.Find(Region::UserRecord) != nullptr)
-    return "no erase (user record only), then program and verify";
-  return record.erase + ", then program and verify";
-}
-
 // A line for each range of a region; the first line has what `describe` says of the region.
 template <typename First, typename Further>
 std::string RangeLines(const RegionRecord& region, First first, Further further) {
@@ -34,12 +23,6 @@ std::string RangeLines(const RegionRecord& region, First first, Further further)
   if (region.ranges.size() > kMostRangesShown)
     text += further(fmt::format("and {} more", region.ranges.size() - kMostRangesShown), 0);
   return text;
-}
-
-std::string OutcomeOf(const RegionRecord& region) {
-  const std::string_view text = OutcomeText(region.outcome);
-  if (region.adaptedBytes.value_or(0) == 0) return std::string(text);
-  return fmt::format("{}; {} set or left out by the load", text, Bytes(*region.adaptedBytes));
 }
 
 std::string RegionTable(const LoadRecord& record) {
@@ -58,12 +41,6 @@ std::string RegionTable(const LoadRecord& record) {
           return fmt::format("  {:<12}{:<26}{:>10}\n", "", where, size == 0 ? "" : Grouped(size));
         });
   return table;
-}
-
-// What the plug-in found, from the properties it publishes.
-std::string FoundText(const LoadRecord& record) {
-  if (record.flashSize.empty()) return "nothing: the chip was not identified";
-  return fmt::format("flash {}, RAM {}, revision {}", record.flashSize, record.ramSize, record.revision);
 }
 
 // A verification moves a command a block: its rate says nothing.
@@ -89,6 +66,40 @@ std::string Verdict(const LoadRecord& record) {
 }
 
 }  // namespace
+
+std::string PlannedSteps(const LoadRecord& record) {
+  if (record.mode == LoadMode::Verify) return "compare only, change nothing";
+  const auto isFlash = [](const RegionRecord& region) {
+    return region.region != Region::Ram && region.region != Region::Outside;
+  };
+  if (std::none_of(record.regions.begin(), record.regions.end(), isFlash)) return "write RAM, touch no flash";
+  if (record.Find(Region::UserRecord) != nullptr)
+    return "no erase (user record only), then program and verify";
+  return record.erase + ", then program and verify";
+}
+
+std::string OutcomeOf(const RegionRecord& region) {
+  const std::string_view text = OutcomeText(region.outcome);
+  if (region.adaptedBytes.value_or(0) == 0) return std::string(text);
+  return fmt::format("{}; {} set or left out by the load", text, Bytes(*region.adaptedBytes));
+}
+
+std::string FoundText(const LoadRecord& record) {
+  if (record.flashSize.empty()) return "nothing: the chip was not identified";
+  return fmt::format("flash {}, RAM {}, revision {}", record.flashSize, record.ramSize, record.revision);
+}
+
+std::string DifferenceText(const LoadRecord& record, AddressRange range) {
+  LoadFailure place;
+  place.range = range;
+  place.firstSector = range.base / record.sectorSize;
+  return fmt::format("{} ({}) differs", SectorsText(place, record.sectorSize), RangeText(range));
+}
+
+std::string OutcomeSentence(const LoadRecord& record) {
+  if (record.wasThere) return std::string(kAlreadyThere);
+  return Verdict(record) + EffortText(record);
+}
 
 std::string PlanText(const LoadRecord& record) {
   std::string text;
@@ -122,14 +133,9 @@ std::string SummaryText(const LoadRecord& record) {
     text += "and the chip is as it was.\n";
   }
   text += "\n";
-  for (const AddressRange range : record.differences) {
-    LoadFailure place;
-    place.range = range;
-    place.firstSector = range.base / record.sectorSize;
-    text += fmt::format("{} ({}) differs\n", SectorsText(place, record.sectorSize), RangeText(range));
-  }
+  for (const AddressRange range : record.differences) text += DifferenceText(record, range) + "\n";
   for (const std::string& note : record.notes) text += fmt::format("Note: {}\n", note);
-  return text + Verdict(record) + EffortText(record) + "\n";
+  return text + OutcomeSentence(record) + "\n";
 }
 
 std::string InterruptText(const LoadRecord& record) {

@@ -3,12 +3,6 @@
 #include <stdexcept>
 
 namespace simulator {
-namespace {
-
-constexpr std::uint8_t kIdr = 0xFC;
-constexpr std::uint32_t kResetIntoSaci = 0x5C;
-
-}  // namespace
 
 AccessPorts::AccessPorts(Chip& attached, const PortLayout& where)
     : chip(attached), layout(where), ahbAp(attached, where.ahbIdr) {
@@ -45,7 +39,7 @@ std::uint32_t AccessPorts::ReadAny(std::uint8_t port, std::uint8_t offset) {
   if (port == layout.ahbAp) return ahbAp.Read(offset);
   const RegisterTable* registers = TableOf(port);
   if (registers == nullptr) return 0;
-  if (offset == kIdr) return port == layout.secAp ? layout.secIdr : layout.cfgIdr;
+  if (offset == kIdrOffset) return port == layout.secAp ? layout.secIdr : layout.cfgIdr;
   const auto which = (*registers)[offset / 4];
   return which ? chip.ReadRegister(*which) : 0;
 }

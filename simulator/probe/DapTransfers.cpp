@@ -7,7 +7,7 @@ namespace {
 constexpr std::uint8_t kMatchValue = 1U << 4;  // read until the masked value is this one
 constexpr std::uint8_t kMatchMask = 1U << 5;   // a write that only sets the mask
 constexpr std::uint8_t kTimestamp = 1U << 7;
-constexpr std::uint8_t kRequestBits = 0x0F;
+constexpr std::uint8_t kRequestMask = 0x0F;
 
 // A response's acknowledgement: the wire's in bits 2-0, and
 constexpr std::uint8_t kMismatch = 1U << 4;
@@ -60,7 +60,7 @@ class DapTransfers::List {
     return (transfer & kReadRequest) != 0 && (transfer & kMatchValue) == 0;
   }
   bool Try(std::uint8_t transfer, std::uint32_t& data) {
-    ack = dap.Access(transfer & kRequestBits, data);
+    ack = dap.Access(transfer & kRequestMask, data);
     if ((transfer & kReadRequest) != 0) unchecked = false;
     return ack == Ack::Ok;
   }
@@ -146,7 +146,7 @@ bool DapTransfers::Transfer(PacketReader& in, PacketWriter& out) {
 bool DapTransfers::TransferBlock(PacketReader& in, PacketWriter& out) {
   in.Byte();
   const std::size_t count = in.Half();
-  const std::uint8_t request = in.Byte() & kRequestBits;
+  const std::uint8_t request = in.Byte() & kRequestMask;
   const bool isRead = (request & kReadRequest) != 0;
   const bool isPort = (request & kPortRequest) != 0;
   PacketReader words(in.Bytes(isRead ? 0 : kWord * count));

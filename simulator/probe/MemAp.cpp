@@ -13,7 +13,6 @@ constexpr std::uint8_t kDrw = 0x0C;
 constexpr std::uint8_t kBankedBegin = 0x10;
 constexpr std::uint8_t kBankedEnd = 0x20;
 constexpr std::uint8_t kBase = 0xF8;
-constexpr std::uint8_t kIdr = 0xFC;
 
 constexpr std::uint32_t kWordAccess = 2;       // CSW bits 2-0
 constexpr std::uint32_t kIncrement = 1U << 4;  // CSW bits 5-4: one element; packed ones are not offered
@@ -39,7 +38,7 @@ std::uint32_t MemAp::Read(std::uint8_t offset) {
       return value;
     }
     case kBase: return kNoDebugComponents;
-    case kIdr: return idr;
+    case kIdrOffset: return idr;
     default: return 0;  // CFG, too: little-endian, 32-bit addresses
   }
 }

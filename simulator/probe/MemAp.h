@@ -6,6 +6,8 @@
 
 namespace simulator {
 
+inline constexpr std::uint8_t kIdrOffset = 0xFC;  // of every access port
+
 // The memory access port: CSW, TAR, DRW, the four banked data registers, CFG, BASE and IDR. Sizes are byte,
 // half-word and word, on their lanes of DRW; the address counts up in bits 9-0 only.
 //

@@ -9,6 +9,32 @@
 
 namespace simulator {
 
+// Commands of CMSIS-DAP.
+enum Command : std::uint8_t {
+  kInfo = 0x00,
+  kHostStatus = 0x01,
+  kConnect = 0x02,
+  kDisconnect = 0x03,
+  kTransferConfigure = 0x04,
+  kTransfer = 0x05,
+  kTransferBlock = 0x06,
+  kTransferAbort = 0x07,
+  kWriteAbort = 0x08,
+  kDelay = 0x09,
+  kResetTarget = 0x0A,
+  kPins = 0x10,
+  kClock = 0x11,
+  kSequence = 0x12,
+  kSwdConfigure = 0x13,
+  kJtagSequence = 0x14,
+  kJtagConfigure = 0x15,
+  kJtagIdCode = 0x16,
+  kSwdSequence = 0x1D,
+  kQueueCommands = 0x7E,
+  kExecuteCommands = 0x7F,
+  kInvalid = 0xFF,
+};
+
 // Takes a packet apart from its front; numbers are little-endian. Behind the packet's end all is zero, and
 // IsShort() from then on.
 class PacketReader {

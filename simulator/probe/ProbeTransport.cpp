@@ -6,12 +6,6 @@
 #include <utility>
 
 namespace simulator {
-namespace {
-
-constexpr std::uint8_t kTransferAbort = 0x07;
-constexpr std::uint8_t kQueueCommands = 0x7E;
-
-}  // namespace
 
 void ProbeTransport::Send(std::span<const std::uint8_t> packet) {
   RequirePlugged();

@@ -4,17 +4,14 @@ namespace {
 
 constexpr char kBanner[] = "Serin_Corvel_FLASH_LIBRARY_VERSION 4.2.0.187";
 
-// The channel's limits until Initialize knows the chip's sizes.
-constexpr std::uint32_t kMaxMainSectorSize = 2048;
-constexpr std::uint32_t kMaxCcfgSize = 2048;
-constexpr std::uint32_t kMaxCcfgUserRecordSize = 128;
-
 }  // namespace
 
 FlashDeviceTovik::FlashDeviceTovik(std::string text, std::string, std::string,
                                    IFlashProgrammerUtility2 hostUtility)
     : utility(hostUtility),
-      saci(&utility, kMaxMainSectorSize, kMaxCcfgSize, kMaxCcfgUserRecordSize),
+      // As large as they can be until Initialize knows the chip's sizes.
+      saci(&utility, SaciInterface::kMaxMainSectorSize, SaciInterface::kMaxCcfgSize,
+           SaciInterface::kMaxCcfgUserRecordSize),
       firstText(std::move(text)) {
   DebugLog("Flash loader: %s", kBanner);
   helper = std::make_shared<FlashUtil>(&utility);

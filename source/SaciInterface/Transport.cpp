@@ -13,12 +13,6 @@ constexpr std::uint32_t kTxCmdStart = 0x2;
 constexpr std::uint32_t kRxDataReady = 0x1;
 constexpr std::uint32_t kCmdWorking = 0x4;
 
-// Room of a command, in bytes.
-constexpr std::uint32_t kMaxMainSectorSize = 2048;
-constexpr std::uint32_t kMaxCcfgSize = 2048;
-constexpr std::uint32_t kMaxScfgSize = 1024;
-constexpr std::uint32_t kMaxCcfgUserRecordSize = 128;
-
 void RequireFits(std::uint32_t size, std::uint32_t limit, const char* what) {
   if (size > limit)
     throw std::runtime_error(std::string("Internal error in Flash Loader: Specified ") + what +

@@ -77,8 +77,8 @@ TEST_F(HostServicesTest, MemoryIsReachedInTheWidthThatIsAskedFor) {
 TEST_F(HostServicesTest, EveryFaultThatIsAskedForComes) {
   services.Fail({2, "second"});
   services.Fail({3, ""});
-  std::vector<std::string> answers;
-  for (int i = 0; i < 4; ++i) answers.push_back(Text(table.setCore(object, "CS_DAP_0")));
+  std::vector<std::string> answers(4);
+  for (std::string& answer : answers) answer = Text(table.setCore(object, "CS_DAP_0"));
   EXPECT_THAT(answers, ElementsAre("ok", "second", "", "ok"));
 }
 

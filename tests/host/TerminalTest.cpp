@@ -38,9 +38,9 @@ struct TerminalTest : testing::Test {
       if (chdir(folder.c_str()) != 0) _exit(127);
       setenv("TERM", term.c_str(), 1);
       arguments.insert(arguments.begin(), TOVIK_FLASH_PATH);
-      std::vector<char*> pointers;
-      for (std::string& argument : arguments) pointers.push_back(argument.data());
-      pointers.push_back(nullptr);
+      std::vector<char*> pointers(arguments.size() + 1);  // the last is null
+      std::ranges::transform(arguments, pointers.begin(),
+                             [](std::string& argument) { return argument.data(); });
       execv(pointers[0], pointers.data());
       _exit(127);
     }

@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <csignal>
 #include <filesystem>
@@ -177,9 +178,9 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
 
   [[noreturn]] void Become(const std::vector<std::string>& arguments, const std::string& input,
                            const std::string& output) {
-    std::vector<char*> pointers;
-    for (const std::string& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
-    pointers.push_back(nullptr);
+    std::vector<char*> pointers(arguments.size() + 1);  // the last is null
+    std::ranges::transform(arguments, pointers.begin(),
+                           [](const std::string& argument) { return const_cast<char*>(argument.c_str()); });
     for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
     if (chdir(folder.c_str()) != 0) _exit(127);
     fs::remove("out.stream");
@@ -228,8 +229,8 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
       const std::string other = ReadText(folder / words.at(3));
       EXPECT_TRUE(ReadText(folder / words.at(1)).substr(std::stoul(words.at(2), nullptr, 0), other.size()) ==
                   other);
-    } else if (subject == "lacks") {
-      EXPECT_EQ(ReadText(folder / words.at(1)).find(words.at(2)), std::string::npos);
+    } else if (subject == "has" || subject == "lacks") {
+      EXPECT_EQ(ReadText(folder / words.at(1)).find(words.at(2)) != std::string::npos, subject == "has");
     } else if (subject == "mode") {
       EXPECT_EQ(static_cast<unsigned>(fs::status(folder / words.at(1)).permissions()),
                 std::stoul(words.at(2), nullptr, 8));

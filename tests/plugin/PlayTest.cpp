@@ -29,9 +29,9 @@ std::string Trimmed(const std::string& text) {
   return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(' ') - first + 1);
 }
 
-using Texts = std::map<std::string, std::string>;
+using NamedTexts = std::map<std::string, std::string>;
 
-std::string Substituted(std::string line, const Texts& texts) {
+std::string Substituted(std::string line, const NamedTexts& texts) {
   static const std::regex s_name("\\$[A-Za-z]+");
   for (std::smatch found; std::regex_search(line, found, s_name);) {
     if (!texts.contains(found.str())) throw std::runtime_error("no text " + found.str() + " for: " + line);
@@ -50,7 +50,7 @@ std::string Unescaped(std::string text) {
 
 std::vector<Scene> ReadScenes(const std::filesystem::path& path) {
   std::vector<Scene> scenes;
-  Texts texts;
+  NamedTexts texts;
   std::ifstream file(path);
   for (std::string line; std::getline(file, line);) {
     if (line.empty() || line[0] == '#') continue;

@@ -17,7 +17,7 @@
 namespace {
 
 // A chip of eight sectors, and nothing erased.
-const std::string kGiven = "DeviceInfoFlashSizeTranslation=*:*:*:0x4000; " + kNoErase + "start .; ";
+const std::string kSmallChip = "DeviceInfoFlashSizeTranslation=*:*:*:0x4000; " + kNoErase + "start .; ";
 
 // One letter a sector of the block: '.' holds the fill value, 'x' does not.
 TEST(SectorOptions, FilledSectorsSplitABlock) {
@@ -44,12 +44,12 @@ TEST(SectorOptions, FilledSectorsSplitABlock) {
     }
     block.erase(block.end() - row.cut, block.end());
     Bench bench;
-    bench.Play(kGiven + "FlashPagesFilledWith=1");
+    bench.Play(kSmallChip + "FlashPagesFilledWith=1");
     EXPECT_EQ(bench.Device().Write(row.address, block), "ok");
     EXPECT_EQ(bench.Commands(), row.commands) << Hex8(row.address) << " " << row.sectors << " - " << row.cut;
   }
   Bench both;
-  both.Play(kGiven + "FlashPagesFilledWith=1; FlashPageToggle=1; FlashPages=0");
+  both.Play(kSmallChip + "FlashPagesFilledWith=1; FlashPageToggle=1; FlashPages=0");
   Bytes block = Pattern(4 * kSector);
   std::fill_n(block.begin() + 2 * kSector, kSector, std::uint8_t{0xFF});
   EXPECT_EQ(both.Device().Write(0, block), "ok");

@@ -54,6 +54,10 @@ TEST(ChipStoreTest, RefusesWhatAChecksumCannotShow) {
       {21, 0, "holds a chip of another identity than device small"},
       {30, 1, "is damaged: there is no life cycle 260"},
       {49, 1, "holds 19201 bytes of MAIN instead of 19200"},
+      {19253, 1, "holds 257 bytes of CCFG instead of 256"},
+      {19513, 1, "holds 1 bytes of SCFG instead of 64"},
+      {19581, 1, "holds 1 bytes of OTP instead of 32"},
+      {19617, 1, "holds 257 bytes of RAM instead of 256"},
   };
   const auto sealedError = [](Bytes file) {
     const auto digest = Sha256(file);

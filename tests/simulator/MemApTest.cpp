@@ -59,6 +59,7 @@ TEST_F(MemApTest, BankedRegistersReachFourWords) {
   EXPECT_EQ(client.Read(kDrw), 0x101u);
   EXPECT_EQ(client.Read(0x10), 0x100u);
   EXPECT_EQ(client.Read(0x1C), 0x103u);
+  EXPECT_EQ(client.Read(0x20), 0u);
 }
 
 TEST_F(MemApTest, TheControlWordSaysWhatThePortCanDo) {

@@ -40,13 +40,6 @@ constexpr std::uint32_t kAbortAccess = 1U << 0;
 constexpr std::uint32_t kClearSticky = 0x1E;
 constexpr int kPowerPolls = 100;
 
-// A transfer's byte: the request as it goes over the wire, and the match.
-constexpr std::uint8_t kPort = 1U << 0;
-constexpr std::uint8_t kRead = 1U << 1;
-constexpr std::uint8_t kAddress = 0xC;
-constexpr std::uint8_t kMatchValue = 1U << 4;
-constexpr std::uint8_t kMatchMask = 1U << 5;
-
 // The acknowledgement of the last transfer, as the probe tells it; 0: there was none.
 constexpr std::uint8_t kOk = 1;
 constexpr std::uint8_t kWait = 2;
@@ -66,12 +59,8 @@ struct Refused {
   std::uint8_t acknowledge;
 };
 
-std::string NameOf(ApRegister at) {
-  return fmt::format("register 0x{:02x} of access port {}", at.offset, at.port);
-}
-
 std::uint8_t PortRequest(ApRegister at, std::uint8_t flags) {
-  return static_cast<std::uint8_t>(kPort | flags | (at.offset & kAddress));
+  return static_cast<std::uint8_t>(kPort | flags | (at.offset & kRegister));
 }
 
 std::uint32_t SelectOf(ApRegister at) {

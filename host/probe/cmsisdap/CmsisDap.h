@@ -62,6 +62,7 @@ class CmsisDap final : public ApAccess {
   [[nodiscard]] std::uint64_t NowNs() const override { return link->NowNs(); }
   void Sleep(std::uint32_t milliseconds) override { link->Sleep(milliseconds); }
   [[nodiscard]] Traffic Counted() const override { return window.Counted(); }
+  [[nodiscard]] std::optional<std::uint32_t> WireHz() const override { return hertz; }
 
  private:
   class TransferList;

@@ -24,6 +24,13 @@ enum class DapCommand : std::uint8_t {
   SwdConfigure = 0x13,
 };
 
+// A transfer's byte: the request as it goes over the wire, and the match.
+inline constexpr std::uint8_t kPort = 1U << 0;  // an access port; else the debug port
+inline constexpr std::uint8_t kRead = 1U << 1;
+inline constexpr std::uint8_t kRegister = 0xC;  // bits 3-2 of the register's offset
+inline constexpr std::uint8_t kMatchValue = 1U << 4;
+inline constexpr std::uint8_t kMatchMask = 1U << 5;
+
 // Puts a packet together; numbers are little-endian.
 class PacketWriter {
  public:

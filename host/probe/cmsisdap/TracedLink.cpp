@@ -37,12 +37,6 @@ std::string NameOf(std::uint8_t command) {
   return fmt::format("0x{:02x}", command);
 }
 
-constexpr std::uint8_t kPort = 1U << 0;
-constexpr std::uint8_t kRead = 1U << 1;
-constexpr std::uint8_t kAddress = 0xC;
-constexpr std::uint8_t kMatchValue = 1U << 4;
-constexpr std::uint8_t kMatchMask = 1U << 5;
-
 constexpr std::uint32_t kCommandStart = 1U << 1;  // SECAP_TXCTL: the next word begins a command
 constexpr std::uint8_t kSubmitPassword = 6;       // a command, in bits 7-0 of that word
 
@@ -146,7 +140,7 @@ std::string TracedLink::TellAnswer(std::span<const std::uint8_t> answer) const {
 }
 
 std::string TracedLink::RegisterOf(std::uint8_t request) const {
-  const auto address = static_cast<std::uint8_t>(request & kAddress);
+  const auto address = static_cast<std::uint8_t>(request & kRegister);
   if ((request & kPort) == 0) {
     const bool isRead = (request & kRead) != 0;
     switch (address) {

@@ -13,13 +13,9 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr char kEnd = 0x1A;  // of a command, and of its result
-constexpr auto kLongestAnswer = 10s;
-constexpr auto kLookForCancel = 50ms;
+constexpr auto kLongestCommand = 10s;
+constexpr auto kCancelPoll = 50ms;
 constexpr std::size_t kWordsAtOnce = 128;  // after them it can be cancelled
-
-std::string NameOf(ApRegister at) {
-  return fmt::format("register 0x{:02x} of access port {}", at.offset, at.port);
-}
 
 // What is between the outermost braces of a list's element, or the element itself.
 std::string_view Unbraced(std::string_view element) {
@@ -115,10 +111,10 @@ std::string OpenOcd::Ask(std::string_view line) {
   ++traffic.packets;
   traffic.bytes += sent.size();
   std::string received;
-  for (auto waited = 0ms; waited < kLongestAnswer;) {
+  for (auto waited = 0ms; waited < kLongestCommand;) {
     std::array<std::uint8_t, 4096> piece{};
-    const std::size_t count = stream.Receive(piece, kLookForCancel);
-    if (count == 0) waited += kLookForCancel;
+    const std::size_t count = stream.Receive(piece, kCancelPoll);
+    if (count == 0) waited += kCancelPoll;
     RequireGoingOn();
     received.append(piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(count));
     traffic.bytes += count;

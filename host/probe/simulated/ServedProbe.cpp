@@ -18,7 +18,7 @@ using Clock = std::chrono::steady_clock;
 
 // In modelled time, and more than any command keeps the probe busy: an answer that does not come by then has
 // been lost by request.
-constexpr auto kLongestAnswer = std::chrono::seconds(10);
+constexpr auto kLongestSilence = std::chrono::seconds(10);
 
 std::span<const std::uint8_t> AsBytes(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
@@ -78,7 +78,7 @@ class ServedProbe::Client final : public net::Talk {
   }
 
   void Answer() {
-    const auto answer = link.Receive(kLongestAnswer);
+    const auto answer = link.Receive(kLongestSilence);
     if (!answer) return;
     const std::vector<std::uint8_t> framed = Framed(*answer, FrameKind::Answer);
     send({reinterpret_cast<const char*>(framed.data()), framed.size()});

@@ -1,5 +1,7 @@
 #include "host/probe/simulated/SimulatedProbe.h"
 
+#include <algorithm>
+
 #include "host/probe/simulated/SimulatedLink.h"
 
 namespace host {
@@ -9,8 +11,10 @@ namespace {
 std::unique_ptr<ApAccess> PlugIn(SimulatedBoard& board, std::string_view speedName, bool inRealTime,
                                  const PacketOptions& packets) {
   const Pace pace = inRealTime ? Pace::RealTime : Pace::AsFastAsPossible;
-  return OverPackets(std::make_unique<SimulatedLink>(board.Target(), NamedSpeed(speedName), pace), packets,
-                     AccessPorts{});
+  const simulator::ProbeSpeed speed = NamedSpeed(speedName);
+  PacketOptions reached = packets;  // so that the clock that was asked for is the one there is
+  reached.wireHz = std::min(packets.wireHz, static_cast<std::uint32_t>(speed.wireHz));
+  return OverPackets(std::make_unique<SimulatedLink>(board.Target(), speed, pace), reached, AccessPorts{});
 }
 
 }  // namespace
