@@ -197,9 +197,16 @@ TEST_F(ChipFileTest, NoticesBeforehandThatItCannotBeWrittenAndKeepsTheOldChip) {
 
 TEST(ChipRestoreTest, RefusesContentsOfAnotherSize) {
   TestChip target;
-  ChipState state = BlankState(SmallChip());
-  state.scfg.pop_back();
-  EXPECT_EQ(ErrorOf([&] { target.chip.Restore(state); }), "SCFG holds 63 bytes instead of 64");
+  std::string told;
+  for (Bytes ChipState::*memory :
+       {&ChipState::main, &ChipState::ccfg, &ChipState::scfg, &ChipState::otp, &ChipState::ram}) {
+    ChipState state = BlankState(SmallChip());
+    (state.*memory).pop_back();
+    told += ErrorOf([&] { target.chip.Restore(state); }) + "; ";
+  }
+  EXPECT_EQ(told,
+            "MAIN holds 19199 bytes instead of 19200; CCFG holds 255 bytes instead of 256; SCFG holds 63 "
+            "bytes instead of 64; OTP holds 31 bytes instead of 32; RAM holds 255 bytes instead of 256; ");
 }
 
 }  // namespace

@@ -63,6 +63,7 @@ TEST_F(SwdPortTest, TransfersBitByBit) {
     1D 03 08 B1 85 21 F0 00 00 01 00 > 1D 00 13   # with the wrong parity: WDATAERR, until ABORT
     05 00 01 0F > 05 00 04
     05 00 01 06 > 05 01 01 80 00 00 F0
+    05 00 02 00 F7 FF FF FF 06 > 05 02 01 80 00 00 F0
     05 00 01 00 08 00 00 00 > 05 01 01
     1D 04 08 B1 85 21 00 00 00 01 01 02 00 > 1D 00 13
     1D 02 08 87 A6 > 1D 00 03 01 E0 FF 31         # an access port: what was in the buffer
@@ -129,6 +130,7 @@ TEST_F(SwdPortTest, AFailedAccessStopsAllUntilAbort) {
     05 00 01 08 00 00 00 00 > 05 00 04
     05 00 01 0E > 05 00 04                                   # RDBUFF, too
     05 00 02 06 02 > 05 02 01 20 00 00 F0 FF 1F 41 05
+    05 00 02 00 FB FF FF FF 06 > 05 02 01 20 00 00 F0
     08 00 04 00 00 00 > 08 00
     06 00 01 00 0D 01 00 00 00 > 06 01 00 04                 # the last write shows in the check behind it
     08 00 1E 00 00 00 > 08 00
@@ -174,6 +176,7 @@ TEST_F(SwdPortTest, OverrunDetectionNeedsADataPhase) {
   EXPECT_EQ(client.Play(R"(
     05 00 01 03 > 05 00 02
     05 00 01 06 > 05 01 01 03 00 00 F0  # STICKYORUN
+    05 00 02 00 EF FF FF FF 06 > 05 02 01 03 00 00 F0
     08 00 10 00 00 00 > 08 00
     13 00 > 13 00
     05 00 01 03 > 05 00 02
