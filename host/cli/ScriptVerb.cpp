@@ -119,7 +119,7 @@ void AddScript(CLI::App& program, Job& chosen) {
         verb.add_option(
                 "call", script.words,
                 "A function and its arguments: integers in decimal or 0x form, anything else is text. "
-                "'+' begins a further call in the same session.")
+                "'+' begins a further call in the same session")
             ->type_name("NAME [ARGUMENT]... [+ NAME ...]");
         verb.add_flag("--list", script.list, "List the functions that the plug-in offers");
         AddTargetOptions(verb, script.target);

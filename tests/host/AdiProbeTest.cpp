@@ -3,6 +3,7 @@
 
 #include "host/device/DeviceDescription.h"
 #include "host/probe/AdiProbe.h"
+#include "host/probe/TcpStream.h"
 #include "host/probe/cmsisdap/CmsisDap.h"
 #include "host/probe/simulated/SimulatedBoard.h"
 #include "tests/support/ErrorOf.h"
@@ -200,6 +201,27 @@ TEST(ReadAheadTest, HandsOutAFetchedWordOnceUnlessItIsDropped) {
     probe.PushWords({&word, 1});
     drop();
     EXPECT_EQ(pop(), access.reads);
+  }
+}
+
+TEST(TcpAddressTest, IsAHostAndMaybeAPort) {
+  const struct {
+    const char* text;
+    const char* told;
+  } cases[] = {{"a", "a 7"},           {"a:1", "a 1"},         {"a:65535", "a 65535"}, {"[::1]", "::1 7"},
+               {"[::1]:80", "::1 80"}, {"", "refused"},        {":1", "refused"},      {"a:", "refused"},
+               {"a:0", "refused"},     {"a:65536", "refused"}, {"a:1x", "refused"},    {"[::1", "refused"},
+               {"[]:1", "refused"},    {"[::1]80", "refused"}};
+  for (const auto& c : cases) {
+    std::string told = "refused";
+    const std::string error = ErrorOf([&] {
+      const TcpAddress address = ParseTcpAddress(c.text, 7);
+      told = address.host + " " + std::to_string(address.port);
+    });
+    EXPECT_EQ(told, c.told) << c.text;
+    EXPECT_EQ(error, told != "refused" ? "ok"
+                                       : "\"" + std::string(c.text) +
+                                             "\" is no address: HOST, HOST:PORT or [ADDRESS]:PORT");
   }
 }
 

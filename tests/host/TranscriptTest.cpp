@@ -5,12 +5,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -81,7 +83,8 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
     if (verb == "images") return MakeImages();
     if (verb == "text") return Write(words.at(0), Replaced(words.at(1), "\\n", "\n"));
     if (verb == "copy") return Write(words.at(1), ReadText(folder / words.at(0)));
-    if (verb == "link") return fs::create_symlink(words.at(0), folder / words.at(1));
+    if (verb == "link")
+      return fs::create_symlink(Replaced(words.at(0), "$FIRMWARE", TOVIK_FIRMWARE), folder / words.at(1));
     if (verb == "mode")
       return fs::permissions(folder / words.at(0),
                              static_cast<fs::perms>(std::stoul(words.at(1), nullptr, 8)));
@@ -211,6 +214,8 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
     } else if (subject == "out" || subject == "err") {
       ExpectText(subject, words.at(1),
                  Replaced(line.substr(line.find(words.at(1)) + words.at(1).size() + 1), "\\n", "\n"));
+    } else if (subject == "page") {
+      ExpectOnPage(Replaced(ReadText(TOVIK_ROOT "/" + words.at(1)), "build/release/examples/firmware/", ""));
     } else if (subject == "json") {
       const nlohmann::json document = nlohmann::json::parse(streams["out"]);
       EXPECT_EQ(document.at(nlohmann::json::json_pointer(words.at(1))),
@@ -247,6 +252,21 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
     if (relation == "=") {
       EXPECT_EQ(said, text + "\n");
     }
+  }
+
+  // Whole; a document may be folded otherwise there, and a manual is there line by line, without its markup.
+  void ExpectOnPage(std::string page) {
+    const static std::regex s_markup(R"(^\.(TH|SH|BR|PP|TP).*|^\.[A-Z]+ ?| ?\\fI\\fR|\\f[BIR]|\\&|\\(?=-))",
+                                     std::regex::ECMAScript | std::regex::multiline);
+    std::string said = streams["out"];
+    if (said.starts_with('{'))
+      for (std::string* text : {&said, &page})
+        std::erase_if(*text, [](char c) { return std::isspace(c) != 0; });
+    const bool isManual = said.starts_with(".TH");
+    std::istringstream lines(Replaced(std::regex_replace(said, s_markup, ""), "\\(aq", "'"));
+    for (std::string line; isManual && std::getline(lines, line);)
+      EXPECT_NE(page.find(line), std::string::npos) << line;
+    EXPECT_TRUE(isManual || page.find(said) != std::string::npos) << said;
   }
 
   // What no line speaks of: a run succeeds and has nothing to complain of.

@@ -3,15 +3,18 @@
 
 A fault (a mutant) is one flipped comparison, one changed number or text, one dropped call and so on. Each
 worker has its own copy of the tree and its own build in build/mutate, so the working tree is never touched.
-A mutant that does not compile says nothing and is left out of the score.
+A mutant that does not compile says nothing and is left out of the score. What is built stays as it is: the files
+that a mutant changes are compiled, not optimized, beside it and linked in its place.
 
 build/mutate/matrix.json holds every mutant with the tests that noticed it, and the tests that were nobody's
 only witness. A program that crashes or takes too long tells of the tests up to there. Slower programs are asked only of
-what the quicker ones have not noticed, and the slowest stops at the first test that fails.
+what the quicker ones have not noticed, and stop at the first test that fails.
 """
 
 import argparse
+import collections
 import concurrent.futures
+import contextlib
 import itertools
 import json
 import os
@@ -21,27 +24,38 @@ import random
 import re
 import resource
 import shutil
+import signal
 import subprocess
 import sys
-import time
+import tempfile
 import typing
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 WORK = ROOT / "build" / "mutate"
 
 # Who is asked about a fault in which folder, of which the longest that fits counts: test programs of the build,
-# the quickest first, without the tests that take minutes.
+# the quickest first, some of them for a part of their tests, without those that take long or are done for each device.
 WITNESSES = {
     "source": ["plugin/tovik_plugin_tests", "load/tovik_load_tests"],
     "include": ["plugin/tovik_plugin_tests"],
     "simulator": ["simulator/tovik_simulator_tests", "load/tovik_load_tests"],
-    "host": ["host/tovik_image_tests", "host/tovik_host_tests", "load/tovik_load_tests",
-             "host/tovik_program_tests"],
+    "host": ["host/tovik_image_tests", "host/tovik_host_tests", "host/tovik_program_tests"],
+    "host/load": ["host/tovik_host_tests", "load/tovik_load_tests", "host/tovik_program_tests"],
+    "host/plugin": ["host/tovik_host_tests", "load/tovik_load_tests", "host/tovik_program_tests"],
+    "host/probe": ["host/tovik_host_tests", "load/tovik_load_tests", "gdb/tovik_gdb_tests NetworkProbe*",
+                   "host/tovik_program_tests"],
+    "host/probe/openocd": ["openocd/tovik_openocd_tests"],
     "host/cli": ["host/tovik_program_tests"],
-    "host/gdb": ["gdb/tovik_gdb_tests"],
     "host/cli/GdbserverVerb.cpp": ["gdb/tovik_gdb_tests"],
+    "host/cli/ServeVerb.cpp": ["host/tovik_program_tests", "gdb/tovik_gdb_tests NetworkProbe*"],
+    "host/gdb": ["gdb/tovik_gdb_tests"],
+    "host/net": ["gdb/tovik_gdb_tests"],
 }
-SLOW_TESTS = "*Sweep*:*PowerCut*"
+SLOW_TESTS = "*Sweep.*:*PowerCut.*:*Whichever*/corvel*:*Wherever*/corvel*:*/corvel_h40*"
+# What else the product is linked into, besides the test programs.
+LINKED = ["libFlashDeviceTovik.so", "host/tovik-flash", "tests/openocd/libtovik_stand_in_hidapi.so"]
+# All of their tests are asked, so that the matrix tells which of them see the same faults.
+ASKED_WHOLE = ["plugin/tovik_plugin_tests"]
 
 SWAPS = {
     " < ": " <= ", " <= ": " < ", " > ": " >= ", " >= ": " > ", " == ": " != ", " != ": " == ",
@@ -110,17 +124,29 @@ def witnesses_of(file):
 
 class Worker:
     def __init__(self, number, programs):
-        self.tree = WORK / str(number) / "tree"
-        self.build = WORK / str(number) / "build"
-        # With the build: a copy keeps the old dates, so the objects of the last mutant would pass for new.
-        shutil.rmtree(WORK / str(number), ignore_errors=True)
+        self.tree = WORK / str(number)
+        # Where it lies seen from the sources as in every build, so that a compiler's cache knows the objects.
+        self.build = self.tree / "build" / "release"
+        self.environment = {**os.environ, "CCACHE_BASEDIR": str(self.tree), "RC_PARAMS": "seed=1 noshrink=1"}
+        # A copy keeps its dates: of a build that is there, only what depends on a change since is built again.
+        kept = WORK / f"{number}.build"
+        if self.build.exists():
+            os.rename(self.tree / "build", kept)
+        shutil.rmtree(self.tree, ignore_errors=True)
         shutil.copytree(ROOT, self.tree, ignore=shutil.ignore_patterns("build", ".git"))
-        run(["cmake", "-S", self.tree, "-B", self.build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
-             "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O0", "-DTOVIK_UNITY=OFF",
+        if kept.exists():
+            os.rename(kept, self.tree / "build")
+        for left in self.build.rglob("*.unchanged"):  # by a run that was broken off
+            os.replace(left, left.with_suffix(""))
+        run(["cmake", "--preset", "release",
              # Of the two linkers of binutils the quick one: every mutant links the tests again.
-             "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold", "-DCMAKE_MODULE_LINKER_FLAGS=-fuse-ld=gold"])
-        if not self.compile(programs, jobs=2):
+             "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold", "-DCMAKE_MODULE_LINKER_FLAGS=-fuse-ld=gold"], cwd=self.tree)
+        commands = [entry["command"] for entry in json.loads((self.build / "compile_commands.json").read_text())]
+        self.compiling = {command.split(" -o ")[1].split()[0]: command for command in commands}
+        if self.ninja("-j2", *(f"tests/{program.split()[0]}" for program in programs)).returncode != 0:
             sys.exit(f"the unchanged tree does not build: see {self.build}")
+        self.read_dependencies()
+        self.parts = {program: self.parts_of(f"tests/{program.split()[0]}") for program in programs}
         self.limits = dict.fromkeys(programs, 600)
         self.tests = set()
         for program in programs:
@@ -128,41 +154,100 @@ class Worker:
             tests, failing = self.run_tests(program)
             if failing:
                 sys.exit(f"fails on the unchanged tree: {failing}")
-            self.limits[program] = int(5 + 5 * (children_seconds() - start))
+            self.limits[program] = int(3 + 2 * (children_seconds() - start))
             self.tests |= tests
 
-    def compile(self, programs, jobs=1):
-        targets = ["FlashDeviceTovik"] + [pathlib.Path(program).name for program in programs]
-        return run(["ninja", "-C", self.build, f"-j{jobs}", *targets]).returncode == 0
+    def ninja(self, *arguments):
+        return run(["ninja", "-C", self.build, "--quiet", *arguments], env=self.environment)
+
+    def tell(self, *arguments):
+        return self.ninja("-t", *arguments).stdout.decode().splitlines()
+
+    def read_dependencies(self):
+        self.objects_with = collections.defaultdict(set)
+        for line in self.tell("deps"):
+            if line.startswith("    "):
+                self.objects_with[os.path.normpath(self.build / line.strip())].add(output)
+            else:
+                output = line.split(":")[0]
+
+    def parts_of(self, program):
+        """What is linked for a program: each file, how it is linked, and the objects in it."""
+        inputs = set(self.tell("inputs", program))
+        parts = []
+        for file in [*(part for part in LINKED if part in inputs), program]:
+            command = self.tell("commands", "-s", file)[-1]
+            archives = [word for word in command.split() if word.endswith(".a") and word in inputs]
+            packing = [line for archive in archives for line in self.tell("commands", "-s", archive)]
+            words = " ".join([command, *packing]).split()
+            parts.append((file, command, {word for word in words if word.endswith(".o")}))
+        return parts
 
     def noticed_by(self, mutant):
         """The tests that fail, by name; None when the mutant does not compile."""
         path, programs = self.tree / mutant.file, witnesses_of(mutant.file)
-        original = path.read_text()
+        original, date = path.read_text(), path.stat().st_mtime_ns
         path.write_text(original[:mutant.start] + mutant.new + original[mutant.end:])
+        compiled, linked = set(), set()
+        # A header of the product that many tests include is to them what it was: they take long to compile.
+        changed = self.objects_with[str(path)]
+        tests = {output for output in changed if output.startswith("tests/")}
+        changed = changed - tests if len(tests) > 5 else changed
         try:
             for program in programs:
-                if not self.compile([program]):
-                    return None
-                if noticed := self.run_tests(program, stops=program == programs[-1])[1]:
+                for file, command, objects in self.parts[program]:
+                    affected = objects & changed
+                    if not affected or file in linked:
+                        continue
+                    if not all(self.compile(output) for output in affected - compiled):
+                        return None
+                    compiled |= affected
+                    os.rename(self.build / file, self.build / f"{file}.unchanged")
+                    linked.add(file)
+                    if not self.link(file, command, affected):
+                        return None
+                if noticed := self.run_tests(program, stops=program not in ASKED_WHOLE)[1]:
                     break
             return sorted(noticed)
         finally:
             path.write_text(original)
+            os.utime(path, ns=(date, date))
+            for file in linked:
+                os.replace(self.build / f"{file}.unchanged", self.build / file)
+
+    def compile(self, output):
+        """Beside the object of the unchanged tree, so that nothing is built twice; and not optimized."""
+        command = self.compiling[output].replace(f" -o {output} ", f" -O0 -w -o {output}.changed ")
+        return run(["sh", "-c", command], cwd=self.build).returncode == 0
+
+    def link(self, file, command, affected):
+        for output in affected:
+            if f" {output} " in command:
+                command = command.replace(f" {output} ", f" {output}.changed ")
+            else:  # in an archive, of which then that object is not taken
+                command = command.replace(f" -o {file} ", f" -o {file} {output}.changed ")
+        return run(["sh", "-c", command], cwd=self.build).returncode == 0
 
     def run_tests(self, program, stops=False):
         """The tests that were run, and those of them that failed."""
         limit = self.limits[program]
-        command = ["prlimit", f"--cpu={limit}", self.build / "tests" / program, f"--gtest_filter=-{SLOW_TESTS}",
-                   f"--gtest_fail_fast={int(stops)}"]
-        try:
-            # What waits for ever uses no processor; what waits for one has many times its share to come.
-            done = run(command, timeout=20 * limit, env={**os.environ, "RC_PARAMS": "seed=1 noshrink=1"})
-            output, failed = done.stdout.decode(errors="replace"), done.returncode != 0
-        except subprocess.TimeoutExpired as late:
-            output, failed = (late.stdout or b"").decode(errors="replace"), True
-        tests = set(re.findall(r"\[ RUN      \] (\S+)", output))
-        failing = tests - set(re.findall(r"\[ +(?:OK|SKIPPED) \] ([^\s,]+)", output))
+        name, _, chosen = program.partition(" ")
+        command = ["prlimit", f"--cpu={limit}", self.build / "tests" / name,
+                   f"--gtest_filter={chosen or '*'}-{SLOW_TESTS}", f"--gtest_fail_fast={int(stops)}"]
+        with tempfile.TemporaryFile() as output:
+            asked = subprocess.Popen(command, stdout=output, stderr=subprocess.DEVNULL, env=self.environment,
+                                     start_new_session=True)
+            try:  # What waits for ever uses no processor; what waits for one has many times its share to come.
+                failed = asked.wait(20 * limit) != 0
+            except subprocess.TimeoutExpired:
+                failed = True
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(asked.pid, signal.SIGKILL)  # and what it has started and left
+            asked.wait()
+            output.seek(0)
+            said = output.read().decode(errors="replace")
+        tests = set(re.findall(r"\[ RUN      \] (\S+)", said))
+        failing = tests - set(re.findall(r"\[ +(?:OK|SKIPPED) \] ([^\s,]+)", said))
         return tests, failing or ({program} if failed else set())
 
 
@@ -180,7 +265,8 @@ def drawn_mutants(arguments):
     """Of each place the first so many of a shuffled list: a smaller sample is part of a larger one."""
     places = [place.resolve() for place in arguments.places] or [ROOT / "source"]
     if arguments.changed:
-        changed = run(["git", "-C", ROOT, "diff", "--name-only", "--diff-filter=d", arguments.changed, "--", *WITNESSES])
+        changed = run(["git", "-C", ROOT, "diff", "--name-only", "--diff-filter=d", arguments.changed, "--",
+                       *WITNESSES])
         places = [ROOT / name for name in changed.stdout.decode().split()]
     drawn = []
     for place in places:

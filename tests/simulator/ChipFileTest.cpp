@@ -54,6 +54,10 @@ TEST(ChipStoreTest, RefusesWhatAChecksumCannotShow) {
       {21, 0, "holds a chip of another identity than device small"},
       {30, 1, "is damaged: there is no life cycle 260"},
       {49, 1, "holds 19201 bytes of MAIN instead of 19200"},
+      {19253, 1, "holds 257 bytes of CCFG instead of 256"},
+      {19513, 1, "holds 1 bytes of SCFG instead of 64"},
+      {19581, 1, "holds 1 bytes of OTP instead of 32"},
+      {19617, 1, "holds 257 bytes of RAM instead of 256"},
   };
   const auto sealedError = [](Bytes file) {
     const auto digest = Sha256(file);
@@ -193,9 +197,16 @@ TEST_F(ChipFileTest, NoticesBeforehandThatItCannotBeWrittenAndKeepsTheOldChip) {
 
 TEST(ChipRestoreTest, RefusesContentsOfAnotherSize) {
   TestChip target;
-  ChipState state = BlankState(SmallChip());
-  state.scfg.pop_back();
-  EXPECT_EQ(ErrorOf([&] { target.chip.Restore(state); }), "SCFG holds 63 bytes instead of 64");
+  std::string told;
+  for (Bytes ChipState::*memory :
+       {&ChipState::main, &ChipState::ccfg, &ChipState::scfg, &ChipState::otp, &ChipState::ram}) {
+    ChipState state = BlankState(SmallChip());
+    (state.*memory).pop_back();
+    told += ErrorOf([&] { target.chip.Restore(state); }) + "; ";
+  }
+  EXPECT_EQ(told,
+            "MAIN holds 19199 bytes instead of 19200; CCFG holds 255 bytes instead of 256; SCFG holds 63 "
+            "bytes instead of 64; OTP holds 31 bytes instead of 32; RAM holds 255 bytes instead of 256; ");
 }
 
 }  // namespace

@@ -21,6 +21,7 @@ TEST_F(FaultsTest, SaysWhichPieceIsNotUnderstood) {
       {"saci:256:lost", "Fault \"saci:256:lost\": \"256\" is above 255"},
       {"saci:14:Lost", "Fault \"Lost\": no such action"},
       {"saci:14:result=", "Fault \"result=\": \"\" is not a number"},
+      {"saci:14:count=256", "Fault \"count=256\": \"256\" is above 255"},
       {"saci:14:count=-1", "Fault \"count=-1\": \"-1\" is not a number"},
       {"saci:14:nth=0:lost", "Fault \"nth=0\": the first is number 1"},
       {"saci:14:each:lost", "Fault \"each\": is not nth=N"},
@@ -35,6 +36,7 @@ TEST_F(FaultsTest, SaysWhichPieceIsNotUnderstood) {
       {"wire:waits", "Fault \"waits\": no such action"},
       {"packet:0:lost", "Fault \"packet:0:lost\": the first is number 1"},
       {"packet:1:gone", "Fault \"gone\": no such action"},
+      {"bogus:1", "Fault \"bogus:1\": no such fault"},
   };
   for (const auto& c : cases) EXPECT_EQ(ErrorOf([&] { Ask(c.text); }), c.error);
   EXPECT_EQ(target.Command({0x0000'0101}), (Words{0x0000'0101})) << "a rejected text adds nothing";
@@ -59,6 +61,7 @@ TEST_F(FaultsTest, StrikesAsAsked) {
           4010E KEY 0 12345678 -> 84010E; main 0 = FFFFFFFF; 4010E KEY 0 12345678 -> -; main 0 = 12345678)"},
       {"a reset request misses SACI", R"(
           fault reset-misses-saci:nth=2; saci; boot 20; saci; boot C0; saci; boot 20)"},
+      {"every one does", "fault reset-misses-saci; saci; boot C0; saci; boot C0"},
       {"HSM status", "fault hsm:status=2; 123 -> 1000123 2"},
   };
   PlayEach(transcripts);

@@ -38,7 +38,7 @@ TEST(FramingTest, WordsFlagsAndTime) {
 TEST(PipelinedTest, StreamsSectors) {
   const Transcript transcripts[] = {
       {"each sector is acknowledged with the next number, the header is not", R"(
-          send FE0F KEY 80; answer -; raw 16*1; answer FE0F; raw 16*2; answer FF0F; raw 16*3; answer F
+          send FE0F KEY 80; answer -; raw 16*1; answer FE0F; raw 16*2; answer FF0F; raw 16*3; answer F; RXCTL = 0
           main 7C = FFFFFFFF 16*1 16*2 16*3 FFFFFFFF)"},
       {"the next header ends it and drops half a sector", R"(
           send 10F KEY 0; raw 8*0; send 20F KEY 40; raw 16*9; answer 20F; main 0 = 16*FFFFFFFF 16*9

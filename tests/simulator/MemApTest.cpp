@@ -57,7 +57,9 @@ TEST_F(MemApTest, BankedRegistersReachFourWords) {
   for (std::uint32_t i = 0; i < 4; ++i) client.Write(0x10 + 4 * i, 0x100 + i);
   EXPECT_EQ(client.Read(kTar), 0x2000'0014u);
   EXPECT_EQ(client.Read(kDrw), 0x101u);
+  EXPECT_EQ(client.Read(0x10), 0x100u);
   EXPECT_EQ(client.Read(0x1C), 0x103u);
+  EXPECT_EQ(client.Read(0x20), 0u);
 }
 
 TEST_F(MemApTest, TheControlWordSaysWhatThePortCanDo) {

@@ -18,8 +18,10 @@ TEST_F(ProbePacketsTest, SaysWhatItIsAndRefusesWhatItIsNot) {
   EXPECT_EQ(client.Play(R"(
     00 01 > 00 06 54 6F 76 69 6B 00
     00 02 > 00 1A 54 6F 76 69 6B 20 73 69 6D 75 6C 61 74 65 64 20 43 4D 53 49 53 2D 44 41 50 00
+    00 03 > 00 08 53 49 4D 30 30 30 31 00
     00 04 > 00 06 32 2E 31 2E 30 00
     00 05 > 00 00                    # it names no target
+    00 09 > 00 06 31 2E 30 2E 30 00
     00 F0 > 00 01 31
     00 F1 > 00 04 40 42 0F 00
     00 FD > 00 00                    # it has no trace buffer
@@ -103,6 +105,8 @@ TEST_F(ProbePacketsTest, ThePinHoldsTheChipInReset) {
     10 00 80 00 00 00 00 > 10 03
     05 00 01 0B > 05 01 04                                  # the ports do not answer, the debug port does
     05 00 02 06 00 1E 00 00 00 > 05 02 01 20 00 00 F0
+    05 00 02 09 00 00 00 00 06 > 05 02 01 60 00 00 F0       # neither when they are written to
+    08 00 1E 00 00 00 > 08 00
     10 80 80 A0 86 01 00 > 10 83                            # no need to wait
     05 00 01 0B > 05 01 01 05 01 00 00                      # booting
     05 00 02 08 00 00 00 00 03 > 05 02 01 02 00 00 00       # what was set in the port is gone

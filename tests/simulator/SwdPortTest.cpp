@@ -63,6 +63,7 @@ TEST_F(SwdPortTest, TransfersBitByBit) {
     1D 03 08 B1 85 21 F0 00 00 01 00 > 1D 00 13   # with the wrong parity: WDATAERR, until ABORT
     05 00 01 0F > 05 00 04
     05 00 01 06 > 05 01 01 80 00 00 F0
+    05 00 02 00 F7 FF FF FF 06 > 05 02 01 80 00 00 F0
     05 00 01 00 08 00 00 00 > 05 01 01
     1D 04 08 B1 85 21 00 00 00 01 01 02 00 > 1D 00 13
     1D 02 08 87 A6 > 1D 00 03 01 E0 FF 31         # an access port: what was in the buffer
@@ -75,6 +76,7 @@ TEST_F(SwdPortTest, TransfersBitByBit) {
 TEST_F(SwdPortTest, PortsNeedPowerAndNamesThatExist) {
   EXPECT_EQ(client.Play(R"(
     05 00 02 08 F0 00 00 00 0F > 05 02 01 01 00 FF 1F
+    05 00 02 08 F0 00 00 00 0B > 05 02 01 02 00 00 00              # no components to debug
     05 00 02 08 F0 00 00 02 0F > 05 02 01 20 00 FE 1F
     05 00 02 08 F0 00 00 03 0F > 05 02 01 00 00 00 00              # no such port
     05 00 03 08 20 00 00 02 01 FF FF FF FF 03 > 05 03 01 00 00 00 00  # no such register
@@ -97,11 +99,13 @@ TEST_F(SwdPortTest, ReadsArePostedAndTheProbeHidesIt) {
   client.Write(0x0200'0000, 0x0000'0022);  // system information: ten words with the header
   EXPECT_EQ(client.Play(R"(
     04 00 00 00 00 00 > 04 00
+    05 00 01 12 00 00 00 00 > 05 01 01                      # a mask that nobody has set: nothing can differ
     # RXCTL, whose bit 0 is 1 at the first look; two words, CTRL/STAT between them and the next
     05 00 06 20 01 00 00 00 1F 01 00 00 00 0B 0B 06 0B > 05 06 01 22 00 00 09 48 53 4D 00 40 00 00 F0 00 00 04 00
     06 00 02 00 0B > 06 02 00 01 00 00 00 00 00 00 00 00
     05 00 03 20 FF 00 00 00 1F 40 00 00 00 0B > 05 01 11    # never 0x40: a mismatch, and nothing after it
     06 00 05 00 0B > 06 05 00 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 01 00 00 00 00 00
+    06 00 02 00 06 > 06 02 00 01 40 00 00 F0 40 00 00 F0    # CTRL/STAT is there at once
     05 00 01 0F > 05 01 01 00 00 00 00                      # all ten have been taken
   )"),
             "");
@@ -109,10 +113,12 @@ TEST_F(SwdPortTest, ReadsArePostedAndTheProbeHidesIt) {
 
 TEST_F(SwdPortTest, TimeStampsComeBeforeTheWordsOfTheirTransfer) {
   client.Ask("11 40 42 0F 00");  // 1 MHz: 46 microseconds a transfer
-  const auto bytes = FromHex(client.Ask("05 00 03 88 00 00 00 01 83 87"));
-  ASSERT_EQ(bytes.size(), 3u + 3 * 4 + 2 * 4);
+  const auto bytes = FromHex(client.Ask("05 00 05 88 00 00 00 01 83 87 82 96 00 00 00 00"));
+  ASSERT_EQ(bytes.size(), 3u + 5 * 4 + 3 * 4);
   const Words words = AsWords(std::span(bytes).subspan(3));
-  EXPECT_EQ(words, (Words{words[0], words[0] + 46, 0x2BB9'802F, words[0] + 92, 0x8012'3456}));
+  const std::uint32_t begin = words[0];
+  EXPECT_EQ(words, (Words{begin, begin + 46, 0x2BB9'802F, begin + 92, 0x8012'3456, begin + 184, 0x0541'1FFF,
+                          begin + 230}));
 }
 
 TEST_F(SwdPortTest, AFailedAccessStopsAllUntilAbort) {
@@ -120,12 +126,17 @@ TEST_F(SwdPortTest, AFailedAccessStopsAllUntilAbort) {
   EXPECT_EQ(client.Play(R"(
     05 00 03 0D 01 00 00 00 0D 02 00 00 00 06 > 05 01 04     # the first fails, the second says so
     06 00 01 00 0F > 06 00 00 04
+    05 00 02 1F 00 00 00 00 02 > 05 00 04
+    05 00 01 08 00 00 00 00 > 05 00 04
     05 00 01 0E > 05 00 04                                   # RDBUFF, too
     05 00 02 06 02 > 05 02 01 20 00 00 F0 FF 1F 41 05
+    05 00 02 00 FB FF FF FF 06 > 05 02 01 20 00 00 F0
     08 00 04 00 00 00 > 08 00
     06 00 01 00 0D 01 00 00 00 > 06 01 00 04                 # the last write shows in the check behind it
     08 00 1E 00 00 00 > 08 00
     05 00 01 0F > 05 01 04                                   # a read likewise: its word is missing
+    08 00 1E 00 00 00 > 08 00
+    05 00 02 1F 00 00 00 00 02 > 05 00 04                    # the second look of a match
   )"),
             "");
 }
@@ -165,6 +176,7 @@ TEST_F(SwdPortTest, OverrunDetectionNeedsADataPhase) {
   EXPECT_EQ(client.Play(R"(
     05 00 01 03 > 05 00 02
     05 00 01 06 > 05 01 01 03 00 00 F0  # STICKYORUN
+    05 00 02 00 EF FF FF FF 06 > 05 02 01 03 00 00 F0
     08 00 10 00 00 00 > 08 00
     13 00 > 13 00
     05 00 01 03 > 05 00 02
@@ -183,7 +195,14 @@ TEST_F(SwdPortTest, TheResetRequestMayTakeTheDebugPortAlong) {
   SwdTarget fragile(chip, {.debugPortSurvivesReset = false});
   ProbeClient other(fragile);
   EXPECT_EQ(other.Connect(), "");
-  EXPECT_EQ(other.Ask("05 00 02 08 10 00 00 02 01 5C 00 00 00"), "05 02 07");
+  EXPECT_EQ(other.Play(R"(
+    05 00 02 08 10 00 00 02 01 5C 00 00 00 > 05 02 07
+    12 38 FF FF FF FF FF FF FF > 12 00
+    12 10 9E E7 > 12 00
+    12 40 FF FF FF FF FF FF FF 00 > 12 00
+    05 00 02 02 06 > 05 02 01 FF 1F 41 05 00 00 00 00  # as when power came: no error, no power asked for
+  )"),
+            "");
   EXPECT_EQ(other.Connect(), "");
 }
 
