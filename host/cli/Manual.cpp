@@ -27,7 +27,8 @@ const Entry s_exitCodes[] = {
     {std::to_string(kFailed), "failed"},
     {std::to_string(kWrongInput), "wrong usage or input; no chip was touched"},
     {std::to_string(kErrorsReported), "done, but errors were reported"},
-    {std::to_string(kDiffers), "the chip differs from the images, or is not blank; a plug-in breaks its contract"},
+    {std::to_string(kDiffers),
+     "the chip differs from the images, or is not blank; a plug-in breaks its contract"},
     {std::to_string(kInterrupted), "interrupted"},
 };
 
