@@ -32,7 +32,7 @@ std::optional<Permission> ParsePermission(std::string_view entry, std::span<cons
   const unsigned shift = fields[1].ends_with('H') ? 4 : 0;
   return Permission{.name = fields[0],
                     .offset = static_cast<std::uint32_t>(*offset),
-                    .held = bytes[static_cast<std::size_t>(*offset)] >> shift & 0xFU,
+                    .held = unsigned{bytes[static_cast<std::size_t>(*offset)]} >> shift & 0xFU,
                     .safe = static_cast<unsigned>(*safe)};
 }
 
