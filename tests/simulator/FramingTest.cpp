@@ -57,6 +57,8 @@ TEST(PipelinedTest, WaitsForTheFlash) {
       {"the next command waits, its parameters are kept", R"(
           send 10F KEY 0; raw 16*0; send 4020E KEY 40 12345678; ns 45000000; RXCTL = 4; main 40 = FFFFFFFF
           sleep 5; main 0 = 0; answer 10F; answer 20E; main 40 = 12345678)"},
+      {"it works as long as it programs",
+       "send 10F KEY 0; raw 16*0; ns 20000; RXCTL = 4; answer 10F; RXCTL = 0"},
       {"a reset ends the waiting",
        "send 10F KEY 0; raw 16*0; saci; send 201; ns 25000; RXCTL = 1; answer 201"},
   };
