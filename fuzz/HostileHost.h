@@ -1,245 +1,170 @@
 #pragma once
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
-#include <cstring>
+#include <optional>
+#include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "ByteSource.h"
 #include "Require.h"
 #include "host/plugin/CallChecker.h"
-#include "host/plugin/HostTable.h"
+#include "host/plugin/HostServices.h"
 
 namespace fuzz {
 
-// Stands between the plug-in and an honest host, and lies as the input says: it refuses calls, does not do
-// what it says it did, and answers with other registers, memory, connections and properties. Register values
-// and addresses stay within 32 bits: wider ones break the contract, and the plug-in stops the process.
+// The host's services over a probe that lies, as the input says: calls are refused, and the probe fails when
+// it has done what it was asked, does nothing, or answers with other registers and memory than the chip's.
 //
 // Stops the process when the plug-in breaks a rule of CallChecker, which it owes its host whatever the host
 // answers, or when a message, property or error text holds a password.
-class HostileHost : public HostObject {
+class HostileHost final : private host::DebugProbe, private host::HostCallObserver {
  public:
   // A character that is in every password and in no text that this host invents.
   static constexpr char kSecretMark = '\x7F';
 
-  // `honestHost` is kept by reference. `source` reads: how many calls are honest, the kind of the lie, what
-  // the lie needs; and again. When it has run out, all calls are honest.
-  HostileHost(HostObject& honestHost, const host::WireSizes& sizes, ByteSource source)
-      : HostObject{nullptr}, honest(honestHost), checker(sizes), answers(source) {
-    const static HostFunctionTable s_table = host::HostTable<HostileHost>::Make();
-    table = &s_table;
+  // The probe and the settings are kept by reference. `source` reads: how many calls are honest, the kind of
+  // the lie, what the lie needs; and again. When it has run out, all calls are honest.
+  HostileHost(host::DebugProbe& honestProbe, host::PropertyStore& settings, const host::WireSizes& sizes,
+              ByteSource source)
+      : services(*this, settings), honest(honestProbe), checker(sizes), answers(source) {
+    services.AddObserver(checker);
+    services.AddObserver(*this);
     ReadHonestCalls();
+    services.ConnectDebugPort();
   }
-  HostileHost(const HostileHost&) = delete;
-  HostileHost& operator=(const HostileHost&) = delete;
 
-  [[nodiscard]] IFlashProgrammerUtility2 Utility() { return IFlashProgrammerUtility2(this); }
+  [[nodiscard]] IFlashProgrammerUtility2 Utility() { return services.Utility(); }
 
-  void SetLying(bool lying) { lies = lying; }
+  void BeHostile() { lies = true; }
+  // From here on, with the debug port connected.
+  void BeHonest() {
+    lies = false;
+    lie = Lie::None;
+    services.ResetCancel();
+    (void)services.table->sleep(&services, 0);  // a refusal that is still to come strikes this call
+    services.ConnectDebugPort();
+  }
 
   // Around every operation of the plug-in: `error` is what it returned, and given back.
   void BeginOperation(std::string_view name) {
-    calls = 0;
-    checker.Begins({.function = name}, 0);
+    callsBefore = services.CallCount();
+    services.ResetCancel();
+    services.TellBegin({.function = name});
   }
   const char* EndOperation(std::string_view name, const char* error) {
     host::PluginCall call{.function = name};
-    if (error != nullptr) {
-      RequireNoSecret(error);
-      call.error = error;
-    }
-    checker.Ends(call, 0);
-    RequireKeptRules();
+    if (error != nullptr) call.error = error;
+    services.TellEnd(call);
     return error;
   }
 
  private:
-  friend class host::HostTable<HostileHost>;
-  using Call = host::HostCall;
-  using Table = HostFunctionTable;
-  enum class Lie { None, Refuse, RefuseWhenDone, DoNothing, Distort };
+  enum class Lie { None, FailWhenDone, DoNothing, Distort };
 
-  // The functions of the table.
-  const char* GetValueOfProperty(const char* name) {
-    (void)Tell({.function = "GetValueOfProperty", .number = ++number, .core = core, .subject = name},
-               nullptr);
-    const Lie lie = NextLie();
-    if (lie == Lie::None) return honest.table->getValueOfProperty(&honest, name);
-    if (lie == Lie::Refuse) return nullptr;
-    Keep(InventedText());
-    // A file that the plug-in would read: this machine has some that never end.
-    if (std::string_view(name) == "HsmImagePath") Keep(text.empty() ? "" : "/");
-    return text.c_str();
-  }
-  const char* SetValueOfProperty(const char* name, const char* value) {
-    RequireNoSecret(value);
-    return Pass<&Table::setValueOfProperty>({.function = "SetValueOfProperty"}, name, value);
-  }
-  const char* ResetTarget(int kind) { return Pass<&Table::resetTarget>({.function = "ResetTarget"}, kind); }
-  const char* ReadMemory(void* elements, std::size_t count, Debugger::Address address, int page,
-                         std::size_t elementSize) {
-    const std::size_t size = count * elementSize;
-    std::memset(elements, 0, size);
-    Call call{.function = "ReadMemory",
-              .address = Extract(address),
-              .page = page,
-              .elementSize = elementSize,
-              .data = {static_cast<const std::uint8_t*>(elements), size}};
-    const auto distort = [&] {
-      // The rest stays as the target had it, or zero: never what happened to lie in the buffer.
-      const auto bytes = answers.Take(std::min(size, kInventedBytes));
-      if (!bytes.empty()) std::memcpy(elements, bytes.data(), bytes.size());
-    };
-    const char* const error =
-        Answer<&Table::readMemory>(call, distort, elements, count, address, page, elementSize);
-    return Tell(call, error);
-  }
-  const char* WriteMemory(const void* elements, std::size_t count, Debugger::Address address, int page,
-                          std::size_t elementSize) {
-    return Pass<&Table::writeMemory>(
-        {.function = "WriteMemory",
-         .address = Extract(address),
-         .page = page,
-         .elementSize = elementSize,
-         .data = {static_cast<const std::uint8_t*>(elements), count * elementSize}},
-        elements, count, address, page, elementSize);
-  }
-  const char* LookupReg(const char* name, Debugger::Address* address) {
-    Call call{.function = "LookupReg", .subject = name};
-    const auto distort = [&] { *address = Debugger::Address(answers.Word()); };
-    const char* const error = Answer<&Table::lookupReg>(call, distort, name, address);
-    call.address = Extract(*address);
-    return Tell(call, error);
-  }
-  const char* ReadReg(Debugger::Address address, unsigned long long* value) {
-    Call call{.function = "ReadReg", .address = Extract(address)};
-    const auto distort = [&] { *value = answers.Word(); };
-    const char* const error = Answer<&Table::readReg>(call, distort, address, value);
-    call.value = *value;
-    return Tell(call, error);
-  }
-  const char* WriteReg(Debugger::Address address, unsigned long long value) {
-    return Pass<&Table::writeReg>({.function = "WriteReg", .address = Extract(address), .value = value},
-                                  address, value);
-  }
-  const char* ReportError(const char* message) {
-    RequireNoSecret(message);
-    return Pass<&Table::reportError>({.function = "ReportError", .subject = message}, message);
-  }
-  const char* ReportInfo(const char* message) {
-    RequireNoSecret(message);
-    return Pass<&Table::reportInfo>({.function = "ReportInfo", .subject = message}, message);
-  }
-  const char* Sleep(unsigned int milliseconds) {
-    return Pass<&Table::sleep>({.function = "Sleep"}, milliseconds);
-  }
-  const char* SetCore(const char* name) {
-    const char* const error = Pass<&Table::setCore>({.function = "SetCore", .subject = name}, name);
-    if (error == nullptr) core = name;
-    return error;
-  }
-  const char* SetCoreById(const char* id) {
-    const char* const error = Pass<&Table::setCoreById>({.function = "SetCoreById", .subject = id}, id);
-    if (error == nullptr) core = id;
-    return error;
-  }
-  const char* Disconnect(bool option) { return Pass<&Table::disconnect>({.function = "Disconnect"}, option); }
-  const char* IsConnected(bool* connected) {
-    Call call{.function = "IsConnected"};
-    const auto distort = [&] { *connected = !*connected; };
-    const char* const error = Answer<&Table::isConnected>(call, distort, connected);
-    call.value = *connected ? 1 : 0;
-    return Tell(call, error);
-  }
-  const char* Connect(bool option) { return Pass<&Table::connect>({.function = "Connect"}, option); }
-  const char* ReConnect() { return Pass<&Table::reConnect>({.function = "ReConnect"}); }
-  const char* ReservedFunction(int slot) {
-    return Tell({.function = "reserved function", .value = static_cast<std::uint64_t>(slot)}, nullptr);
-  }
-
-  // Makes the call, or lies about it.
-  template <auto slot, typename Distort, typename... Arguments>
-  const char* Answer(Call& call, Distort&& distort, Arguments... arguments) {
-    call.number = ++number;
-    call.core = core;
-    const Lie lie = NextLie();
-    if (lie == Lie::Refuse) return Keep(InventedText());
-    if (lie != Lie::DoNothing)
-      if (const char* error = (honest.table->*slot)(&honest, arguments...)) return Keep(error);
-    if (lie == Lie::RefuseWhenDone) return Keep(InventedText());
-    if (lie == Lie::DoNothing || lie == Lie::Distort) distort();
-    return nullptr;
-  }
-  const char* Tell(Call call, const char* error) {
-    if (error != nullptr) call.error = error;
-    checker.Saw(call, 0);
+  // What the plug-in has done so far, and whether the next call is honest.
+  void Saw(const host::HostCall& call, std::uint64_t) override {
+    if (call.function.starts_with("Report")) RequireNoSecret(call.subject);
+    if (call.function.starts_with("Set")) RequireNoSecret(call.text);
     RequireKeptRules();
-    return error;
+    // Ends the waits that have no time-out of their own, which are the host's to end.
+    if (services.CallCount() - callsBefore == kMostCallsPerOperation) services.Cancel();
+    if (!lies || answers.IsEmpty() || honestCalls-- > 0) return;
+    const unsigned kind = answers.Byte() % 4;
+    ReadHonestCalls();
+    if (kind == 0) return services.Fail({.call = services.CallCount() + 1, .text = InventedText()});
+    constexpr Lie kLies[] = {Lie::None, Lie::FailWhenDone, Lie::DoNothing, Lie::Distort};
+    lie = kLies[kind];
   }
-  template <auto slot, typename... Arguments>
-  const char* Pass(Call call, Arguments... arguments) {
-    const char* const error = Answer<slot>(
-        call, [] {}, arguments...);
-    return Tell(call, error);
+  void Ends(const host::PluginCall& call, std::uint64_t) override {
+    RequireNoSecret(call.error);
+    RequireKeptRules();
   }
 
-  [[nodiscard]] Lie NextLie() {
-    // Ends the waits that have no time-out of their own, which are the host's to end.
-    if (++calls == kMostCallsPerOperation) return Lie::Refuse;
-    if (!lies || answers.IsEmpty()) return Lie::None;
-    if (honestCalls > 0) {
-      --honestCalls;
-      return Lie::None;
-    }
-    constexpr Lie kLies[] = {Lie::Refuse, Lie::RefuseWhenDone, Lie::DoNothing, Lie::Distort};
-    const Lie lie = kLies[answers.Byte() % 4];
-    ReadHonestCalls();
-    return lie;
+  // The probe. A lie is told by the first of these that is asked for anything.
+  void Connect(host::Core core) override { Do(&DebugProbe::Connect, core); }
+  void Disconnect(host::Core core) override { Do(&DebugProbe::Disconnect, core); }
+  void PinReset() override { Do(&DebugProbe::PinReset); }
+  [[nodiscard]] std::optional<std::uint32_t> FindRegister(std::string_view name) const override {
+    std::optional<std::uint32_t> address;
+    const bool isLie = Do([&] { address = honest.FindRegister(name); });
+    return isLie ? answers.Word() : address;
+  }
+  [[nodiscard]] std::uint32_t ReadRegister(std::uint32_t address) override {
+    std::uint32_t value = 0;
+    const bool isLie = Do([&] { value = honest.ReadRegister(address); });
+    return isLie ? answers.Word() : value;
+  }
+  void WriteRegister(std::uint32_t address, std::uint32_t value) override {
+    Do(&DebugProbe::WriteRegister, address, value);
+  }
+  void PushWords(std::span<const std::uint32_t> words) override { Do(&DebugProbe::PushWords, words); }
+  // What a lie leaves out stays as the chip had it, or zero: never what happened to lie in the buffer.
+  void PopWords(std::span<std::uint32_t> words) override {
+    std::ranges::fill(words, 0U);
+    if (!Do(&DebugProbe::PopWords, words)) return;
+    for (std::uint32_t& word : words.first(std::min(words.size(), kInventedWords))) word = answers.Word();
+  }
+  void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes, std::size_t size) override {
+    Do(&DebugProbe::WriteMemory, address, bytes, size);
+  }
+  void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t size) override {
+    std::ranges::fill(bytes, std::uint8_t{0});
+    if (Do(&DebugProbe::ReadMemory, address, bytes, size))
+      std::ranges::copy(answers.Take(bytes.size()), bytes.begin());
+  }
+  void Sleep(std::uint32_t milliseconds) override { Do(&DebugProbe::Sleep, milliseconds); }
+  [[nodiscard]] std::uint64_t ElapsedNs() const override { return honest.ElapsedNs(); }
+
+  // Whether the answer is to be a lie.
+  template <typename Deed>
+  bool Do(Deed&& deed) const {
+    const Lie told = std::exchange(lie, Lie::None);
+    if (told != Lie::DoNothing) deed();
+    if (told == Lie::FailWhenDone) throw std::runtime_error(InventedText());
+    return told != Lie::None;
+  }
+  template <typename... Arguments>
+  bool Do(void (DebugProbe::*deed)(Arguments...), std::type_identity_t<Arguments>... arguments) {
+    return Do([&] { (honest.*deed)(arguments...); });
   }
   // Large numbers reach far into a load with one byte.
   void ReadHonestCalls() {
     const unsigned byte = answers.Byte();
     honestCalls = byte < 200 ? byte : 200 + (byte - 200) * 20;
   }
-  [[nodiscard]] std::string InventedText() {
+  [[nodiscard]] std::string InventedText() const {
     std::string invented = answers.Text();
-    std::replace(invented.begin(), invented.end(), kSecretMark, '?');
-    return invented.substr(0, invented.find('\0'));  // what the plug-in sees of it
-  }
-  const char* Keep(std::string invented) {
-    text = std::move(invented);
-    return text.c_str();
+    std::ranges::replace(invented, kSecretMark, '?');
+    return invented;
   }
 
-  static void RequireNoSecret(const char* shown) {
-    Require(std::strchr(shown, kSecretMark) == nullptr, "a text shows a password");
+  static void RequireNoSecret(std::optional<std::string_view> shown) {
+    Require(shown.value_or("").find(kSecretMark) == std::string_view::npos, "a text shows a password");
   }
   void RequireKeptRules() const {
     // Kept only by operations that come in the order that a debugger has.
     constexpr std::string_view kOrdered[] = {"connect first", "debug port", "in SACI", "sequence"};
     for (const host::CallFinding& finding : checker.Findings())
-      Require(std::find(std::begin(kOrdered), std::end(kOrdered), finding.rule) != std::end(kOrdered),
+      Require(std::ranges::find(kOrdered, finding.rule) != std::end(kOrdered),
               std::string(finding.rule) + ", call " + std::to_string(finding.call) + ": " + finding.what);
   }
 
-  static constexpr unsigned kMostCallsPerOperation = 20'000;
-  static constexpr std::size_t kInventedBytes =
-      48;  // a response header and the data words that are looked at
+  static constexpr std::uint64_t kMostCallsPerOperation = 20'000;
+  static constexpr std::size_t kInventedWords = 12;  // a response header and the words that are looked at
 
-  HostObject& honest;
+  host::HostServices services;
+  host::DebugProbe& honest;
   host::CallChecker checker;
-  ByteSource answers;
+  mutable ByteSource answers;
+  mutable Lie lie = Lie::None;  // to be told by the probe
   unsigned honestCalls = 0;
   bool lies = true;
-
-  unsigned calls = 0;  // in the present operation
-  std::uint64_t number = 0;
-  std::string core = "CS_DAP_0";  // as the plug-in knows it
-  std::string text;               // the last one handed out
+  std::uint64_t callsBefore = 0;  // of the present operation
 };
 
 }  // namespace fuzz

@@ -13,7 +13,6 @@
 #include "Require.h"
 #include "host/device/DeviceDescription.h"
 #include "host/device/PropertyStore.h"
-#include "host/plugin/HostServices.h"
 #include "host/probe/simulated/SimulatedProbe.h"
 
 // The whole plug-in between a hostile host and a hostile chip: what a debugger asks of it, in any order and
@@ -69,10 +68,7 @@ class Session {
         operations(operationBytes),
         settings(DefaultSettings(device)),
         probe(device, {}),
-        honest(probe, settings),
-        hostile(honest, {map.ccfg.size, map.userRecord.size, map.scfg.size}, hostBytes) {
-    honest.ConnectDebugPort();
-  }
+        hostile(probe, settings, {map.ccfg.size, map.userRecord.size, map.scfg.size}, hostBytes) {}
   ~Session() {
     if (plugin != nullptr) plugin->Delete();
   }
@@ -82,7 +78,6 @@ class Session {
   void Run() {
     Create();
     while (!operations.IsEmpty()) PerformNext();
-    hostile.SetLying(false);
     RequireAWorkingLoad();
   }
 
@@ -93,9 +88,9 @@ class Session {
     Require(failed == (plugin == nullptr), "a failed creation leaves the result alone");
     if (plugin != nullptr) plugin->Delete();
     plugin = nullptr;
-    hostile.SetLying(false);
+    hostile.BeHonest();
     RequireSuccess(CreatePlugin());
-    hostile.SetLying(true);
+    hostile.BeHostile();
   }
   const char* CreatePlugin() {
     const auto create = [&] {
@@ -148,14 +143,9 @@ class Session {
   }
 
   [[nodiscard]] std::uint32_t BlockLength() {
-    const std::uint32_t lengths[] = {0,
-                                     1,
-                                     kSectorSize,
-                                     map.ccfg.size,
-                                     map.userRecord.size,
-                                     map.scfg.size,
-                                     map.ccfg.size + map.otp.size,
-                                     kLongestBlock};
+    const std::uint32_t ccfg = map.ccfg.size, record = map.userRecord.size, scfg = map.scfg.size;
+    const std::uint32_t lengths[] = {0,      1,    kSectorSize,         ccfg,
+                                     record, scfg, ccfg + map.otp.size, kLongestBlock};
     const std::uint8_t choice = operations.Byte();
     if ((choice & 0x80) != 0) return operations.Word() % kLongestBlock;
     return lengths[choice % std::size(lengths)];
@@ -252,7 +242,7 @@ class Session {
   // What a debugger does for one image, with every answer honest and all settings as the device has them.
   void RequireAWorkingLoad() {
     settings = DefaultSettings(device);
-    honest.ConnectDebugPort();
+    hostile.BeHonest();
     std::vector<std::uint8_t> data(kSectorSize + 100);
     for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
     Initialize();
@@ -276,7 +266,6 @@ class Session {
   ByteSource operations;
   host::PropertyStore settings;
   host::SimulatedProbe probe;
-  host::HostServices honest;
   HostileHost hostile;
   IFlashDevice4* plugin = nullptr;
 };

@@ -11,7 +11,7 @@ enum ExitCode : int {
   kFailed = 1,
   kWrongInput = 2,      // wrong usage or input; no chip has been touched
   kErrorsReported = 3,  // done, but errors were reported on the way
-  kDiffers = 4,         // the chip differs from the images, or is not blank
+  kDiffers = 4,         // the chip differs from the images, or is not blank; a plug-in breaks its contract
   kInterrupted = 130    // as shells say it of a program that SIGINT ended
 };
 

@@ -3,7 +3,9 @@
 
 #include "host/cli/ExitCode.h"
 #include "host/cli/Verb.h"
+#include "host/device/InputError.h"
 #include "host/report/Explanation.h"
+#include "host/report/StoryText.h"
 
 namespace host::cli {
 
@@ -11,6 +13,8 @@ namespace {
 
 struct ExplainOptions {
   std::string question;
+  std::string trace;
+  bool showsAll = false;
 };
 
 Json AsJson(const Explanation& explanation) {
@@ -19,6 +23,15 @@ Json AsJson(const Explanation& explanation) {
           {"place", explanation.place},
           {"meaning", explanation.meaning},
           {"remedy", explanation.remedy}};
+}
+
+int ExplainTrace(const ExplainOptions& options, Output& output) {
+  StoryTeller teller;
+  const TraceFacts facts = ReplayTrace(options.trace, teller);
+  const SessionStory story = teller.Take();
+  if (output.IsJson()) output.document.update(ToJson(story, facts));
+  output.Say(StoryText(story, facts, options.showsAll ? Detail::Whole : Detail::Brief));
+  return output.Finish("explain", kDone);
 }
 
 int ExplainText(const ExplainOptions& options, Output& output) {
@@ -39,19 +52,30 @@ int ExplainText(const ExplainOptions& options, Output& output) {
   return output.Finish("explain", kFailed, error);
 }
 
+int RunExplain(const ExplainOptions& options, Output& output) {
+  if (options.question.empty() == options.trace.empty())
+    throw InputError("explain what? A result code, an error text, or --trace FILE: one of them");
+  return options.trace.empty() ? ExplainText(options, output) : ExplainTrace(options, output);
+}
+
 }  // namespace
 
 void AddExplain(CLI::App& program, Job& chosen) {
   AddVerb<ExplainOptions>(
-      program, chosen, "explain", "Say what an error text or result code means and what to do",
+      program, chosen, "explain", "Say what an error text, a result code or a recorded session means",
       [](CLI::App& verb, ExplainOptions& options) {
         verb.add_option("text", options.question,
                         "A result code (132 or 0x84), or an error text or part of it")
-            ->required()
             ->type_name("TEXT|CODE");
+        CLI::Option* const trace =
+            verb.add_option("--trace", options.trace,
+                            "Tell what happened in a session that --trace has recorded")
+                ->type_name("FILE");
+        verb.add_flag("--all", options.showsAll, "Fold nothing: every command and message of the trace")
+            ->needs(trace);
         AddJsonOption(verb);
       },
-      ExplainText);
+      RunExplain);
 }
 
 }  // namespace host::cli

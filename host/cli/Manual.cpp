@@ -27,7 +27,8 @@ const Entry s_exitCodes[] = {
     {std::to_string(kFailed), "failed"},
     {std::to_string(kWrongInput), "wrong usage or input; no chip was touched"},
     {std::to_string(kErrorsReported), "done, but errors were reported"},
-    {std::to_string(kDiffers), "the chip differs from the images, or is not blank"},
+    {std::to_string(kDiffers),
+     "the chip differs from the images, or is not blank; a plug-in breaks its contract"},
     {std::to_string(kInterrupted), "interrupted"},
 };
 
@@ -59,6 +60,8 @@ const Entry s_examples[] = {
      "FlashPages=0,40-47",
      "Show what a load of chosen sectors would change."},
     {"tovik-flash explain 135", "Say what a result code of the chip means and what to do."},
+    {"tovik-flash explain --trace load.trace",
+     "Tell what a load did that was recorded with --trace load.trace, and where its time went."},
 };
 
 // Text as roff shows it unchanged.

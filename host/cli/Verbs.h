@@ -19,6 +19,7 @@ void AddProbes(CLI::App& program, Job& chosen);
 void AddHsm(CLI::App& program, Job& chosen);
 void AddOperation(CLI::App& program, Job& chosen);
 void AddScript(CLI::App& program, Job& chosen);
+void AddCheckPlugin(CLI::App& program, Job& chosen);
 void AddDevices(CLI::App& program, Job& chosen);
 void AddProperties(CLI::App& program, Job& chosen);
 void AddExplain(CLI::App& program, Job& chosen);

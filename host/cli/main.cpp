@@ -39,6 +39,7 @@ void AddVerbs(CLI::App& program, Job& chosen) {
   AddGdbserver(program, chosen);
   AddServe(program, chosen);
   AddProbes(program, chosen);
+  AddCheckPlugin(program, chosen);
   AddDevices(program, chosen);
   AddProperties(program, chosen);
   AddExplain(program, chosen);

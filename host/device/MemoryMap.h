@@ -20,6 +20,8 @@ struct AddressRange {
   bool operator==(const AddressRange&) const = default;
 };
 
+inline constexpr std::uint8_t kErased = 0xFF;  // each byte of flash and OTP
+
 // Where an image's bytes belong.
 struct MemoryMap {
   AddressRange main;             // begins at 0

@@ -12,7 +12,6 @@ namespace host {
 namespace {
 
 constexpr std::uint32_t kCrcSize = 4;
-constexpr std::uint8_t kErased = 0xFF;
 
 class VerificationSetting {
  public:

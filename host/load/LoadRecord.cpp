@@ -11,8 +11,6 @@ namespace host {
 
 namespace {
 
-constexpr std::uint8_t kErased = 0xFF;
-
 // One run of bytes after the other, joined where they adjoin.
 void Append(std::vector<AddressRange>& ranges, AddressRange range) {
   if (!ranges.empty() && ranges.back().End() == range.base) {

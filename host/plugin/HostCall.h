@@ -21,6 +21,7 @@ struct HostCall {
   std::optional<std::uint64_t> value{};  // register contents, milliseconds, a flag
   std::size_t elementSize = 0;           // of `data`; 0 when the call moves no memory
   std::span<const std::uint8_t> data{};  // what was written, or what has been read
+  std::uint64_t roundTrips = 0;          // to the probe; 0 where it does not count them, too
   std::optional<std::string_view> error{};
 };
 

@@ -34,6 +34,7 @@ void HostServices::ConnectDebugPort() {
 template <typename Action>
 const char* HostServices::Answer(HostCall call, Action&& action) {
   const char* error = nullptr;
+  const std::uint64_t roundTrips = probe.RoundTrips();
   try {
     Admit(call);
     std::forward<Action>(action)(call);
@@ -43,6 +44,7 @@ const char* HostServices::Answer(HostCall call, Action&& action) {
     error = Keep("the host failed without a reason");
   }
   if (error != nullptr) call.error = error;
+  call.roundTrips = probe.RoundTrips() - roundTrips;
   Tell([&](HostCallObserver& observer) { observer.Saw(call, probe.ElapsedNs()); });
   return error;
 }

@@ -19,10 +19,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr int kVersion = 1;              // of the format; docs/trace.md
 constexpr std::size_t kShownBytes = 32;  // of a transfer: what every command and answer but bulk data needs
 constexpr std::size_t kWord = 4;
-constexpr std::string_view kHidden = "(hidden)";
 
 double Milliseconds(std::uint64_t nanoseconds) {
   return static_cast<double>(nanoseconds) / 1e6;
@@ -47,8 +45,8 @@ Trace::Trace(const std::string& tracePath, const TraceHeader& header, TraceSecre
   // On the wire a password is padded to whole words; an empty one is none.
   std::erase_if(secrets.passwords, [](const auto& password) { return password.empty(); });
   for (auto& password : secrets.passwords) password.resize((password.size() + kWord - 1) / kWord * kWord);
-  Write(Json{{"format", "tovik-flash trace"},
-             {"version", kVersion},
+  Write(Json{{"format", kTraceFormat},
+             {"version", kTraceVersion},
              {"program", header.program},
              {"plugin", header.plugin},
              {"device", header.device},
@@ -62,16 +60,16 @@ void Trace::Saw(const HostCall& call, std::uint64_t elapsedNs) {
   line["core"] = call.core;
   line["call"] = call.function;
   if (call.subject) line["name"] = *call.subject;
-  if (call.text) line["text"] = IsSecretSetting(call) ? kHidden : *call.text;
+  if (call.text) line["text"] = IsSecretSetting(call) ? kHiddenText : *call.text;
   if (call.address) line["address"] = fmt::format("0x{:08x}", *call.address);
   if (call.page.value_or(0) != 0) line["page"] = *call.page;
   if (call.value) line["value"] = fmt::format("0x{:08x}", *call.value);
   if (call.elementSize != 0) {
     line["bytes"] = call.data.size();
     line["element"] = call.elementSize;
-    const auto shown = call.data.first(std::min(kShownBytes, call.data.size()));
-    line["data"] = IsSecretData(call) ? std::string(kHidden) : fmt::format("{:02x}", fmt::join(shown, ""));
+    line["data"] = DataText(call);
   }
+  if (call.roundTrips != 0) line["trips"] = call.roundTrips;
   if (call.error) line["error"] = *call.error;
   Write(line);
 }
@@ -90,15 +88,20 @@ bool Trace::IsSecretSetting(const HostCall& call) const {
          std::find(secrets.settings.begin(), secrets.settings.end(), call.subject) != secrets.settings.end();
 }
 
-// A password is a transfer of its own, or comes right behind the header of its command. Data that only
-// happens to hold the same bytes is not hidden.
-bool Trace::IsSecretData(const HostCall& call) const {
-  if (call.core != CoreName(Core::SecureAp)) return false;
+// A password is a transfer of its own, or comes right behind the header of its command, which is shown. Data
+// that only happens to hold the same bytes is not hidden.
+std::string Trace::DataText(const HostCall& call) const {
+  if (call.core == CoreName(Core::SecureAp)) {
+    if (IsPassword(call.data)) return std::string(kHiddenText);
+    if (call.data.size() > kWord && IsPassword(call.data.subspan(kWord)))
+      return fmt::format("{:02x}{}", fmt::join(call.data.first(kWord), ""), kHiddenText);
+  }
+  return fmt::format("{:02x}", fmt::join(call.data.first(std::min(kShownBytes, call.data.size())), ""));
+}
+
+bool Trace::IsPassword(std::span<const std::uint8_t> bytes) const {
   return std::any_of(secrets.passwords.begin(), secrets.passwords.end(), [&](const auto& password) {
-    const auto isPassword = [&](std::span<const std::uint8_t> bytes) {
-      return std::equal(bytes.begin(), bytes.end(), password.begin(), password.end());
-    };
-    return isPassword(call.data) || (call.data.size() > kWord && isPassword(call.data.subspan(kWord)));
+    return std::equal(bytes.begin(), bytes.end(), password.begin(), password.end());
   });
 }
 

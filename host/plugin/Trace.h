@@ -3,12 +3,18 @@
 #include <cstdint>
 #include <fstream>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/plugin/HostCall.h"
 
 namespace host {
+
+inline constexpr std::string_view kTraceFormat = "tovik-flash trace";
+inline constexpr std::uint64_t kTraceVersion = 1;            // of docs/trace.md
+inline constexpr std::string_view kHiddenText = "(hidden)";  // in place of a password
 
 // What the first line of a trace says about the session.
 struct TraceHeader {
@@ -44,7 +50,8 @@ class Trace final : public HostCallObserver {
 
  private:
   [[nodiscard]] bool IsSecretSetting(const HostCall& call) const;
-  [[nodiscard]] bool IsSecretData(const HostCall& call) const;
+  [[nodiscard]] std::string DataText(const HostCall& call) const;
+  [[nodiscard]] bool IsPassword(std::span<const std::uint8_t> bytes) const;
   template <typename Line>
   void Write(const Line& line);
 

@@ -12,8 +12,6 @@ namespace host {
 
 namespace {
 
-constexpr std::uint8_t kErased = 0xFF;
-
 struct CrcWord {
   const char* name;
   CoveredRange covered;

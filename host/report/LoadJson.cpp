@@ -49,10 +49,7 @@ Json SectorsJson(const LoadRecord& record) {
   return sectors;
 }
 
-template <typename Value>
-Json OrNull(const std::optional<Value>& value) {
-  return value ? Json(*value) : Json(nullptr);
-}
+}  // namespace
 
 Json FailureJson(const LoadRecord& record) {
   if (!record.failure) return nullptr;
@@ -72,11 +69,12 @@ Json FailureJson(const LoadRecord& record) {
   return json;
 }
 
-double Milliseconds(std::uint64_t nanoseconds) {
-  return static_cast<double>(nanoseconds) / 1e6;
+Json PhasesJson(const std::array<std::uint64_t, kPhaseCount>& phaseNs) {
+  Json phases = Json::object();
+  for (std::size_t phase = 0; phase < kPhaseCount; ++phase)
+    if (phaseNs[phase] != 0) phases[Key(PhaseName(static_cast<Phase>(phase)))] = Milliseconds(phaseNs[phase]);
+  return phases;
 }
-
-}  // namespace
 
 Json ToJson(const LoadRecord& record) {
   Json json = {
@@ -103,10 +101,7 @@ Json ToJson(const LoadRecord& record) {
   json["failure"] = FailureJson(record);
   json["error"] = record.failure ? Json(record.failure->text) : Json(nullptr);
   json["elapsed_ms"] = Milliseconds(record.elapsedNs);
-  json["phases_ms"] = Json::object();
-  for (std::size_t phase = 0; phase < kPhaseCount; ++phase)
-    if (record.phaseNs[phase] != 0)
-      json["phases_ms"][Key(PhaseName(static_cast<Phase>(phase)))] = Milliseconds(record.phaseNs[phase]);
+  json["phases_ms"] = PhasesJson(record.phaseNs);
   json["wire_bytes"] = record.wireBytes;
   json["host_calls"] = record.hostCalls;
   json["round_trips"] = OrNull(record.roundTrips);

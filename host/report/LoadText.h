@@ -36,5 +36,8 @@ std::string InterruptText(const LoadRecord& record);
 
 // The document of docs/json.md.
 Json ToJson(const LoadRecord& record);
+// The `failure` and the `phases_ms` of it.
+Json FailureJson(const LoadRecord& record);
+Json PhasesJson(const std::array<std::uint64_t, kPhaseCount>& phaseNs);
 
 }  // namespace host

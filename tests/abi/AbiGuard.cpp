@@ -94,10 +94,6 @@ void CheckText(const char* text, const char* expected, const std::string& what) 
   Check(found == expected, what + ": \"" + found + "\" instead of \"" + expected + "\"");
 }
 
-void CheckOk(const char* error, const char* what) {
-  CheckText(error, "null", what);
-}
-
 enum class Core { DebugPort, SecurePort, Cortex };
 
 // Registers by the addresses this host gives them; of 32 bits nothing may be lost, nor spread.
@@ -117,22 +113,21 @@ constexpr std::pair<const char*, const char*> s_properties[] = {
     {"ImageVerificationSetting", "0"},
     {"FlashEraseSetting", "Do not erase sectors (program load only)"},
     {"FlashPageToggle", "0"},
-    {"FlashPagesFilledWith", "0"},
-};
+    {"FlashPagesFilledWith", "0"}};
 
+// What the table's functions get: its first word is what the plug-in looks at.
 struct Host {
-  const void* table = nullptr;  // what the plug-in looks at: the first word of the object
-
-  std::set<std::size_t> used;  // positions in the table
+  const void* table = nullptr;
+  std::set<std::size_t> used{};  // positions in the table
   Core core = Core::DebugPort;
   std::set<Core> connected = {Core::DebugPort};
   bool inSaci = false;
   bool startFlag = false;
   bool answerIsLate = true;  // once, so that the plug-in has to sleep
   std::uint32_t header = 0;  // of the latest command
-  std::vector<std::uint8_t> ram;
+  std::vector<std::uint8_t> ram{};
   unsigned long long ramAddress = 0;
-  std::string firstInfo;
+  std::string firstInfo{};
 };
 
 using AnyFunction = void (*)();
@@ -160,8 +155,9 @@ void Put(Table& table, Function function) {
   Put<position>(table, function, &Function::operator());
 }
 
+// 0 GetValueOfProperty, 1 SetValueOfProperty, 7 ResetTarget, 19 ReportError, 20 ReportInfo, 22 Sleep,
+// 27 SetCore, 33 Disconnect, 34 IsConnected, 36 SetCoreById, 37 Connect, 38 ReConnect
 void PutMessagesAndCores(Table& table) {
-  // GetValueOfProperty, SetValueOfProperty, ResetTarget
   Put<0>(table, [](Host&, const char* name) -> const char* {
     for (const auto& [property, value] : s_properties)
       if (std::strcmp(property, name) == 0) return value;
@@ -174,7 +170,6 @@ void PutMessagesAndCores(Table& table) {
     host.inSaci = true;  // the chip has no application to start
     Check(kind == 0, "ResetTarget of a kind other than 0");
   });
-  // ReportError, ReportInfo, Sleep
   Put<19>(table, [](Host&, const char* message) {
     CheckText(message, "You can't exit SACI mode, when not in SACI mode.", "ReportError");
   });
@@ -182,7 +177,6 @@ void PutMessagesAndCores(Table& table) {
     if (host.firstInfo.empty()) host.firstInfo = message;
   });
   Put<22>(table, [](Host&, unsigned int ms) { Check(ms == 100, "Sleep other than 100 ms"); });
-  // SetCore, Disconnect, IsConnected, SetCoreById, Connect, ReConnect
   Put<27>(table, [](Host& host, const char* name) {
     host.core = Core::Cortex;
     CheckText(name, "Cortex", "SetCore");
@@ -194,7 +188,7 @@ void PutMessagesAndCores(Table& table) {
   Put<34>(table, [](Host& host, bool* connected) { *connected = host.connected.contains(host.core); });
   Put<36>(table, [](Host& host, const char* id) {
     host.core = std::strcmp(id, "SEC_AP") == 0 ? Core::SecurePort : Core::DebugPort;
-    Check(host.core == Core::SecurePort || std::strcmp(id, "CS_DAP_0") == 0, "SetCoreById of no core");
+    if (host.core == Core::DebugPort) CheckText(id, "CS_DAP_0", "SetCoreById");
   });
   Put<37>(table, [](Host& host, bool option) {
     host.connected.insert(host.core);
@@ -203,52 +197,50 @@ void PutMessagesAndCores(Table& table) {
   Put<38>(table, [](Host&) {});
 }
 
-// Addresses come as the plain words that they are in a register.
+// 10 ReadMemory, 11 WriteMemory, 12 LookupReg, 13 ReadReg, 14 WriteReg; addresses come as the plain words
+// that they are in a register.
 void PutMemoryAndRegisters(Table& table) {
-  // ReadMemory, WriteMemory
-  Put<10>(table, [](Host& host, void* elements, std::size_t count, unsigned long long address, int page,
-                    std::size_t elementSize) {
+  using Address = unsigned long long;
+  Put<10>(table, [](Host& host, void* elements, std::size_t count, Address address, int page,
+                    std::size_t size) {
+    const std::uint32_t answer = host.header & 0xFFFF;  // command and sequence number, success, no data
     if (host.core == Core::SecurePort) {
-      Check(address == 0 && page == 1 && elementSize == 4 && count == 1, "a response is read word by word");
-      const std::uint32_t answer = host.header & 0xFFFF;  // command and sequence number, success, no data
+      Check(address == 0 && page == 1 && size == 4 && count == 1, "a response is read word by word");
       std::memcpy(elements, &answer, sizeof answer);
     } else {
-      Check(address == host.ramAddress && elementSize == 1 && count == host.ram.size(),
-            "RAM is read back whole");
+      Check(address == host.ramAddress && size == 1 && count == host.ram.size(), "RAM is read back whole");
       std::memcpy(elements, host.ram.data(), std::min(count, host.ram.size()));
     }
   });
-  Put<11>(table, [](Host& host, const void* elements, std::size_t count, unsigned long long address, int page,
-                    std::size_t elementSize) {
+  Put<11>(table, [](Host& host, const void* elements, std::size_t count, Address address, int page,
+                    std::size_t size) {
+    const auto* bytes = static_cast<const std::uint8_t*>(elements);
     if (host.core == Core::SecurePort) {
-      Check(address == 0 && page == 1 && elementSize == 4, "words go to address 0 of page 1");
+      Check(address == 0 && page == 1 && size == 4, "words go to address 0 of page 1");
       if (host.startFlag) std::memcpy(&host.header, elements, sizeof host.header);
     } else {
-      Check(elementSize == 1, "RAM is written byte by byte");
-      const auto* bytes = static_cast<const std::uint8_t*>(elements);
+      Check(size == 1, "RAM is written byte by byte");
       host.ram.assign(bytes, bytes + count);
       host.ramAddress = address;
     }
   });
-  // LookupReg, ReadReg, WriteReg
-  Put<12>(table, [](Host&, const char* name, unsigned long long* address) {
+  Put<12>(table, [](Host&, const char* name, Address* address) {
     for (const auto& [known, where] : s_registers)
       if (std::strcmp(known, name) == 0) *address = where;
   });
-  Put<13>(table, [](Host& host, unsigned long long address, unsigned long long* value) -> const char* {
+  Put<13>(table, [](Host& host, Address address, unsigned long long* value) -> const char* {
     switch (address - s_registers[0].second) {
-      case 0: *value = 0; return nullptr;
       case 1: *value = std::exchange(host.answerIsLate, false) ? 0 : 1; return nullptr;
       case 3: *value = 0x0100'0005U | (host.inSaci ? 0x2000U : 0xC000U); return nullptr;
       case 4: *value = 0x0123'4000; return nullptr;
+      case 0:
       case 5: *value = 0; return nullptr;
       default: return "no register there";
     }
   });
-  Put<14>(table, [](Host& host, unsigned long long address, unsigned long long value) {
+  Put<14>(table, [](Host& host, Address address, unsigned long long value) {
     const bool isReset = address == s_registers[2].second;
-    if (isReset) host.inSaci = value == 0x5C;
-    if (!isReset) host.startFlag = value == 2;
+    (isReset ? host.inSaci : host.startFlag) = value == (isReset ? 0x5C : 2);
     Check(isReset || address == s_registers[0].second, "WriteReg to an unknown register");
   });
 }
@@ -264,49 +256,42 @@ void Reserved() {
 using Create = const char* (*)(const char*, const char*, const char*, void* host, Device4** device);
 
 void CallQuestions(Device4& device) {
-  bool available = false;
-  const char* operations = nullptr;
-  CheckOk(device.Initialize(available, operations), "Initialize");
-  Check(available, "flash is not available");
-  Check(operations != nullptr && std::strncmp(operations, "Erase, ", 7) == 0, "operations");
-  bool within = false, anyWithin = false, handled = false;
-  CheckOk(device.AddressWithin(0xFFFF'FFFF, within), "AddressWithinFlash");
-  CheckOk(device.RangeWithin(0x1234, 16, anyWithin), "AnyRangeWithinFlash");
-  CheckOk(device.HandleVerification(0, handled), "HandleVerification");
+  bool available = false, within = false, anyWithin = false, handled = false;
+  const char* operations = "";
+  CheckText(device.Initialize(available, operations), "null", "Initialize");
+  Check(available && std::strncmp(operations, "Erase, ", 7) == 0, "what there is");
+  CheckText(device.AddressWithin(0xFFFF'FFFF, within), "null", "AddressWithinFlash");
+  CheckText(device.RangeWithin(0x1234, 16, anyWithin), "null", "AnyRangeWithinFlash");
+  CheckText(device.HandleVerification(0, handled), "null", "HandleVerification");
   Check(within && anyWithin && handled, "an answer is not written");
   const ProgramImage images[2] = {};
-  CheckOk(device.LoadImages(images, 2), "LoadImages");
+  CheckText(device.LoadImages(images, 2), "null", "LoadImages");
 }
 
 void CallLoadAndOperation(Device4& device, Host& host) {
   const unsigned char bytes[] = {0x11, 0x22, 0x33};
   const unsigned short shorts[] = {1, 2};
-  CheckOk(device.Reset(1), "ResetSettings(1)");
+  CheckText(device.Reset(1), "null", "ResetSettings(1)");
   CheckText(device.WriteShorts(shorts, 0x2000'0000, 2, 0), "Unsupported target data type",
             "WriteDataToFlash 16");
-  CheckOk(device.WriteBytes(bytes, 0x2000'0004, sizeof bytes, -1), "WriteDataToFlash RAM");
-  CheckOk(device.WriteBytes(bytes, 0x0000'0800, sizeof bytes, 0), "WriteDataToFlash MAIN");
-  Check((host.header & 0xFF) == 16, "MAIN flash is verified last");
-  CheckOk(device.Reset(77), "ResetSettings of an unknown state");
+  CheckText(device.WriteBytes(bytes, 0x2000'0004, sizeof bytes, -1), "null", "WriteDataToFlash RAM");
+  CheckText(device.WriteBytes(bytes, 0x0000'0800, sizeof bytes, 0), "null", "WriteDataToFlash MAIN");
+  CheckText(device.Reset(77), "null", "ResetSettings of an unknown state");
   Check(host.ram.empty(), "RAM is written before the load ends");
-  CheckOk(device.Reset(2), "ResetSettings(2)");
+  CheckText(device.Reset(2), "null", "ResetSettings(2)");
   Check(host.ramAddress == 0x2000'0004 && host.ram == std::vector<std::uint8_t>{0x11, 0x22, 0x33},
         "RAM data does not arrive");
-
-  CheckOk(device.Perform("Erase"), "PerformOperation");
-  Check((host.header & 0xFF) == 20, "an operation ends with a reset of the device");
+  CheckText(device.Perform("Erase"), "null", "PerformOperation");
   CheckText(device.Perform("Nonsense"), "Unsupported Operation Code: 'Nonsense'", "PerformOperation");
 }
 
 void CallFunctions(Device4& device, Host& host) {
   unsigned int count = 0;
-  CheckOk(device.CountFunctions(count), "GetNumberOfRuneFunctions");
-  Check(count == 4, "there are not 4 script functions");
   const char* name = "untouched";
-  CheckText(device.FunctionName(4, name), "GetRuneFunctionName(): index is out of range",
-            "GetRuneFunctionName");
+  CheckText(device.CountFunctions(count), "null", "GetNumberOfRuneFunctions");
+  CheckText(device.FunctionName(count, name), "GetRuneFunctionName(): index is out of range", "one too many");
   CheckText(name, "untouched", "a name of no function");
-  CheckOk(device.FunctionName(3, name), "GetRuneFunctionName");
+  CheckText(device.FunctionName(count - 1, name), "null", "GetRuneFunctionName");
   CheckText(name, "SaciAppResetDevice", "the last script function");
 
   ScriptValue result{{.integer = 0x5555}, 9};
@@ -314,42 +299,35 @@ void CallFunctions(Device4& device, Host& host) {
   CheckText(device.Execute("EnsureAuthentication", &text, 1, result),
             "Expected an integral value for parameter 1", "ExecuteRuneFunction");
   Check(result.integer == 0x5555 && result.type == 9, "a failure writes a result");
-  CheckOk(device.Execute("EnterSaci", nullptr, 0, result), "ExecuteRuneFunction");
+  CheckText(device.Execute("EnterSaci", nullptr, 0, result), "null", "EnterSaci");
   Check(result.integer == 0 && result.type == 0, "a script function's result is not the integer 0");
   host.inSaci = false;
-  CheckOk(device.Execute("ExitSaci", nullptr, 0, result), "ExecuteRuneFunction");
+  CheckText(device.Execute("ExitSaci", nullptr, 0, result), "null", "ExitSaci");
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: abi-guard LIBRARY\n");
-    return 2;
-  }
-  void* const library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
+  void* const library = argc == 2 ? dlopen(argv[1], RTLD_NOW | RTLD_LOCAL) : nullptr;
   const auto create =
       library != nullptr ? reinterpret_cast<Create>(dlsym(library, "CreateFlashDevice4")) : nullptr;
   if (create == nullptr) {
-    std::fprintf(stderr, "abi-guard: %s\n", dlerror());
-    return 1;
+    std::fprintf(stderr, "usage: abi-guard LIBRARY\n%s\n", argc == 2 ? dlerror() : "");
+    return 2;
   }
-
   Table table;
   table.fill(Reserved);
   PutMessagesAndCores(table);
   PutMemoryAndRegisters(table);
-  Host host;
-  host.table = table.data();
+  Host host{.table = table.data()};
   Device4* device = nullptr;
-  CheckOk(create("first", "second", "third", &host, &device), "CreateFlashDevice4");
+  CheckText(create("first", "second", "third", &host, &device), "null", "CreateFlashDevice4");
   if (device == nullptr) return 1;
   CheckText(host.firstInfo.c_str(), "Flash loader: Serin_Corvel_FLASH_LIBRARY_VERSION 4.2.0.187", "banner");
   CallQuestions(*device);
   CallLoadAndOperation(*device, host);
   CallFunctions(*device, host);
   device->Delete();
-
   Check(host.used.size() == 17, "not every function of the host's table was called");
   return s_faults == 0 ? 0 : 1;
 }

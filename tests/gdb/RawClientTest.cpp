@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
 #include "ServerBench.h"
+#include "host/gdb/Packets.h"
 
 // Clients that no debugger is, against the built server over its sockets.
+
+using host::gdb::Packet;
 
 namespace {
 
@@ -15,8 +18,7 @@ class RawClientTest : public ServerBench {
   void TearDown() override {
     // Whatever came before, the next client is served.
     const RawClient client(port);
-    client.Send(RawPacket("vFlashErase:3000,800") + RawPacket("vFlashWrite:3000:Tovik") +
-                RawPacket("vFlashDone"));
+    client.Send(Packet("vFlashErase:3000,800") + Packet("vFlashWrite:3000:Tovik") + Packet("vFlashDone"));
     EXPECT_EQ(client.ReadUntil("$OK#9a+$OK#9a+$OK#9a"), "+$OK#9a+$OK#9a+$OK#9a");
     ExpectServerSays("Loaded and verified");
     EXPECT_EQ(Stop(), 130);
@@ -28,8 +30,7 @@ class RawClientTest : public ServerBench {
 TEST_F(RawClientTest, LeavesInTheMiddleOfALoad) {
   {
     const RawClient client(port);
-    client.Send(RawPacket("vFlashErase:3000,800") + RawPacket("vFlashWrite:3000:half a") +
-                "$vFlashWrite:3800:");
+    client.Send(Packet("vFlashErase:3000,800") + Packet("vFlashWrite:3000:half a") + "$vFlashWrite:3800:");
     EXPECT_EQ(client.ReadUntil("$OK#9a+$OK#9a"), "+$OK#9a+$OK#9a");
   }
   ExpectServerSays("the client has left in the middle of a load: 6 bytes had come, nothing was done");
@@ -50,12 +51,12 @@ TEST_F(RawClientTest, SendsMegabytesOfNothing) {
 TEST_F(RawClientTest, ComesSecond) {
   {
     const RawClient first(port);
-    first.Send(RawPacket("?"));
+    first.Send(Packet("?"));
     EXPECT_EQ(first.ReadUntil("#b8"), "+$S05#b8");
     const RawClient second(port);
-    second.Send("+" + RawPacket("qSupported"));
-    EXPECT_EQ(second.ReadUntil("nothing ends so"), "+" + RawPacket("E.another client has the chip"));
-    first.Send(RawPacket("?"));
+    second.Send("+" + Packet("qSupported"));
+    EXPECT_EQ(second.ReadUntil("nothing ends so"), "+" + Packet("E.another client has the chip"));
+    first.Send(Packet("?"));
     EXPECT_EQ(first.ReadUntil("#b8"), "+$S05#b8");
   }
   ExpectServerSays("The client has gone");
@@ -67,8 +68,7 @@ TEST_F(RawClientTest, ComesSecond) {
 TEST_F(ServerBench, IsInterruptedInTheMiddleOfALoad) {
   Start("--device serin-s20 --real-time --fault saci:9:late=1000");
   const RawClient client(port);
-  client.Send(RawPacket("vFlashErase:3000,800") + RawPacket("vFlashWrite:3000:Tovik") +
-              RawPacket("vFlashDone"));
+  client.Send(Packet("vFlashErase:3000,800") + Packet("vFlashWrite:3000:Tovik") + Packet("vFlashDone"));
   EXPECT_EQ(client.ReadUntil("$OK#9a+$OK#9a"), "+$OK#9a+$OK#9a");
   ExpectServerSays("Flash loader:");
   EXPECT_EQ(Stop(), 130);

@@ -18,10 +18,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-std::string Quoted(const std::string& word) {
-  return "'" + word + "'";
-}
-
 std::string Replaced(std::string text, const std::string& from, const std::string& to) {
   for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
     text.replace(at, from.size(), to);
@@ -87,7 +83,7 @@ std::string ServerBench::Run(const std::string& command) {
 
 std::string ServerBench::Gdb(const std::vector<std::string>& commands) {
   std::string line = "gdb-multiarch -nx -batch";
-  for (const std::string& command : commands) line += " -ex " + Quoted(command);
+  for (const std::string& command : commands) line += " -ex '" + command + "'";
   return Run(line + " < /dev/null");
 }
 
@@ -100,7 +96,7 @@ std::string ServerBench::GdbMi(const std::vector<std::string>& commands) {
 
 std::string ServerBench::Lldb(const std::vector<std::string>& commands) {
   std::string line = "lldb-14 --no-lldbinit --batch";
-  for (const std::string& command : commands) line += " -o " + Quoted(command);
+  for (const std::string& command : commands) line += " -o '" + command + "'";
   return Run(line + " < /dev/null");
 }
 
@@ -155,12 +151,4 @@ std::string RawClient::ReadUntil(const std::string& end) const {
   char byte = 0;
   while (!text.ends_with(end) && recv(socket, &byte, 1, 0) == 1) text += byte;
   return text;
-}
-
-std::string RawPacket(const std::string& payload) {
-  unsigned sum = 0;
-  for (const char c : payload) sum += static_cast<unsigned char>(c);
-  char digits[4];
-  std::snprintf(digits, sizeof digits, "#%02x", sum & 0xFF);
-  return "$" + payload + digits;
 }

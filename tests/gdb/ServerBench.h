@@ -58,6 +58,3 @@ class RawClient {
  private:
   int socket = -1;
 };
-
-// "$PAYLOAD#nn"
-std::string RawPacket(const std::string& payload);

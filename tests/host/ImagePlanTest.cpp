@@ -1,5 +1,6 @@
 #include "host/plan/ImagePlan.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
@@ -41,40 +42,36 @@ LoadPlan Plan(const std::vector<ImageFile>& images, PluginCuts cuts = PluginCuts
   return host::PlanLoad(images, kMap, cuts);
 }
 
-// Region, address and size of each block.
-std::vector<std::tuple<Region, std::uint32_t, std::size_t>> Shape(const LoadPlan& plan) {
-  std::vector<std::tuple<Region, std::uint32_t, std::size_t>> shape;
+// "main 100+4", in hexadecimal, for each block.
+std::string Shape(const LoadPlan& plan) {
+  std::string shape;
   for (const ImageBlock& block : plan.blocks)
-    shape.emplace_back(block.region, block.address, block.data.size());
+    shape += fmt::format("{}{} {:x}+{:x}", shape.empty() ? "" : ", ", host::RegionName(block.region),
+                         block.address, block.data.size());
   return shape;
 }
-using Expected = std::vector<std::tuple<Region, std::uint32_t, std::size_t>>;
 
 TEST(ImagePlan, MakesBlocksOfPieces) {
-  using enum Region;
-  const Expected wholeCcfg{{Ccfg, 0x4000'0000, 0x100}};
-  const Expected userRecord{{UserRecord, 0x4000'0040, 0x20}};
+  const std::string wholeCcfg = "ccfg 40000000+100", userRecord = "user record 40000040+20";
   const struct {
     const char* what;
     std::vector<std::pair<std::uint32_t, std::size_t>> pieces;
-    Expected blocks;
+    std::string blocks;
   } cases[] = {
-      {"what touches is sorted and merged", {{0x110, 2}, {0x10E, 2}}, {{Main, 0x10E, 4}}},
-      {"a gap inside a sector is filled", {{0x200, 1}, {0x203, 1}}, {{Main, 0x200, 4}}},
-      {"a gap between touched sectors too", {{0x0F0, 8}, {0x1F8, 8}}, {{Main, 0x0F0, 0x110}}},
-      {"an untouched sector stays so", {{0x0F0, 8}, {0x200, 8}}, {{Main, 0x0F0, 8}, {Main, 0x200, 8}}},
+      {"what touches is sorted and merged", {{0x110, 2}, {0x10E, 2}}, "main 10e+4"},
+      {"a gap inside a sector is filled", {{0x200, 1}, {0x203, 1}}, "main 200+4"},
+      {"a gap between touched sectors too", {{0x0F0, 8}, {0x1F8, 8}}, "main f0+110"},
+      {"an untouched sector stays so", {{0x0F0, 8}, {0x200, 8}}, "main f0+8, main 200+8"},
       {"gaps in RAM stay",
        {{0x2000'0000, 4}, {0x2000'0004, 4}, {0x2000'0009, 4}},
-       {{Ram, 0x2000'0000, 8}, {Ram, 0x2000'0009, 4}}},
-      {"over MAIN's end", {{0xFFF0, 0x20}}, {{Main, 0xFFF0, 0x10}, {Outside, 0x1'0000, 0x10}}},
+       "ram 20000000+8, ram 20000009+4"},
+      {"over MAIN's end", {{0xFFF0, 0x20}}, "main fff0+10, outside 10000+10"},
       {"around RAM",
        {{0x1FFF'FFFF, 1}, {0x2000'0000, 0x1001}},
-       {{Outside, 0x0FFF'FFFF, 1}, {Ram, 0x2000'0000, 0x1000}, {Outside, 0x2000'1000, 1}}},
-      {"from CCFG into OTP", {{0x4000'00F0, 0x20}}, {{Ccfg, 0x4000'0000, 0x100}, {Otp, 0x4000'0100, 0x40}}},
-      {"through the alias",
-       {{0x1000'0100, 4}, {0x5000'1000, 4}},
-       {{Main, 0x100, 4}, {Scfg, 0x4000'1000, 0x80}}},
-      {"over the alias's edge, far apart", {{0x0FFF'FFFC, 8}}, {{Main, 0, 4}, {Outside, 0x0FFF'FFFC, 4}}},
+       "outside fffffff+1, ram 20000000+1000, outside 20001000+1"},
+      {"from CCFG into OTP", {{0x4000'00F0, 0x20}}, wholeCcfg + ", otp 40000100+40"},
+      {"through the alias", {{0x1000'0100, 4}, {0x5000'1000, 4}}, "main 100+4, scfg 40001000+80"},
+      {"over the alias's edge, far apart", {{0x0FFF'FFFC, 8}}, "main 0+4, outside ffffffc+4"},
       {"the user record alone", {{0x4000'0040, 0x20}}, userRecord},
       {"pieces of the user record", {{0x4000'0040, 4}, {0x4000'005C, 4}}, userRecord},
       {"a byte behind the user record", {{0x4000'0040, 0x21}}, wholeCcfg},
@@ -89,7 +86,7 @@ TEST(ImagePlan, MakesBlocksOfPieces) {
   host::MemoryMap unaliased = kMap;
   unaliased.aliasMask = 0;
   const std::vector<ImageFile> images{Image(0x1000'0100, 4)};
-  EXPECT_EQ(Shape(host::PlanLoad(images, unaliased, PluginCuts::No)), (Expected{{Outside, 0x1000'0100, 4}}));
+  EXPECT_EQ(Shape(host::PlanLoad(images, unaliased, PluginCuts::No)), "outside 10000100+4");
 }
 
 TEST(ImagePlan, OverlapsAreRefusedNamingBothImagesAndTheRange) {
@@ -123,9 +120,9 @@ TEST(ImagePlan, SettingsDecideHowLongABlockMayBe) {
 
 // The plug-in drops a last byte that is alone in its sector when it cuts away the sector before.
 TEST(ImagePlan, NoLastByteIsAloneInItsSectorWhereThePluginCuts) {
-  EXPECT_EQ(Shape(Plan({Image(0x80, 0x81)}, PluginCuts::Yes)), (Expected{{Region::Main, 0x80, 0x82}}));
-  EXPECT_EQ(Shape(Plan({Image(0x80, 0x81)}, PluginCuts::No)), (Expected{{Region::Main, 0x80, 0x81}}));
-  EXPECT_EQ(Shape(Plan({Image(0x100, 1)}, PluginCuts::Yes)), (Expected{{Region::Main, 0x100, 1}}));
+  EXPECT_EQ(Shape(Plan({Image(0x80, 0x81)}, PluginCuts::Yes)), "main 80+82");
+  EXPECT_EQ(Shape(Plan({Image(0x80, 0x81)}, PluginCuts::No)), "main 80+81");
+  EXPECT_EQ(Shape(Plan({Image(0x100, 1)}, PluginCuts::Yes)), "main 100+1");
 }
 
 // Many blocks of one range, two ranges with an untouched sector between them, and regions that are one range.

@@ -31,13 +31,15 @@ ImageBlock Block(Region region, std::uint32_t address, Bytes data) {
   return {region, address, std::move(data), {{address, size}}};
 }
 
-// A block of each region, small and equal.
-LoadPlan PlanOf(const std::vector<Region>& regions) {
-  const std::map<Region, std::uint32_t> addresses = {
-      {Region::Main, 0}, {Region::Ccfg, 0x4C000000}, {Region::Scfg, 0x4C001000}, {Region::Ram, 0x20000000}};
+// A block of each region, small and equal: m MAIN, c CCFG, s SCFG, r RAM.
+LoadPlan PlanOf(std::string_view regions) {
+  const std::map<char, std::pair<Region, std::uint32_t>> known = {{'m', {Region::Main, 0}},
+                                                                  {'c', {Region::Ccfg, 0x4C000000}},
+                                                                  {'s', {Region::Scfg, 0x4C001000}},
+                                                                  {'r', {Region::Ram, 0x20000000}}};
   LoadPlan plan;
-  for (const Region region : regions)
-    plan.blocks.push_back(Block(region, addresses.at(region), Bytes(16, 0x55)));
+  for (const char region : regions)
+    plan.blocks.push_back(Block(known.at(region).first, known.at(region).second, Bytes(16, 0x55)));
   return plan;
 }
 
@@ -59,33 +61,23 @@ TEST(PlannedLoadTest, GathersTheRangesOfEachRegion) {
 TEST(VerificationTest, ComparesAsFarAsThePluginGoes) {
   PropertyStore settings;
   settings.Set("ImageVerificationSetting", "1");
-  constexpr auto kMain = Region::Main, kCcfg = Region::Ccfg, kScfg = Region::Scfg, kRam = Region::Ram;
-  constexpr std::uint32_t kSame = 0, kOther = 0x87, kBroken = 0x84;
+  const std::string text = "the plug-in's text", where = ", where the plug-in stops";
   const struct {
-    std::vector<Region> held;
-    std::vector<std::uint32_t> answers;
-    const char* outcomes;  // verified, Differs, Failed, - for not compared
-    const char* told;
-    const char* note = "";
+    std::string_view held, answers;  // 0 the same, 7 differs, 4 fails
+    std::string outcomes;            // verified, differs, failed, not compared
+    std::string told, note = "";
   } cases[] = {
-      {{kMain, kCcfg, kScfg}, {kSame, kSame, kSame}, "vvv", "ok"},
-      {{kMain, kCcfg, kScfg, kRam},
-       {kSame, kSame, kSame},
-       "vvv-",
-       "ok",
-       "ram: not compared, no verification looks there"},
-      {{kMain}, {kSame, kOther}, "v", "ok", "the images hold no ccfg; it was not compared"},
-      {{kMain, kCcfg}, {kSame, kSame, kOther}, "vv", "ok", "the images hold no scfg; it was not compared"},
-      {{kMain, kCcfg, kScfg}, {kOther}, "D--", "the plug-in's text"},
-      {{kMain, kCcfg, kScfg}, {kSame, kOther}, "vD-", "the plug-in's text"},
-      {{kMain, kCcfg, kScfg}, {kSame, kSame, kBroken}, "vvF", "the plug-in's text"},
-      {{kMain, kScfg},
-       {kSame, kOther},
-       "v-",
-       "scfg was not compared: the images hold no ccfg, where the plug-in stops"},
-      {{kCcfg}, {}, "-", "ccfg was not compared: the images hold no main, where the plug-in stops"},
-      {{kMain}, {}, "-", "main was not compared: the settings leave out all that the images hold of it"},
-      {{kRam}, {}, "-", "nothing was compared: the images hold nothing of MAIN flash, CCFG or SCFG"},
+      {"mcs", "000", "vvv", "ok"},
+      {"mcsr", "000", "vvvn", "ok", "ram: not compared, no verification looks there"},
+      {"m", "07", "v", "ok", "the images hold no ccfg; it was not compared"},
+      {"mc", "007", "vv", "ok", "the images hold no scfg; it was not compared"},
+      {"mcs", "7", "dnn", text},
+      {"mcs", "07", "vdn", text},
+      {"mcs", "004", "vvf", text},
+      {"ms", "07", "vn", "scfg was not compared: the images hold no ccfg" + where},
+      {"c", "", "n", "ccfg was not compared: the images hold no main" + where},
+      {"m", "", "n", "main was not compared: the settings leave out all that the images hold of it"},
+      {"r", "", "n", "nothing was compared: the images hold nothing of MAIN flash, CCFG or SCFG"},
   };
   for (const auto& c : cases) {
     SaciWatch watch;
@@ -95,8 +87,9 @@ TEST(VerificationTest, ComparesAsFarAsThePluginGoes) {
     LoadCourse course;
     for (std::size_t i = 0; i < c.answers.size(); ++i) {
       wire.Send(commands[i].front(), {commands[i].begin() + 1, commands[i].end()});
-      wire.Answer({(commands[i].front() & 0xFF) | c.answers[i] << 16});
-      if (c.answers[i] != kSame) course.error = "the plug-in's text";
+      const auto answer = static_cast<std::uint32_t>(c.answers[i] - '0');
+      wire.Answer({(commands[i].front() & 0xFF) | (answer == 0 ? 0 : 0x80 | answer) << 16});
+      if (answer != 0) course.error = text;
     }
     const DeviceDescription device = SmallDevice();
     const LoadPlan plan = PlanOf(c.held);
@@ -105,11 +98,7 @@ TEST(VerificationTest, ComparesAsFarAsThePluginGoes) {
     JudgeLoad(record, plan, device, watch, course);
 
     std::string outcomes;
-    for (const RegionRecord& region : record.regions)
-      outcomes += region.outcome == RegionOutcome::Verified  ? 'v'
-                  : region.outcome == RegionOutcome::Differs ? 'D'
-                  : region.outcome == RegionOutcome::Failed  ? 'F'
-                                                             : '-';
+    for (const RegionRecord& region : record.regions) outcomes += OutcomeText(region.outcome).front();
     EXPECT_EQ(outcomes, c.outcomes) << c.told << c.note;
     EXPECT_EQ(record.failure ? record.failure->text : "ok", c.told) << c.note;
     EXPECT_EQ(record.notes.empty() ? "" : record.notes.front(), c.note);

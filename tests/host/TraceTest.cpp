@@ -7,7 +7,10 @@
 #include <filesystem>
 
 #include "FakeProbe.h"
+#include "InputErrorOf.h"
+#include "WireScript.h"
 #include "host/plugin/HostServices.h"
+#include "host/report/StoryText.h"
 
 namespace host {
 namespace {
@@ -71,7 +74,7 @@ TEST_F(TraceTest, HidesPasswordsAndNothingElse) {
     const char* data;        // as the trace shows it
   } cases[] = {
       {"SEC_AP", {"open!\0\0\0", 8}, "(hidden)"},
-      {"SEC_AP", {"\x06\x01\x02\x00open!\0\0\0", 12}, "(hidden)"},
+      {"SEC_AP", {"\x06\x01\x02\x00open!\0\0\0", 12}, "06010200(hidden)"},
       {"SEC_AP", {"open", 4}, "6f70656e"},
       {"SEC_AP", {"open!\0\0\0zzzz", 12}, "6f70656e210000007a7a7a7a"},
       {"SEC_AP", {"zzzz", 4}, "7a7a7a7a"},
@@ -99,6 +102,85 @@ TEST_F(TraceTest, AFullDiskEndsTheTraceAndNothingElse) {
   services.AddObserver(trace);
   EXPECT_EQ(table.setCoreById(&services, "SEC_AP"), nullptr);
   EXPECT_EQ(trace.Loss(), "trace file /dev/full: No space left on device; it ends after 0 lines");
+}
+
+// A block that fails at its second sector, after a wait; then a call in which the process is stopped.
+void RecordSession(const std::string& path) {
+  Trace trace(path, {}, {});
+  WireScript wire(trace);
+  trace.Begins({.function = "WriteDataToFlash", .address = 0x1000, .bytes = 4096}, 2'000'000);
+  wire.Call({.function = "GetValueOfProperty", .subject = "SectorSize", .text = "800"});
+  wire.Call({.function = "ResetTarget", .value = 0});
+  wire.Send(0x0000000F, {0x5C17E94B, 0x1000});
+  wire.Stream(std::vector<std::uint32_t>(512, 7));
+  wire.Answer({0x0000000F});
+  wire.Stream(std::vector<std::uint32_t>(512, 9));
+  wire.Call({.function = "ReadReg", .value = 0, .roundTrips = 1});
+  wire.Call({.function = "Sleep", .value = 100});
+  wire.Answer({0x0084010F});
+  trace.Ends({.function = "WriteDataToFlash", .error = "refused"}, 20'000'000);
+  for (const unsigned offset : {0U, 1U, 2U}) wire.Memory("WriteMemory", 0x20000000 + offset, {7});
+  trace.Begins({.function = "PerformOperation", .subject = "ReadDeviceInfo"}, 30'000'000);
+}
+
+TEST_F(TraceTest, IsToldAsWhatHappened) {
+  RecordSession(path);
+  StoryTeller teller;
+  EXPECT_FALSE(ReplayTrace(path, teller).isCut);
+  const SessionStory story = teller.Take();
+  EXPECT_EQ("\n" + StoryLines(story, Detail::Brief), R"(
+   at ms     took trips  What happened
+     1.0                 outside of any call
+     2.0     18.0     1  WriteDataToFlash 0x00001000, 4,096 bytes
+     3.0      1.0          reset by the pin
+     5.0      9.0     1    program MAIN, sectors 2..3 at 0x00001000: 1 of 2
+                             sectors acknowledged, then 0x84, the flash hardware
+                             failed, slept 1.0 ms
+                           failed: refused
+    20.0                 outside of any call
+    20.0      0.0          write, 3 times, 0x20000000..0x20000002, 3 bytes
+    30.0                 PerformOperation ReadDeviceInfo, which never ended
+)");
+  std::uint64_t sum = 0;
+  for (const TimeShare& share : story.time.Shares()) sum += share.ns;
+  EXPECT_EQ(sum, story.endNs);
+}
+
+// A process that is killed leaves any beginning of a trace.
+TEST_F(TraceTest, IsReadAsFarAsItWasWritten) {
+  RecordSession(path);
+  std::string whole;
+  for (const std::string& line : Lines()) whole += line + "\n";
+  for (std::size_t size = whole.size() - 300; size <= whole.size(); ++size) {
+    std::ofstream(path) << whole.substr(0, size);
+    StoryTeller teller;
+    const bool isBetween = whole[size - 1] == '\n' || whole[size] == '\n';
+    EXPECT_EQ(ReplayTrace(path, teller).isCut, !isBetween) << size;
+  }
+}
+
+TEST_F(TraceTest, RefusesValuesThatNoTraceHas) {
+  const struct {
+    const char* line;
+    const char* key;
+  } cases[] = {
+      {R"("begin":"Delete","ms":-1)", "ms"},
+      {R"("begin":"Delete","ms":1e300)", "ms"},
+      {R"("begin":7,"ms":1)", "begin"},
+      {R"("ms":1)", "end"},
+      {R"("call":"ReadReg","ms":1)", "core"},
+      {R"("call":"ReadReg","core":"","ms":1,"address":"here")", "address"},
+      {R"("call":"WriteMemory","core":"","ms":1,"bytes":9999999999)", "bytes"},
+      {R"("call":"WriteMemory","core":"","ms":1,"bytes":1,"data":"0102")", "data"},
+      {R"("call":"WriteMemory","core":"","ms":1,"bytes":1,"data":"0x")", "data"},
+  };
+  for (const auto& c : cases) {
+    std::ofstream(path) << R"({"format":"tovik-flash trace","version":1})"
+                        << "\n{" << c.line << "}\n";
+    StoryTeller teller;
+    EXPECT_EQ(InputErrorOf([&] { (void)ReplayTrace(path, teller); }),
+              fmt::format("{}:2: \"{}\" is missing, or not what a trace has there", path, c.key));
+  }
 }
 
 }  // namespace

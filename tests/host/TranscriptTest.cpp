@@ -145,7 +145,8 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
       } else if (word == "$IMAGES") {
         arguments.insert(arguments.end(), {"main.bin@0x1000", "ccfg.bin@0x4C000000", "scfg.bin@0x4C001000"});
       } else {
-        arguments.push_back(Replaced(word, "$EMPTY_PLUGIN", TOVIK_EMPTY_PLUGIN_PATH));
+        arguments.push_back(
+            Replaced(Replaced(word, "$EMPTY_PLUGIN", TOVIK_EMPTY_PLUGIN_PATH), "$PLUGIN", TOVIK_PLUGIN_PATH));
       }
     }
     const pid_t child = fork();

@@ -41,7 +41,7 @@ class WireScript {
   void Call(HostCall call) {
     call.number = ++calls;
     if (call.core.empty()) call.core = "CS_DAP_0";
-    observer.Saw(call, ns += 100);
+    observer.Saw(call, ns += 1'000'000);
   }
 
  private:

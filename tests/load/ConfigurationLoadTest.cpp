@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "TestImage.h"
+#include "Workbench.h"
 #include "tests/support/ErrorOf.h"
 
-// What ends up in CCFG, SCFG and user record, and what a load gets of a chip whose CCFG forbids debugging.
+// A user record by itself, and what a load gets of a chip whose CCFG forbids debugging.
 
 namespace {
 
@@ -14,25 +14,10 @@ using testing::IsEmpty;
 
 class ConfigurationLoadTest : public testing::TestWithParam<std::string> {
  protected:
-  host::LoadRecord Load() { return bench.Load(image.All()); }
-
   Workbench bench{GetParam()};
   const host::ChipFacts& chip = bench.device.chip;
-  TestImage image{chip, 700};
+  CheckImage image{chip, 700};
 };
-
-TEST_P(ConfigurationLoadTest, SettingsDecideOnCrcWordsAndUserRecord) {
-  bench.Set("CcfgOverwriteCrcsToggle", "0");
-  bench.Set("ScfgOverwriteCrcsToggle", "0");
-  EXPECT_EQ(Outcome(Load()), "ok");
-  EXPECT_EQ(bench.State().ccfg, WithoutUserRecord(chip, image.ccfg));
-  EXPECT_EQ(bench.State().scfg, image.scfg);
-
-  bench.Set("CcfgOverwriteCrcsToggle", "1");
-  bench.Set("CcfgSkipProgrammingUserRecord", "0");
-  EXPECT_EQ(Outcome(Load()), "ok");
-  EXPECT_EQ(bench.State().ccfg, CcfgWithCrcs(chip, image.ccfg));
-}
 
 TEST_P(ConfigurationLoadTest, ProgramsAUserRecordAloneWithoutErasing) {
   const host::CoveredRange place = chip.userRecord;
@@ -59,7 +44,7 @@ TEST_P(ConfigurationLoadTest, ProgramsAUserRecordAloneWithoutErasing) {
 TEST_P(ConfigurationLoadTest, AChipThatItLocksTakesNoRamData) {
   bench.Set("CcfgOverwriteAuthorizationFieldsToggle", "1");
   bench.Set("CcfgOverwriteAuthorizationFieldsTypeChoicelist", "Debug not allowed");
-  const host::LoadRecord report = Load();
+  const host::LoadRecord report = bench.Load(image.All());
   EXPECT_EQ(Outcome(report), "ok");
   EXPECT_THAT(Errors(report), IsEmpty());
   EXPECT_THAT(Infos(report), Contains("Debugging Interface is Locked!"));

@@ -5,7 +5,7 @@
 
 #include <set>
 
-#include "TestImage.h"
+#include "Workbench.h"
 
 // Where exactly a chip differs from an image, found by verification-only loads.
 
@@ -46,7 +46,7 @@ class FaultFinderTest : public testing::TestWithParam<std::string> {
   }
 
   Workbench bench{GetParam()};
-  TestImage image{bench.device.chip, 1200};
+  CheckImage image{bench.device.chip, 1200};
   Segments segments;
   std::size_t loads = 0;
 };

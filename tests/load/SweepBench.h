@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "TestImage.h"
+#include "Workbench.h"
 #include "tests/support/ErrorOf.h"
 
 // One device object at work on the bench, from its creation on. Fails by throwing, as the plug-in does.
@@ -80,7 +80,7 @@ class SweepBench {
   void ExpectNextLoadRecovers(Attempt& attempt);
 
   Workbench bench;
-  TestImage image;
+  CheckImage image;
   host::LoadPlan plan;
 
  private:

@@ -1,9 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <set>
-
-#include "TestImage.h"
+#include "Workbench.h"
 
 // Images loaded into the simulated chip through the built library and the reference host, for every device
 // description, erase setting and sector option, and compared with the chip byte for byte; then loads that
@@ -16,40 +14,8 @@ using State = simulator::ChipState;
 struct SectorOption {
   const char* listed;  // sectors to leave out
   const char* filled;  // those to leave out that hold nothing but this
-  std::set<std::uint32_t> skipped;
 };
-const SectorOption s_options[] = {
-    {"", "", {}},
-    {" 0, 30 -31,250-255 ", "", {0, 30, 31, 250, 251, 252, 253, 254, 255}},
-    {"", "0xEE", {kFilledSector}},
-    {"4,40", "0xee", {4, 40, kFilledSector}},
-};
-
-bool Touches(const TestImage& image, std::uint32_t sector) {
-  return std::any_of(image.main.begin(), image.main.end(), [&](const host::ImageSegment& segment) {
-    return segment.address < (sector + 1) * kSectorSize &&
-           segment.address + segment.data.size() > sector * kSectorSize;
-  });
-}
-
-// What a load makes of a chip.
-State Loaded(State chip, const TestImage& image, const Erase& erase, const SectorOption& option) {
-  const Bytes laid = Laid(image.main, 0, chip.main.size(), 0xFF);
-  for (std::uint32_t sector = 0; sector < laid.size() / kSectorSize; ++sector) {
-    if (erase.keepsMain && image.Retains(sector)) continue;
-    const auto target = chip.main.begin() + sector * kSectorSize;
-    if (erase.erases) std::fill_n(target, kSectorSize, std::uint8_t{0xFF});
-    if (Touches(image, sector) && !option.skipped.contains(sector))
-      std::copy_n(laid.begin() + sector * kSectorSize, kSectorSize, target);
-  }
-  if (!erase.keepsConfiguration) {
-    chip.ccfg = WithoutUserRecord(image.chip, CcfgWithCrcs(image.chip, image.ccfg));
-    chip.scfg = ScfgWithCrc(image.chip, image.scfg);
-  }
-  chip.otp = image.Otp();
-  chip.ram = image.Ram();
-  return chip;
-}
+const SectorOption s_options[] = {{"", ""}, {" 0, 30 -31,250-255 ", ""}, {"", "0xEE"}, {"4,40", "0xee"}};
 
 void CheckLoad(const std::string& device, const Erase& erase, const SectorOption& option) {
   Workbench bench(device);
@@ -61,29 +27,17 @@ void CheckLoad(const std::string& device, const Erase& erase, const SectorOption
   bench.Set("FlashPagesFilledWithValue", option.filled);
   bench.Set("FlashVerboseMode", "1");
   const host::ChipFacts& chip = bench.device.chip;
-  const TestImage image(chip, 100);
-  // Something on the chip everywhere: what stays and what goes can be told apart. Without an erase, only
-  // where the image does not go.
-  bench.Prepare([&](State& state) {
-    const TestImage earlier(chip, 200);
-    state.main = Noise(state.main.size(), 7);
-    if (erase.erases) {
-      state.ccfg = CcfgWithCrcs(chip, earlier.ccfg);
-      state.scfg = ScfgWithCrc(chip, earlier.scfg);
-      return;
-    }
-    for (std::uint32_t sector = 0; sector < state.main.size() / kSectorSize; ++sector)
-      if (Touches(image, sector))
-        std::fill_n(state.main.begin() + sector * kSectorSize, kSectorSize, std::uint8_t{0xFF});
-  });
+  const Segments image = CheckImage(chip, 100).All();
+  const host::LoadPlan plan = bench.Plan(image);
+  bench.Prepare([&](State& state) { state = host::ChipBeforeLoad(state, plan, chip, bench.settings); });
   const State before = bench.State();
 
-  const host::LoadRecord report = bench.Load(image.All());
+  const host::LoadRecord report = bench.Load(image);
   ASSERT_EQ(Outcome(report), "ok");
   EXPECT_THAT(Errors(report), testing::IsEmpty());
   EXPECT_TRUE(bench.services.IsConnected(host::Core::Cortex));
   EXPECT_FALSE(bench.services.IsConnected(host::Core::SecureAp));
-  EXPECT_EQ(Difference(bench.State(), Loaded(before, image, erase, option)), "");
+  EXPECT_EQ(Difference(bench.State(), host::ChipAfterLoad(before, plan, bench.device, bench.settings)), "");
 
   const std::pair<const char*, bool> infos[] = {
       {"Performing Chip Erase", erase.erases},
@@ -110,7 +64,7 @@ TEST_P(WholeLoadTest, PutsEveryByteWhereItBelongsAndTellsWhatItLeaves) {
 
 TEST_P(WholeLoadTest, ComparisonFindsOneBitInEveryRegionAndChangesNothing) {
   Workbench bench(GetParam());
-  const Segments image = TestImage(bench.device.chip, 800).All();
+  const Segments image = CheckImage(bench.device.chip, 800).All();
   EXPECT_EQ(Outcome(bench.Load(image)), "ok");
   const State loaded = bench.State();
 

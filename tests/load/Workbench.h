@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "WatchedServices.h"
+#include "host/check/CheckImage.h"
+#include "host/check/ExpectedChip.h"
 #include "host/device/DeviceDescription.h"
 #include "host/device/PropertyStore.h"
 #include "host/load/Comparison.h"
@@ -16,6 +18,11 @@
 
 using Bytes = std::vector<std::uint8_t>;
 using Segments = std::vector<host::ImageSegment>;
+using host::CheckImage;
+using host::Difference;
+using host::Noise;
+using host::PutCrcRight;
+constexpr std::uint32_t kSectorSize = 2048;
 
 // The library under test, opened once for the process.
 const host::PluginLibrary& Plugin();

@@ -6,18 +6,11 @@
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
-const Lines kReadStatus = {"LookupReg CFGAP_DEVICESTATUS", "ReadReg CFGAP_DEVICESTATUS"};
-const Lines kAskConnections = {"SetCoreById CS_DAP_0", "IsConnected",        "SetCore Cortex",
-                               "IsConnected",          "SetCoreById SEC_AP", "IsConnected"};
-const Lines kRequestReset = {"LookupReg SECAP_RSTCTL", "WriteReg SECAP_RSTCTL 0x5C", "ReConnect"};
-
-std::string JoinedAll(const std::vector<Lines>& parts) {
-  std::string all;
-  for (const Lines& part : parts) all += Joined(part);
-  return all;
-}
+const std::string kReadStatus = "LookupReg CFGAP_DEVICESTATUS\nReadReg CFGAP_DEVICESTATUS\n";
+const std::string kAskConnections =
+    "SetCoreById CS_DAP_0\nIsConnected\nSetCore Cortex\nIsConnected\nSetCoreById SEC_AP\nIsConnected\n";
+const std::string kSelect = "SetCoreById CS_DAP_0\n";
+const std::string kRequestReset = "LookupReg SECAP_RSTCTL\nWriteReg SECAP_RSTCTL 0x5C\nReConnect\n";
 
 struct BootStateTest : DeviceTest {
   // From `first` up to the first command to the ROM.
@@ -28,26 +21,18 @@ struct BootStateTest : DeviceTest {
 };
 
 TEST_F(BootStateTest, EnteringDropsTheConnectionsBehindTheDebugPort) {
-  const Lines cortex = {"SetCore Cortex", "Disconnect true"};
-  const Lines secAp = {"SetCoreById SEC_AP", "Disconnect true"};
-  const Lines dap = {"SetCoreById CS_DAP_0", "Disconnect true"};
-  const Lines select = {"SetCoreById CS_DAP_0"};
-  const Lines connect = {"SetCoreById CS_DAP_0", "Connect false"};
-  const struct {
-    std::string connected;
-    std::vector<Lines> calls;
-  } rows[] = {
-      {"", {connect}},
-      {"Cortex,SEC_AP", {connect}},
-      {"CS_DAP_0", {select}},
-      {"CS_DAP_0,Cortex", {cortex, dap, connect}},
-      {"CS_DAP_0,SEC_AP", {secAp, dap, connect}},
-      {"CS_DAP_0,Cortex,SEC_AP", {cortex, secAp, dap, connect}},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(Play("status=81; cores=" + row.connected + "; . EnterSaci()"), "1");
-    EXPECT_EQ(CallsBeforeSaci("SetCoreById CS_DAP_0"),
-              JoinedAll({kAskConnections}) + JoinedAll(row.calls) + JoinedAll({kRequestReset, kReadStatus}));
+  const std::string off = "Disconnect true\n", connect = kSelect + "Connect false\n";
+  const std::string cortex = "SetCore Cortex\n" + off, secAp = "SetCoreById SEC_AP\n" + off;
+  const std::pair<std::string, std::string> rows[] = {
+      {"", connect},
+      {"Cortex,SEC_AP", connect},
+      {"CS_DAP_0", kSelect},
+      {"CS_DAP_0,Cortex", cortex + kSelect + off + connect},
+      {"CS_DAP_0,SEC_AP", secAp + kSelect + off + connect},
+      {"CS_DAP_0,Cortex,SEC_AP", cortex + secAp + kSelect + off + connect}};
+  for (const auto& [connected, calls] : rows) {
+    EXPECT_EQ(Play("status=81; cores=" + connected + "; . EnterSaci()"), "1");
+    EXPECT_EQ(CallsBeforeSaci("SetCoreById CS_DAP_0"), kAskConnections + calls + kRequestReset + kReadStatus);
     EXPECT_EQ(host.commands.back().Sequence(), 0) << "the ROM has restarted";
     EXPECT_EQ(host.currentCore, "CS_DAP_0");
   }
@@ -62,27 +47,24 @@ TEST_F(BootStateTest, EnteringFailsUnlessTheRomEndsInSaci) {
 }
 
 TEST_F(BootStateTest, APinResetEndsInSaciOneWayOrTheOther) {
-  const Lines pinReset = {"ResetTarget 0", "Connect false"};
+  const std::string pinReset = "ResetTarget 0\nConnect false\n" + kReadStatus;
   Play("start m");
-  EXPECT_EQ(CallsBeforeSaci("ResetTarget 0"), JoinedAll({pinReset, kReadStatus}));
+  EXPECT_EQ(CallsBeforeSaci("ResetTarget 0"), pinReset);
   EXPECT_EQ(host.commands.at(0).Sequence(), 0);
 
   host.bootStatusAfterPinReset = 0x1F;
   Play("cores=CS_DAP_0; start . m");
-  EXPECT_EQ(
-      CallsBeforeSaci("ResetTarget 0"),
-      JoinedAll(
-          {pinReset, kReadStatus, kAskConnections, {"SetCoreById CS_DAP_0"}, kRequestReset, kReadStatus}));
+  EXPECT_EQ(CallsBeforeSaci("ResetTarget 0"),
+            pinReset + kAskConnections + kSelect + kRequestReset + kReadStatus);
   EXPECT_EQ(host.commands.at(0).Sequence(), 0);
 }
 
 TEST_F(BootStateTest, LeavingIdentifiesTheDeviceAndConnectsFirst) {
   EXPECT_EQ(Play("cores=; ExitSaci()"), "7");
-  EXPECT_EQ(CallsBeforeSaci("SetProperty DeviceInfoRevision A (1.0)"),
-            JoinedAll({{"SetProperty DeviceInfoRevision A (1.0)", "SetCoreById CS_DAP_0", "IsConnected"},
-                       kReadStatus,
-                       kReadStatus}));
-  EXPECT_EQ(Joined({host.calls.end() - 2, host.calls.end()}), Joined(kReadStatus));
+  const std::string identified = "SetProperty DeviceInfoRevision A (1.0)";
+  EXPECT_EQ(CallsBeforeSaci(identified),
+            identified + "\n" + kSelect + "IsConnected\n" + kReadStatus + kReadStatus);
+  EXPECT_EQ(Joined({host.calls.end() - 2, host.calls.end()}), kReadStatus);
 }
 
 TEST_F(BootStateTest, LeavingGoesByTheLifeCycle) {
@@ -127,7 +109,7 @@ TEST(ExitSaci, WaitsForTheProbeLoop) {
       bench.host.ScriptRegister("CFGAP_DEVICESTATUS", values);
       EXPECT_EQ(bench.Play(std::string("part=") + row.part + "; ExitSaci()"), row.outcome)
           << row.part << row.first;
-      EXPECT_EQ(Joined(bench.host.Plot({"Sleep"})), Joined(Lines(row.sleeps, "Sleep 100")))
+      EXPECT_EQ(Joined(bench.host.Plot({"Sleep"})), Joined(std::vector<std::string>(row.sleeps, "Sleep 100")))
           << row.part << row.first;
     }
   }

@@ -1,8 +1,12 @@
 #include "DeviceTest.h"
 
+#include <fmt/format.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+#include <numeric>
 #include <sstream>
 
 namespace {
@@ -32,20 +36,17 @@ std::uint32_t DeviceIdOf(const std::string& part) {
 }
 
 std::string Brief(const SaciCommand& command) {
-  char text[40];
-  std::snprintf(text, sizeof text, command.Specific() == 0 ? "%u" : "%u/%X", unsigned{command.Id()},
-                unsigned{command.Specific()});
-  if (command.Id() == 6) {
-    std::string words = text;
-    for (std::size_t i = 1; i < command.words.size(); ++i)
-      words += (i == 1 ? ":" : ",") + Hex8(command.words[i]);
-    return words;
-  }
-  if (command.Id() != 15) return text;
-  std::size_t words = 0;
-  for (const Words& chunk : command.streamed) words += chunk.size();
-  std::snprintf(text, sizeof text, "15@%X+%zX", command.words.at(2), 4 * words);
-  return text;
+  std::vector<std::size_t> transfers;
+  for (const Words& words : command.streamed) transfers.push_back(words.size());
+  if (command.Id() == 15)
+    return fmt::format("15@{:X}+{:X}", command.words.at(2),
+                       4 * std::accumulate(transfers.begin(), transfers.end(), std::size_t{0}));
+  if (command.Id() == 33) return fmt::format("33:{}", fmt::join(transfers, ","));
+  std::string told = std::to_string(command.Id());
+  if (command.Specific() != 0) told += fmt::format("/{:X}", command.Specific());
+  if (command.Id() == 6)
+    told += fmt::format(":{:08X}", fmt::join(command.words.begin() + 1, command.words.end(), ","));
+  return told;
 }
 
 }  // namespace
@@ -62,35 +63,10 @@ Bytes OpenCcfg() {
   return ccfg;
 }
 
-std::uint32_t ReferenceCrc32(std::span<const std::uint8_t> data) {
-  std::uint32_t crc = 0xFFFFFFFF;
-  for (const std::uint8_t byte : data) {
-    crc ^= byte;
-    for (int bit = 0; bit < 8; ++bit) crc = (crc >> 1) ^ ((crc & 1) != 0 ? 0xEDB88320 : 0);
-  }
-  return ~crc;
-}
-
-std::uint32_t Crc(const Bytes& bytes, std::size_t offset, std::size_t length) {
-  return ReferenceCrc32(std::span(bytes).subspan(offset, length));
-}
-
-std::uint32_t WordAt(const Bytes& bytes, std::size_t offset) {
-  std::uint32_t word = 0;
-  std::memcpy(&word, bytes.data() + offset, sizeof word);
-  return word;
-}
-
 Bytes BytesOf(std::span<const std::uint32_t> words) {
   Bytes bytes(words.size_bytes());
   if (!words.empty()) std::memcpy(bytes.data(), words.data(), bytes.size());
   return bytes;
-}
-
-std::string Hex8(std::uint32_t value) {
-  char text[12];
-  std::snprintf(text, sizeof text, "%08X", value);
-  return text;
 }
 
 std::string Bench::Play(const std::string& script) {
@@ -133,6 +109,13 @@ void Bench::Give(const std::string& setting) {
       host.registers["CFGAP_DEVICEID"] = DeviceIdOf(value);
     } else if (name == "deviceid") {
       host.registers["CFGAP_DEVICEID"] = Hex(value);
+    } else if (name == "hsm") {
+      const int file = memfd_create("hsm", MFD_CLOEXEC);
+      for (const std::string& text : Split(value, ',')) {
+        const std::uint32_t word = Hex(text);
+        EXPECT_EQ(write(file, &word, 4), 4);
+      }
+      host.properties["HsmImagePath"] = "/proc/self/fd/" + std::to_string(file);
     } else if (name == "flip") {
       host.readFlips[Hex(value)] = 0x80;
     } else if (name == "status") {
@@ -178,6 +161,7 @@ std::string Bench::Step(const std::string& step) {
     return "ok";
   }
   if (step == "?ram") return "= " + std::to_string(host.memory.size());
+  if (step[0] == '?' && step.find('@') != std::string::npos) return Shown(step.substr(1));
   if (step[0] == '?') {
     const std::string& value = host.properties[step.substr(1)];
     return value.empty() ? "=" : "= " + value;
@@ -204,16 +188,35 @@ std::string Bench::Step(const std::string& step) {
     if (rest != ")") parameters.emplace_back(std::stoll(rest));
     return plugin.Script(name.c_str(), parameters);
   }
-  if (step[mark] == '+') return Write(Hex(name), Pattern(Hex(rest)));
-  if (step[mark] == '*') {
-    const std::size_t colon = rest.find(':');
-    const std::uint32_t value = colon == std::string::npos ? 0xFF : Hex(rest.substr(colon + 1));
-    return Write(Hex(name), Bytes(Hex(rest.substr(0, colon)), static_cast<std::uint8_t>(value)));
-  }
   Bytes bytes;
-  for (std::size_t i = 0; i < rest.size(); i += 2)
+  for (std::size_t at = mark, end = 0; step[mark] != ':' && at < step.size(); at = end) {
+    end = std::min(step.find_first_of("+*", at + 1), step.size());
+    const std::string part = step.substr(at + 1, end - at - 1);
+    const std::size_t colon = part.find(':');
+    const std::uint32_t value = colon == std::string::npos ? 0xFF : Hex(part.substr(colon + 1));
+    const Bytes more = step[at] == '+' ? Pattern(Hex(part))
+                                       : Bytes(Hex(part.substr(0, colon)), static_cast<std::uint8_t>(value));
+    bytes.insert(bytes.end(), more.begin(), more.end());
+  }
+  for (std::size_t i = 0; step[mark] == ':' && i < rest.size(); i += 2)
     bytes.push_back(static_cast<std::uint8_t>(Hex(rest.substr(i, 2))));
   return Write(Hex(name), bytes);
+}
+
+// ID@OFFSET+LENGTH
+std::string Bench::Shown(const std::string& part) const {
+  const SaciCommand command = Command(static_cast<std::uint8_t>(std::stoul(part)));
+  const bool isVerification = command.Id() == 16 || command.Id() == 17 || command.Id() == 27;
+  const Bytes bytes = BytesOf(std::span(command.words).subspan(isVerification ? 1 : 2));
+  const std::size_t begin = Hex(part.substr(part.find('@') + 1)),
+                    length = Hex(part.substr(part.find('+') + 1));
+  std::string text = "=";
+  for (std::size_t at = begin; at < begin + length; ++at) {
+    if (bytes.at(at) == 0) continue;
+    if (at == begin || bytes[at - 1] == 0) text += fmt::format(" {:X}:", at);
+    text += fmt::format("{:02X}", bytes[at]);
+  }
+  return text;
 }
 
 // Adds what has happened since it was told last.
@@ -254,28 +257,11 @@ PluginDevice& Bench::Device() {
   return *made;
 }
 
-std::string Bench::Deeds() const {
-  std::vector<std::string> deeds = host.events;
-  std::erase(deeds, "identify");
-  return Joined(deeds);
-}
-
 SaciCommand Bench::Command(std::uint8_t id) const {
   for (auto command = host.commands.rbegin(); command != host.commands.rend(); ++command)
     if (command->Id() == id) return *command;
   ADD_FAILURE() << "no command " << unsigned{id} << " was sent";
   return {Words(600), {}};
-}
-
-std::string Bench::Commands() const {
-  std::string text;
-  for (const SaciCommand& command : host.commands) text += (text.empty() ? "" : " ") + Brief(command);
-  return text;
-}
-
-Bytes Bench::Payload(std::uint8_t id) const {
-  const SaciCommand command = Command(id);
-  return BytesOf(std::span(command.words).subspan(2));
 }
 
 std::size_t Bench::CallCount(const std::string& call) const {

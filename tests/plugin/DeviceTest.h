@@ -24,18 +24,11 @@ constexpr std::uint32_t kScfg = 0x4E040000;
 constexpr std::uint32_t kScfgSize = 0x400;
 constexpr std::uint32_t kRam = 0x20000000;
 
-const std::string kNoErase = "FlashEraseSetting=Do not erase sectors (program load only); ";
-
 // `size` bytes that differ from their neighbours, and none of them 0xFF or 0.
 Bytes Pattern(std::size_t size, std::uint8_t seed = 1);
 // A CCFG sector that leaves debugging open.
 Bytes OpenCcfg();
-// IEEE 802.3, bit by bit: written anew here, so that the device's table cannot vouch for itself.
-std::uint32_t ReferenceCrc32(std::span<const std::uint8_t> data);
-std::uint32_t Crc(const Bytes& bytes, std::size_t offset, std::size_t length);
-std::uint32_t WordAt(const Bytes& bytes, std::size_t offset);
 Bytes BytesOf(std::span<const std::uint32_t> words);
-std::string Hex8(std::uint32_t value);  // eight upper-case digits
 
 // A device of the built library over a fake host, and scripts that drive it: settings and steps, separated by
 // semicolons, steps also by blanks. Numbers are hexadecimal but for the ids of commands.
@@ -48,30 +41,27 @@ std::string Hex8(std::uint32_t value);  // eight upper-case digits
 //   34!8E#33  34<0~10               with another command's id; ready so many polls late (both decimal)
 //   init  start  end                Initialize and ResetSettings
 //   m c s o u r                     a block: MAIN sector 0, open CCFG, SCFG, OTP, user record, 3 bytes of RAM
-//   800+400  800*400:FF  800:0102   a block at an address: of a pattern, of one value, of these bytes
+//   800+400  800*400:FF  800:0102   a block at an address: of a pattern, of one value, of these bytes;
+//   0+800*1000+800                  of several of the first two
 //   EnterSaci()  Erase              a script function, its integer parameter in brackets; an operation
+//   hsm=A0,5,44332211               HsmImagePath, with an image of these words there
 //   ?Name  ?ram                     tells a setting; tells how many bytes of RAM were written
-//   .                               forgets what came before
-//   all                             tells all events from here on, not only commands and messages
+//   ?12@7D0+4                       tells bytes of the last command 12, those behind its key: all but the
+//   zeros .                               forgets what came before all                             tells all
+//   events from here on, not only commands and messages
 class Bench {
  public:
   // What came of it, in order: commands as id/specific in hex ("/0" is left out; passwords with their words,
-  // MAIN flash as 15@address+length), messages as "I text" and "E text", what was asked for as "= text", and
-  // "! text" of a step that failed, or what a script function returned instead of 0. Commands are separated
-  // by blanks, the rest by " | ".
+  // MAIN flash as 15@address+length, HSM firmware with the words of each transfer), messages as "I text" and
+  // "E text", what was asked for as "= text", and "! text" of a step that failed, or what a script function
+  // returned instead of 0. Commands are separated by blanks, the rest by " | ".
   std::string Play(const std::string& script);
 
   // Made and initialized at the first step, so that settings come before; what that called is forgotten.
   PluginDevice& Device();
 
-  // All events but "identify".
-  [[nodiscard]] std::string Deeds() const;
-  // All commands, as Play() tells them.
-  [[nodiscard]] std::string Commands() const;
   // The last command with this id; fails the test when there is none.
   [[nodiscard]] SaciCommand Command(std::uint8_t id) const;
-  // The bytes that follow its header and key.
-  [[nodiscard]] Bytes Payload(std::uint8_t id) const;
   [[nodiscard]] std::size_t CallCount(const std::string& call) const;
 
   FakeHost host;
@@ -80,6 +70,7 @@ class Bench {
   void Give(const std::string& setting);
   std::string Step(const std::string& step);
   std::string Write(std::uint32_t address, const Bytes& data) { return Device().Write(address, data); }
+  [[nodiscard]] std::string Shown(const std::string& part) const;
   void Tell();
 
   std::optional<PluginDevice> made;

@@ -77,17 +77,18 @@ TEST_F(SaciCommandsTest, EachCommandIsTheseWords) {
     for (const std::uint8_t result : Bytes{0x00, 0x84}) {  // a refusal is returned, not thrown
       StartAt(0);
       host.ReplyOnce(static_cast<std::uint8_t>(row.words[0]), {.result = result});
-      EXPECT_EQ(row.send(), result) << Hex8(row.words[0]);
-      EXPECT_EQ(host.commands.at(0).words, row.words) << Hex8(row.words[0]);
+      EXPECT_EQ(row.send(), result) << std::hex << row.words[0];
+      EXPECT_EQ(host.commands.at(0).words, row.words) << std::hex << row.words[0];
     }
   }
 }
 
 TEST_F(SaciCommandsTest, ConfigurationCommandsHaveTheConfiguredSize) {
-  saci.setCcfgSize(host.ccfgSize = 1024);
-  saci.setCcfgUserRecordSize(host.ccfgUserRecordSize = 64);
-  saci.setScfgSize(host.scfgSize = 512);
-  saci.setMainSectorSize(host.mainSectorSize = 256);
+  host.Set("CcfgSize=400; CcfgUserRecordSize=40; ScfgSize=200; SectorSize=100");
+  saci.setCcfgSize(1024);
+  saci.setCcfgUserRecordSize(64);
+  saci.setScfgSize(512);
+  saci.setMainSectorSize(256);
   saci.ProgCcfgSector(Pattern(2048), true);
   saci.ProgCcfgUserRecord(Pattern(8));
   saci.ProgScfgSector(Pattern(8));

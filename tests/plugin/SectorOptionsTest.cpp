@@ -16,46 +16,6 @@
 
 namespace {
 
-// A chip of eight sectors, and nothing erased.
-const std::string kSmallChip = "DeviceInfoFlashSizeTranslation=*:*:*:0x4000; " + kNoErase + "start .; ";
-
-// One letter a sector of the block: '.' holds the fill value, 'x' does not.
-TEST(SectorOptions, FilledSectorsSplitABlock) {
-  const struct {
-    std::uint32_t address;
-    const char* sectors;
-    std::uint32_t cut;  // bytes missing at the end
-    const char* commands;
-  } rows[] = {
-      {0, "x..x", 0, "1 15@0+800 16 15@1800+800 16"},
-      {0, ".xx.", 0, "1 15@800+1000 16"},
-      {0, "....", 0, "1"},
-      {0x400, "..", 0,
-       "1 15@0+800 16 15@1000+800 16"},  // its partial sectors stay, the whole one between them goes
-      {0x400, ".", 0x500, "1 15@0+800 16"},
-      {0x800, ".", 1, "1 15@800+800 16"},
-      {0x400, "xxx", 0, "1 15@0+2000 16"},
-  };
-  for (const auto& row : rows) {
-    Bytes block;
-    for (const char* sector = row.sectors; *sector != 0; ++sector) {
-      block.insert(block.end(), kSector, 0xFF);
-      if (*sector == 'x') block.back() = 0;
-    }
-    block.erase(block.end() - row.cut, block.end());
-    Bench bench;
-    bench.Play(kSmallChip + "FlashPagesFilledWith=1");
-    EXPECT_EQ(bench.Device().Write(row.address, block), "ok");
-    EXPECT_EQ(bench.Commands(), row.commands) << Hex8(row.address) << " " << row.sectors << " - " << row.cut;
-  }
-  Bench both;
-  both.Play(kSmallChip + "FlashPagesFilledWith=1; FlashPageToggle=1; FlashPages=0");
-  Bytes block = Pattern(4 * kSector);
-  std::fill_n(block.begin() + 2 * kSector, kSector, std::uint8_t{0xFF});
-  EXPECT_EQ(both.Device().Write(0, block), "ok");
-  EXPECT_EQ(both.Commands(), "1 15@800+800 16 15@1800+800 16");
-}
-
 // A variant of the chip may keep a list of sectors in a setting of its own.
 struct Variant : FlashDeviceTovik {
   explicit Variant(FakeHost& host) : FlashDeviceTovik("", "", "", host.Utility()) {}

@@ -25,7 +25,7 @@ Tally LoadAgainAndAgain(FakeHost& host, const std::string& refusal) {
   Tally outcomes{{device.Initialize(), 0}};
   for (unsigned i = 0; i < LoadsADevice(); ++i) {
     host.ForgetCalls();
-    host.FailCall(1, refusal);
+    host.FailNext("SetCoreById CS_DAP_0", refusal);
     IFlashDevice4* none = nullptr;
     ++outcomes[Outcome(PluginEntry()("", "", "", host.Utility(), &none))];
     (void)device.Load(ProgramState::LoadStart);

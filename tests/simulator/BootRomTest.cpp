@@ -55,8 +55,8 @@ TEST(BootRomTest, TheAhbApReachesAllMemoriesButWritesOnlyRam) {
   TestChip target;
   const Bytes bytes = {1, 2, 3, 4, 5};
   Bytes back(5);
-  const auto read = [&](std::uint32_t at) { return ErrorOf([&] { target.ports.ReadMemory(at, back); }); };
-  const auto write = [&](std::uint32_t at) { return ErrorOf([&] { target.ports.WriteMemory(at, bytes); }); };
+  const auto read = [&](std::uint32_t at) { return ErrorOf([&] { target.ReadMemory(at, back); }); };
+  const auto write = [&](std::uint32_t at) { return ErrorOf([&] { target.WriteMemory(at, bytes); }); };
   EXPECT_EQ(write(0x2000'0003), "ok");
   EXPECT_EQ(read(0x2000'0003), "ok");
   EXPECT_EQ(back, bytes);
@@ -68,7 +68,7 @@ TEST(BootRomTest, TheAhbApReachesAllMemoriesButWritesOnlyRam) {
   }
   EXPECT_EQ(write(0x2000'00FC), "Bus error: writing 5 bytes at 0x200000FC");
   EXPECT_EQ(read(0xFFFF'FFFE), "Bus error: reading 5 bytes at 0xFFFFFFFE");
-  target.ports.PinReset();
+  target.PinReset();
   EXPECT_EQ(target.Contents().ram[3], 1) << "RAM outlives a reset";
   target.chip.PowerCycle();
   EXPECT_EQ(target.Contents().ram[3], 0) << "but no power cycle";

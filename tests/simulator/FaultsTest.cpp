@@ -31,6 +31,11 @@ TEST_F(FaultsTest, SaysWhichPieceIsNotUnderstood) {
       {"reset-misses-saci:nth", "Fault \"reset-misses-saci:nth\": no such fault"},
       {"cell:1,,cell:2", "Fault \"\": no such fault"},
       {"saci:1:lost,bogus", "Fault \"bogus\": no such fault"},
+      {"wire", "Fault \"wire\": is not wire[:nth=N]:ACTION"},
+      {"wire:nth=0:wait", "Fault \"nth=0\": the first is number 1"},
+      {"wire:waits", "Fault \"waits\": no such action"},
+      {"packet:0:lost", "Fault \"packet:0:lost\": the first is number 1"},
+      {"packet:1:gone", "Fault \"gone\": no such action"},
       {"bogus:1", "Fault \"bogus:1\": no such fault"},
   };
   for (const auto& c : cases) EXPECT_EQ(ErrorOf([&] { Ask(c.text); }), c.error);
@@ -65,9 +70,9 @@ TEST_F(FaultsTest, StrikesAsAsked) {
 TEST_F(FaultsTest, ARamByteReadsBackWrong) {
   Ask("ram:0x20000002");
   const Bytes bytes = {0x10, 0x20, 0x30, 0x40};
-  target.ports.WriteMemory(0x2000'0000, bytes);
+  target.WriteMemory(0x2000'0000, bytes);
   Bytes back(4);
-  target.ports.ReadMemory(0x2000'0000, back);
+  target.ReadMemory(0x2000'0000, back);
   EXPECT_EQ(back, (Bytes{0x10, 0x20, 0x31, 0x40}));
 }
 

@@ -68,8 +68,8 @@ TEST(FlashTest, CountsWhatHappensToEachMemory) {
   Play(target, {"writes", R"(
       4010E KEY 40 0 -> 10E; 209 KEY -> 209; 10D KEY 8*0 -> 10D; 10021A KEY 16*0 -> 21A
       40319 KEY 512*0 -> 319; 40419 NOKEY 512*0 -> 830419)"});
-  target.ports.WriteMemory(0x2000'0000, Bytes{1});
-  target.ports.WriteMemory(0x2000'0000, Bytes{1});
+  target.WriteMemory(0x2000'0000, Bytes{1});
+  target.WriteMemory(0x2000'0000, Bytes{1});
   const auto wear = target.chip.MainWear();
   ASSERT_EQ(wear.size(), 300u);
   const WriteCounts& writes = target.chip.Writes();
@@ -83,7 +83,7 @@ TEST(FlashTest, APowerCutKeepsTheWordsWrittenAndKillsTheChipUntilThePowerComesBa
     EXPECT_EQ(ErrorOf([&] { target.Command(command); }), "The chip lost power");
     const char* dead = "The chip does not answer: it has no power";
     EXPECT_EQ(ErrorOf([&] { target.BootStatus(); }), dead);
-    EXPECT_EQ(ErrorOf([&] { target.ports.PinReset(); }), dead);
+    EXPECT_EQ(ErrorOf([&] { target.PinReset(); }), dead);
     target.chip.PowerCycle();
     target.EnterSaci();
   };

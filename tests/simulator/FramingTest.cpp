@@ -69,9 +69,9 @@ TEST(PipelinedTest, ReceivesOneSectorWhileItProgramsTheOneBefore) {
   const Nanoseconds program = 1 * kMillisecond;
   TestChip target(SmallChip(), {.programSector = program});
   target.Send({0x0000'010F, kKey, 0});
-  target.ports.WriteTxWords(Words(16, 1));
+  target.WriteTxWords(Words(16, 1));
   const Nanoseconds firstThere = target.Now();
-  target.ports.WriteTxWords(Words(16, 2));
+  target.WriteTxWords(Words(16, 2));
   EXPECT_LT(target.Now(), firstThere + program) << "the second arrives during the first's programming";
   // Back to back: the flash never waits for the wire.
   for (const double count : {1.0, 2.0}) {

@@ -23,7 +23,7 @@ ChipDescription ChipWith(HsmKind kind) {
 struct HsmTest : testing::TestWithParam<HsmKind> {
   static Words Image(const HsmFirmware& firmware) { return AsWords(BuildHsmImage(firmware, GetParam(), 4)); }
   void AwaitWork() {
-    while ((target.Read("SECAP_RXCTL") & kWorking) != 0) target.ports.Sleep(1);
+    while ((target.Read("SECAP_RXCTL") & kWorking) != 0) target.Sleep(1);
   }
   void Begin(const Words& image) {
     target.Send({0x0000'0121, static_cast<std::uint32_t>(image.size())});
@@ -33,10 +33,10 @@ struct HsmTest : testing::TestWithParam<HsmKind> {
   // In the form of the chip: at once, or record by record until an error answer comes.
   void Stream(const Words& image) {
     const std::span<const std::uint32_t> words = image;
-    if (GetParam() == HsmKind::Whole) return target.ports.WriteTxWords(words);
+    if (GetParam() == HsmKind::Whole) return target.WriteTxWords(words);
     for (std::size_t at = 0; at < words.size() && (target.Read("SECAP_RXCTL") & kErrorAnswer) == 0;) {
       const std::size_t size = at == 0 ? 5 : 1 + (words[at] + 3) / 4;
-      target.ports.WriteTxWords(words.subspan(at, std::min(size, words.size() - at)));
+      target.WriteTxWords(words.subspan(at, std::min(size, words.size() - at)));
       EXPECT_EQ(target.Read("SECAP_RXCTL") & kWorking, kWorking) << at;
       AwaitWork();
       at += size;
@@ -71,7 +71,7 @@ TEST_P(HsmTest, RefusesAnOlderVersionBeforeThePayload) {
   Update(Image(Version(2, 0, 0)));
   const Words older = Image(Version(1, 255, 255));
   Begin(older);
-  target.ports.WriteTxWords(std::span(older).first(GetParam() == HsmKind::Whole ? 4 : 5));
+  target.WriteTxWords(std::span(older).first(GetParam() == HsmKind::Whole ? 4 : 5));
   AwaitWork();
   EXPECT_EQ(target.Read("SECAP_RXCTL"), 1 | kErrorAnswer);
   EXPECT_EQ(target.Answer(), (Words{0x0090'0121}));
@@ -100,7 +100,7 @@ TEST_P(HsmTest, AnImageThatBreaksOffIsAFailedUpdate) {
   for (const bool byReset : {false, true}) {
     target.Become(BlankState(SmallChip()));
     Begin(image);
-    target.ports.WriteTxWords(std::span(image).first(3));
+    target.WriteTxWords(std::span(image).first(3));
     if (byReset) target.EnterSaci();
     EXPECT_EQ(Status(), (Words{0x0100'0323, 5}));
     EXPECT_EQ(InstalledVersion(), 0x01'00'00u);
@@ -110,7 +110,7 @@ TEST_P(HsmTest, AnImageThatBreaksOffIsAFailedUpdate) {
 TEST_P(HsmTest, WordsBeforeItIsReadyOverflow) {
   const Words image = Image(Version(4, 0, 0));
   target.Send({0x0000'0121, static_cast<std::uint32_t>(image.size())});
-  target.ports.WriteTxWords(image);
+  target.WriteTxWords(image);
   EXPECT_EQ(target.Answer(), (Words{0x0085'0121}));
   EXPECT_EQ(Status(), (Words{0x0100'0323, 5}));
   EXPECT_EQ(InstalledVersion(), 0x01'00'00u);

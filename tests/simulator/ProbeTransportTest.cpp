@@ -159,20 +159,5 @@ TEST_F(ProbeLinkTest, APowerCutSilencesTheDebugPort) {
   EXPECT_EQ(client.Connect(), "");
 }
 
-TEST(WireFaultsTest, SayWhichPieceIsNotUnderstood) {
-  const struct {
-    const char* text;
-    const char* error;
-  } cases[] = {
-      {"wire", "Fault \"wire\": is not wire[:nth=N]:ACTION"},
-      {"wire:nth=0:wait", "Fault \"nth=0\": the first is number 1"},
-      {"wire:waits", "Fault \"waits\": no such action"},
-      {"packet:0:lost", "Fault \"packet:0:lost\": the first is number 1"},
-      {"packet:1:gone", "Fault \"gone\": no such action"},
-  };
-  Faults faults;
-  for (const auto& c : cases) EXPECT_EQ(ErrorOf([&] { faults.Add(c.text); }), c.error);
-}
-
 }  // namespace
 }  // namespace simulator

@@ -100,74 +100,26 @@ Words Joined(Words head, std::span<const std::uint32_t> tail) {
   return head;
 }
 
-std::uint32_t BarePorts::Read(Register which) {
-  TakeTime(1);
-  return chip.ReadRegister(which);
-}
-
-void BarePorts::Write(Register which, std::uint32_t value) {
-  TakeTime(1);
-  chip.WriteRegister(which, value);
-}
-
-void BarePorts::WriteTxWords(std::span<const std::uint32_t> words) {
-  TakeTime(0);
-  for (const std::uint32_t word : words) {
-    chip.Clock().Advance(kWord);
-    chip.WriteRegister(Register::SecApTxData, word);
-  }
-}
-
-void BarePorts::ReadRxWords(std::span<std::uint32_t> words) {
-  TakeTime(0);
-  for (std::uint32_t& word : words) {
-    chip.Clock().Advance(kWord);
-    word = chip.ReadRegister(Register::SecApRxData);
-  }
-}
-
-void BarePorts::ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes) {
-  TakeTime((bytes.size() + 3) / 4);
-  chip.ReadMemory(address, bytes);
-}
-
-void BarePorts::WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes) {
-  TakeTime((bytes.size() + 3) / 4);
-  chip.WriteMemory(address, bytes);
-}
-
-void BarePorts::PinReset() {
-  chip.Clock().Advance(kConnecting);
-  chip.PinReset();
-}
-
-void BarePorts::TakeTime(std::size_t words) {
-  chip.Clock().Advance(kRoundTrip + words * kWord);
-}
-
-TestChip::TestChip(const ChipDescription& description, const CostModel& costs)
-    : chip(description, costs), ports(chip) {
+TestChip::TestChip(const ChipDescription& description, const CostModel& costs) : chip(description, costs) {
   EnterSaci();
 }
 
 void TestChip::Send(const Words& command) {
   const std::span<const std::uint32_t> words = command;
   Write("SECAP_TXCTL", 2);
-  ports.WriteTxWords(words.first(1));
+  WriteTxWords(words.first(1));
   if (words.size() == 1) return;
   Write("SECAP_TXCTL", 0);
-  ports.WriteTxWords(words.subspan(1));
+  WriteTxWords(words.subspan(1));
 }
 
 Words TestChip::Answer() {
   for (int i = 0; (Read("SECAP_RXCTL") & 1) == 0; ++i) {
     if (i == 10'000) return {};
-    ports.Sleep(1);
+    Sleep(1);
   }
-  Words words(1);
-  ports.ReadRxWords(words);
-  words.resize(1 + (words[0] >> 24));
-  ports.ReadRxWords(std::span(words).subspan(1));
+  Words words = {Read("SECAP_RXDATA")};
+  for (std::uint32_t left = words[0] >> 24; left > 0; --left) words.push_back(Read("SECAP_RXDATA"));
   return words;
 }
 
@@ -177,16 +129,45 @@ Words TestChip::Command(const Words& command) {
 }
 
 std::uint32_t TestChip::Read(const char* registerName) {
-  return ports.Read(RegisterNamed(registerName));
+  TakeTime(1);
+  return chip.ReadRegister(RegisterNamed(registerName));
 }
 
 void TestChip::Write(const char* registerName, std::uint32_t value) {
-  ports.Write(RegisterNamed(registerName), value);
+  TakeTime(1);
+  chip.WriteRegister(RegisterNamed(registerName), value);
+}
+
+void TestChip::WriteTxWords(std::span<const std::uint32_t> words) {
+  TakeTime(0);
+  for (const std::uint32_t word : words) {
+    chip.Clock().Advance(kWord);
+    chip.WriteRegister(Register::SecApTxData, word);
+  }
+}
+
+void TestChip::ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes) {
+  TakeTime((bytes.size() + 3) / 4);
+  chip.ReadMemory(address, bytes);
+}
+
+void TestChip::WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes) {
+  TakeTime((bytes.size() + 3) / 4);
+  chip.WriteMemory(address, bytes);
+}
+
+void TestChip::PinReset() {
+  chip.Clock().Advance(kConnecting);
+  chip.PinReset();
 }
 
 void TestChip::EnterSaci() {
   Write("SECAP_RSTCTL", 0x5C);
   chip.Clock().Advance(kConnecting);
+}
+
+void TestChip::TakeTime(std::size_t words) {
+  chip.Clock().Advance(kRoundTrip + words * kWord);
 }
 
 void TestChip::Become(const ChipState& state) {

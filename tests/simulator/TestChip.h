@@ -35,28 +35,8 @@ Words Joined(Words head, std::span<const std::uint32_t> tail);
 // "SECAP_TXCTL", "CFGAP_DEVICESTATUS", ...
 Register RegisterNamed(std::string_view name);
 
-// The chip's ports without a probe: each access first takes 0.15 ms, and 4.6 us a word, then happens.
-class BarePorts {
- public:
-  explicit BarePorts(Chip& attached) : chip(attached) {}
-
-  std::uint32_t Read(Register which);
-  void Write(Register which, std::uint32_t value);
-  // The chip works on the first word while the last is still on the wire.
-  void WriteTxWords(std::span<const std::uint32_t> words);
-  void ReadRxWords(std::span<std::uint32_t> words);
-  void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes);
-  void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes);
-  void PinReset();
-  void Sleep(std::uint32_t milliseconds) { chip.Clock().Advance(milliseconds * kMillisecond); }
-
- private:
-  void TakeTime(std::size_t words);
-
-  Chip& chip;
-};
-
-// A chip at the end of a fast probe, driven as a debugger drives it, but one literal word at a time.
+// A chip at the end of a fast probe, driven as a debugger drives it, but one literal word at a time. Each
+// access first takes 0.15 ms, and 4.6 us a word, then happens.
 class TestChip {
  public:
   explicit TestChip(const ChipDescription& description = SmallChip(), const CostModel& costs = {});
@@ -68,6 +48,12 @@ class TestChip {
   Words Command(const Words& command);
   std::uint32_t Read(const char* registerName);
   void Write(const char* registerName, std::uint32_t value);
+  // The chip works on the first word while the last is still on the wire.
+  void WriteTxWords(std::span<const std::uint32_t> words);
+  void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes);
+  void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes);
+  void PinReset();
+  void Sleep(std::uint32_t milliseconds) { chip.Clock().Advance(milliseconds * kMillisecond); }
   // Boot status code.
   std::uint32_t BootStatus() { return Read("CFGAP_DEVICESTATUS") >> 8 & 0xFF; }
   bool AhbEnabled() { return (Read("CFGAP_DEVICESTATUS") >> 24 & 1) != 0; }
@@ -79,7 +65,9 @@ class TestChip {
   Nanoseconds Now() { return chip.Clock().Now(); }
 
   Chip chip;
-  BarePorts ports;
+
+ private:
+  void TakeTime(std::size_t words);
 };
 
 }  // namespace simulator

@@ -59,15 +59,15 @@ class Player {
     step >> verb;
     if (verb == "send") return target.Send(WordsUntil(step));
     if (verb == "answer") return Expect(target.Answer(), step);
-    if (verb == "raw") return target.ports.WriteTxWords(WordsUntil(step));
+    if (verb == "raw") return target.WriteTxWords(WordsUntil(step));
     if (verb == "boot") return Expect({target.BootStatus()}, step);
     if (verb == "ahb") return Expect({std::uint32_t{target.AhbEnabled()}}, step);
     if (verb == "saci") return target.EnterSaci();
-    if (verb == "pin") return target.ports.PinReset();
+    if (verb == "pin") return target.PinReset();
     if (verb == "unchanged") return ExpectUnchanged();
     step >> name;
     if (verb == "set") return target.chip.WriteRegister(Named(name), WordsUntil(step).at(0));
-    if (verb == "sleep") return target.ports.Sleep(static_cast<std::uint32_t>(std::stoul(name)));
+    if (verb == "sleep") return target.Sleep(static_cast<std::uint32_t>(std::stoul(name)));
     if (verb == "ns") return target.chip.Clock().Advance(std::stoul(name));
     if (verb == "fault") return target.chip.AskedFaults().Add(name);
     if (name == "=") return Expect({target.chip.ReadRegister(Named(verb))}, step);

@@ -1,10 +1,10 @@
 #include "FakeHost.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <sstream>
 #include <utility>
@@ -18,21 +18,14 @@ constexpr unsigned long long kFirstRegister = 0x0F000000;
 
 constexpr std::size_t kElementsShown = 8;
 
-std::string Hex(std::uint64_t value, int digits = 0) {
-  char text[24];
-  std::snprintf(text, sizeof text, "%0*llX", digits, static_cast<unsigned long long>(value));
-  return text;
-}
-
 std::string RegisterName(Debugger::Address address) {
   const std::uint64_t index = (Extract(address) - kFirstRegister) / 4;
-  return index < s_registerNames.size() ? s_registerNames[index] : "@0x" + Hex(Extract(address));
+  return index < s_registerNames.size() ? s_registerNames[index] : fmt::format("@0x{:X}", Extract(address));
 }
 
 std::string MemoryLine(const char* call, const std::string& core, std::uint64_t address, int page,
                        std::size_t size, std::size_t count) {
-  return std::string(call) + " " + core + " @0x" + Hex(address) + " page " + std::to_string(page) + " size " +
-         std::to_string(size) + " x" + std::to_string(count);
+  return fmt::format("{} {} @0x{:X} page {} size {} x{}", call, core, address, page, size, count);
 }
 
 }  // namespace
@@ -44,7 +37,9 @@ std::string Joined(const std::vector<std::string>& lines) {
 }
 
 // A complete description of the smallest chip, each setting at a value that does nothing unusual.
-FakeHost::FakeHost() {
+FakeHost::FakeHost() : HostObject{nullptr} {
+  const static HostFunctionTable s_table = host::HostTable<FakeHost>::Make();
+  table = &s_table;
   Set("SectorSize=0x800; CcfgBase=0x4E020000; CcfgSize=0x800; CcfgUserRecordSize=0x80; ScfgBase=0x4E040000");
   Set("ScfgSize=0x400; OtpBase=0x4E020800; OtpSize=0x100");
   Set("DeviceInfoRevisionTranslation=0x1BB77:1.0:A:0x0BB98:1.0:B:0x1BB98:2.0:E:0x0BBC5:1.0:A:0x0BBCC:1.0:A");
@@ -69,15 +64,6 @@ void FakeHost::Set(const std::string& settings) {
   }
 }
 
-void FakeHost::FailCall(unsigned nth, std::string text) {
-  failAfter = nth;
-  failText = std::move(text);
-}
-
-void FakeHost::FailNext(std::string prefix, std::string text) {
-  failPrefixes[std::move(prefix)] = std::move(text);
-}
-
 void FakeHost::ForgetCalls() {
   calls.clear();
   events.clear();
@@ -94,18 +80,8 @@ std::vector<std::string> FakeHost::Plot(const std::vector<std::string>& prefixes
   return plot;
 }
 
-Bytes FakeHost::CommandIds() const {
-  Bytes ids;
-  for (const SaciCommand& command : commands) ids.push_back(command.Id());
-  return ids;
-}
-
 const char* FakeHost::Begin(const std::string& call) {
   calls.push_back(call);
-  if (failAfter != 0 && --failAfter == 0) {
-    faultInjected = true;
-    return Refuse(failText);
-  }
   const auto prefix = std::find_if(failPrefixes.begin(), failPrefixes.end(),
                                    [&](const auto& entry) { return call.starts_with(entry.first); });
   if (prefix == failPrefixes.end()) return nullptr;
@@ -125,13 +101,13 @@ const char* FakeHost::RefuseAsBreach(const std::string& text) {
   return Refuse(text);
 }
 
-const char* FakeHost::GetProperty(const char* name) {
-  if (Begin(std::string("GetProperty ") + name) != nullptr) return nullptr;
+const char* FakeHost::GetValueOfProperty(const char* name) {
+  calls.push_back(std::string("GetProperty ") + name);
   const auto property = properties.find(name);
   return property == properties.end() ? nullptr : property->second.c_str();
 }
 
-const char* FakeHost::SetProperty(const char* name, const char* value) {
+const char* FakeHost::SetValueOfProperty(const char* name, const char* value) {
   const std::string call = std::string("SetProperty ") + name + " " + value;
   if (!call.starts_with("SetProperty DeviceInfo")) events.push_back(call);
   if (call.starts_with("SetProperty DeviceInfoRevision")) events.emplace_back("identify");
@@ -196,8 +172,8 @@ const char* FakeHost::ReadReg(Debugger::Address address, unsigned long long* val
 
 const char* FakeHost::WriteReg(Debugger::Address address, unsigned long long value) {
   const std::string name = RegisterName(address);
-  const std::string call = "WriteReg " + name + " 0x" + Hex(value);
-  if (name == "SECAP_RSTCTL") events.push_back(currentCore + " reset request 0x" + Hex(value));
+  const std::string call = fmt::format("WriteReg {} 0x{:X}", name, value);
+  if (name == "SECAP_RSTCTL") events.push_back(fmt::format("{} reset request 0x{:X}", currentCore, value));
   if (const char* error = Begin(call)) return error;
   if (currentCore != "CS_DAP_0" || connectedCores.count(currentCore) == 0)
     return RefuseAsBreach(call + " through " + currentCore);
@@ -271,7 +247,7 @@ const char* FakeHost::WriteMemory(const void* elements, std::size_t count, Debug
   for (std::size_t i = 0; i < std::min(count, kElementsShown); ++i) {
     std::uint32_t element = 0;
     std::memcpy(&element, bytes + i * size, std::min<std::size_t>(size, 4));
-    shown += " " + Hex(element, static_cast<int>(2 * size));
+    shown += fmt::format(" {:0{}X}", element, 2 * size);
   }
   if (count > kElementsShown) shown += " ...";
   if (currentCore != "SEC_AP") events.push_back(shown);

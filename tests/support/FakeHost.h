@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "ForwardingHost.h"
+#include "host/plugin/HostTable.h"
 
 using Words = std::vector<std::uint32_t>;
 using Bytes = std::vector<std::uint8_t>;
@@ -46,9 +46,11 @@ struct SaciCommand {
 // line and is strict: a register is reached only while CS_DAP_0 is current and connected, the SACI data word
 // only while SEC_AP is, commands have exactly their size and their start flag, responses are read once they
 // are ready and no further than they go. A breach fails the running test.
-class FakeHost : public ForwardingHost {
+class FakeHost : public HostObject {
  public:
   FakeHost();
+
+  [[nodiscard]] IFlashProgrammerUtility2 Utility() { return IFlashProgrammerUtility2(this); }
 
   // "Name=Value; Name=Value"
   void Set(const std::string& settings);
@@ -69,9 +71,6 @@ class FakeHost : public ForwardingHost {
   std::uint8_t bootStatusAfterPinReset = 0x20;
   std::uint8_t bootStatusAfterResetRequest = 0x20;
 
-  // The sizes the ROM expects fixed-size commands to have, bytes.
-  std::uint32_t mainSectorSize = 2048, ccfgSize = 2048, ccfgUserRecordSize = 128, scfgSize = 1024;
-
   unsigned txFullPolls = 0;   // reads of SECAP_TXCTL that still show the data word full
   unsigned workingPolls = 0;  // reads of SECAP_RXCTL with CMD_WORKING, after each transfer of an id 33
 
@@ -83,11 +82,9 @@ class FakeHost : public ForwardingHost {
   void ReplyOnce(std::uint8_t id, SaciReply reply) { queuedReplies[id].push_back(std::move(reply)); }
   // The reply to every command with this id for which none is queued.
   void ReplyAlways(std::uint8_t id, SaciReply reply) { standingReplies[id] = std::move(reply); }
-  // The nth call from now (counted from 1, property look-ups included) fails with `text` and does nothing; a
-  // property look-up finds no property instead.
-  void FailCall(unsigned nth, std::string text = "probe unplugged");
-  // The next call whose line begins with `prefix` fails. Not for property look-ups.
-  void FailNext(std::string prefix, std::string text = "probe unplugged");
+  // The next call whose line begins with `prefix` fails with `text` and does nothing. Not for property
+  // look-ups.
+  void FailNext(const std::string& prefix, const std::string& text) { failPrefixes[prefix] = text; }
 
   std::vector<std::string> calls;     // one line a call
   std::vector<SaciCommand> commands;  // in order of arrival
@@ -103,38 +100,31 @@ class FakeHost : public ForwardingHost {
 
   // The events that begin with one of the prefixes.
   [[nodiscard]] std::vector<std::string> Plot(const std::vector<std::string>& prefixes) const;
-  [[nodiscard]] Bytes CommandIds() const;
 
  private:
-  const char* GetProperty(const char* name) override;
-  const char* SetProperty(const char* name, const char* value) override;
-  const char* ResetTarget(int kind) override;
+  friend class host::HostTable<FakeHost>;
+
+  // The functions of the table.
+  const char* GetValueOfProperty(const char* name);
+  const char* SetValueOfProperty(const char* name, const char* value);
+  const char* ResetTarget(int kind);
   const char* ReadMemory(void* elements, std::size_t count, Debugger::Address address, int page,
-                         std::size_t size) override;
+                         std::size_t size);
   const char* WriteMemory(const void* elements, std::size_t count, Debugger::Address address, int page,
-                          std::size_t size) override;
-  const char* LookupReg(const char* name, Debugger::Address* address) override;
-  const char* ReadReg(Debugger::Address address, unsigned long long* value) override;
-  const char* WriteReg(Debugger::Address address, unsigned long long value) override;
-  const char* ReportError(const char* message) override {
-    return Event("Report", std::string("Error ") + message);
-  }
-  const char* ReportInfo(const char* message) override {
-    return Event("Report", std::string("Info ") + message);
-  }
-  const char* Sleep(unsigned milliseconds) override {
-    return Event("", "Sleep " + std::to_string(milliseconds));
-  }
-  const char* SetCore(const char* name) override { return SelectCore("SetCore ", name, {"Cortex"}); }
-  const char* SetCoreById(const char* id) override {
-    return SelectCore("SetCoreById ", id, {"CS_DAP_0", "SEC_AP"});
-  }
-  const char* Disconnect(bool option) override;
-  const char* IsConnected(bool* connected) override;
-  const char* Connect(bool option) override {
-    return ConnectCurrent(option ? "Connect true" : "Connect false");
-  }
-  const char* ReConnect() override { return ConnectCurrent("ReConnect"); }
+                          std::size_t size);
+  const char* LookupReg(const char* name, Debugger::Address* address);
+  const char* ReadReg(Debugger::Address address, unsigned long long* value);
+  const char* WriteReg(Debugger::Address address, unsigned long long value);
+  const char* ReportError(const char* message) { return Event("Report", std::string("Error ") + message); }
+  const char* ReportInfo(const char* message) { return Event("Report", std::string("Info ") + message); }
+  const char* Sleep(unsigned milliseconds) { return Event("", "Sleep " + std::to_string(milliseconds)); }
+  const char* SetCore(const char* name) { return SelectCore("SetCore ", name, {"Cortex"}); }
+  const char* SetCoreById(const char* id) { return SelectCore("SetCoreById ", id, {"CS_DAP_0", "SEC_AP"}); }
+  const char* Disconnect(bool option);
+  const char* IsConnected(bool* connected);
+  const char* Connect(bool option) { return ConnectCurrent(option ? "Connect true" : "Connect false"); }
+  const char* ReConnect() { return ConnectCurrent("ReConnect"); }
+  const char* ReservedFunction(int slot) { return RefuseAsBreach("function " + std::to_string(slot)); }
 
   // Records the call; a text when it is to fail.
   const char* Begin(const std::string& call);
@@ -153,6 +143,8 @@ class FakeHost : public ForwardingHost {
     bool seenReady = false;
   };
   [[nodiscard]] std::uint32_t RxFlags();
+  // Of what a setting gives in bytes: commands of fixed size have the size that is described.
+  [[nodiscard]] std::size_t WordsIn(const char* property) const;
   [[nodiscard]] std::size_t ExpectedWords(const SaciCommand& command) const;
   SaciReply TakeReply(std::uint8_t id);
   void ReceiveWords(const Words& words);
@@ -165,8 +157,6 @@ class FakeHost : public ForwardingHost {
   std::map<std::string, std::deque<std::uint64_t>> registerScripts;
   std::map<std::uint8_t, std::deque<SaciReply>> queuedReplies;
   std::map<std::uint8_t, SaciReply> standingReplies;
-  unsigned failAfter = 0;
-  std::string failText;
   std::map<std::string, std::string> failPrefixes;
   bool faultInjected = false;
 

@@ -1,7 +1,7 @@
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
 #include "FakeHost.h"
@@ -22,14 +22,9 @@ bool IsKeyed(std::uint8_t id) {
 constexpr std::size_t kWordsTold = 6;  // header included
 
 std::string Told(const SaciCommand& command) {
-  char text[24];
-  std::snprintf(text, sizeof text, "SACI %u/%04X", unsigned{command.Id()}, unsigned{command.Specific()});
-  std::string line = text;
-  if (command.words.size() > kWordsTold) return line + " " + std::to_string(command.words.size()) + " words";
-  for (std::size_t i = 1; i < command.words.size(); ++i) {
-    std::snprintf(text, sizeof text, " %08X", command.words[i]);
-    line += text;
-  }
+  std::string line = fmt::format("SACI {}/{:04X}", command.Id(), command.Specific());
+  if (command.words.size() > kWordsTold) return fmt::format("{} {} words", line, command.words.size());
+  for (std::size_t i = 1; i < command.words.size(); ++i) line += fmt::format(" {:08X}", command.words[i]);
   return line;
 }
 
@@ -51,6 +46,10 @@ std::uint32_t FakeHost::RxFlags() {
   return flags | 1 | (response.early ? 8U : 0U);
 }
 
+std::size_t FakeHost::WordsIn(const char* property) const {
+  return std::stoul(properties.at(property), nullptr, 16) / 4;
+}
+
 std::size_t FakeHost::ExpectedWords(const SaciCommand& command) const {
   const std::size_t specific = command.Specific();
   switch (command.Id()) {
@@ -59,14 +58,14 @@ std::size_t FakeHost::ExpectedWords(const SaciCommand& command) const {
     case 27:
     case 28:
     case 33: return 2;
-    case 12: return 2 + ccfgSize / 4;
-    case 13: return 2 + ccfgUserRecordSize / 4;
-    case 14: return std::min<std::size_t>((specific + 15) / 4, 3 + mainSectorSize / 4);
+    case 12: return 2 + WordsIn("CcfgSize");
+    case 13: return 2 + WordsIn("CcfgUserRecordSize");
+    case 14: return std::min<std::size_t>((specific + 15) / 4, 3 + WordsIn("SectorSize"));
     case 15: return 3;
     case 16: return 4;
     case 17: return 5;
     case 25: return 514;
-    case 26: return 2 + scfgSize / 4;
+    case 26: return 2 + WordsIn("ScfgSize");
     default: return 1;
   }
 }
