@@ -21,7 +21,7 @@ TEST(FramingTest, WordsFlagsAndTime) {
           send 109 KEY; ns 1000000; set TXCTL 2; TXCTL = 2; set TXDATA 201; TXCTL = 3
           answer 109; answer 201; TXCTL = 2)"},
       {"the TX register is empty once its word is taken, whoever looks first",
-       "send 101; sleep 1; TXCTL = 2"},
+       "send 101; sleep 1; TXCTL = 2; TXDATA = 0; RSTCTL = 0"},
       {"a word that meets the TX register full overflows the waiting command", R"(
           send 109 KEY; ns 1000000; send 209 KEY; answer 109; answer 850209; 301 -> 301)"},
       {"a reset request forgets words, answers and flags", R"(

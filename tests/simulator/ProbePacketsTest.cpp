@@ -82,6 +82,7 @@ TEST_F(ProbePacketsTest, RunsListsOfCommands) {
     7F 03 13 00 99 13 00 > 7F 02 13 00 FF  # what follows a command that is none cannot be found
     7F 02 7F 01 13 00 > 7F 01 FF           # lists in lists are none
     7F 03 13 00 > 7F 01 13 00
+    7F 01 13 00 13 00 > 7F 01 13 00
     7F > 7F 00
   )"),
             "");
