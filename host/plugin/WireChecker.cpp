@@ -6,6 +6,8 @@
 #include <cstring>
 #include <utility>
 
+#include "host/plugin/SaciNames.h"
+
 namespace host {
 
 namespace {
