@@ -34,7 +34,7 @@ const Case s_cases[] = {
      .clientSays = {"Loading section .bulk, size 0x40000", "Transfer rate", "Section .bulk", ": matched.",
                     "Section .session", ": matched.", "0x53455353", "$1 = 0x44", "<unavailable>",
                     "Section .text", ": matched.", "Section .bulk", "MIS-MATCHED!"},
-     .serverSays = {"Loaded and verified"},
+     .serverSays = {"Plan      Chip Erase, then program and verify", "Loaded and verified"},
      .chipLike = "$FIRMWARE/blink-big.elf"},
     {.name = "LoadsAgainAndKeepsNothingOfTheLoadBefore",
      .commands = {"load $FIRMWARE/blink-big.elf", "load $FIRMWARE/blink.elf", "load $FIRMWARE/blink.elf"},

@@ -107,6 +107,21 @@ TEST_F(SpoiledAnswerTest, MayBeCutAnywhere) {
   }
 }
 
+TEST(CmsisDapTest, FindsTheDebugPortWhateverItListensTo) {
+  SimulatedBoard board(Device(), {});
+  const SpoiledLink::Spoiler none;
+  auto link = std::make_unique<SpoiledLink>(board.Target(), none);
+  // To the serial wire, and to sleep.
+  for (const Packet& packet : {Packet{2, 1}, Packet{0x12, 72, 255, 255, 255, 255, 255, 255, 255, 0x9E, 0xE7},
+                               Packet{0x12, 72, 255, 255, 255, 255, 255, 255, 255, 0xBC, 0xE3}}) {
+    link->Send(packet);
+    ASSERT_EQ(link->Receive(std::chrono::seconds(1)).value().at(0), packet[0]);
+  }
+  CmsisDap dap(std::move(link));
+  dap.Connect();
+  EXPECT_EQ(dap.ReadAp({1, 0}), 0x2B7A'10A1U);
+}
+
 // A word that is there early lets a block return with packets in flight. When the last one fails, the next
 // operation says so in the block's name, but for those that begin anew; and the one after goes on.
 TEST(ReadAheadTest, TellsOfAFailureAfterTheBlockHasReturned) {

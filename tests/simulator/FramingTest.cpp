@@ -21,7 +21,7 @@ TEST(FramingTest, WordsFlagsAndTime) {
           send 109 KEY; ns 1000000; set TXCTL 2; TXCTL = 2; set TXDATA 201; TXCTL = 3
           answer 109; answer 201; TXCTL = 2)"},
       {"the TX register is empty once its word is taken, whoever looks first",
-       "send 101; sleep 1; TXCTL = 2"},
+       "send 101; sleep 1; TXCTL = 2; TXDATA = 0; RSTCTL = 0"},
       {"a word that meets the TX register full overflows the waiting command", R"(
           send 109 KEY; ns 1000000; send 209 KEY; answer 109; answer 850209; 301 -> 301)"},
       {"a reset request forgets words, answers and flags", R"(
@@ -57,6 +57,8 @@ TEST(PipelinedTest, WaitsForTheFlash) {
       {"the next command waits, its parameters are kept", R"(
           send 10F KEY 0; raw 16*0; send 4020E KEY 40 12345678; ns 45000000; RXCTL = 4; main 40 = FFFFFFFF
           sleep 5; main 0 = 0; answer 10F; answer 20E; main 40 = 12345678)"},
+      {"it works as long as it programs",
+       "send 10F KEY 0; raw 16*0; ns 20000; RXCTL = 4; answer 10F; RXCTL = 0"},
       {"a reset ends the waiting",
        "send 10F KEY 0; raw 16*0; saci; send 201; ns 25000; RXCTL = 1; answer 201"},
   };

@@ -82,11 +82,17 @@ TEST_F(ProbePacketsTest, RunsListsOfCommands) {
     7F 03 13 00 99 13 00 > 7F 02 13 00 FF  # what follows a command that is none cannot be found
     7F 02 7F 01 13 00 > 7F 01 FF           # lists in lists are none
     7F 03 13 00 > 7F 01 13 00
+    7F 01 13 00 13 00 > 7F 01 13 00
     7F > 7F 00
   )"),
             "");
   EXPECT_EQ(client.Ask("7F 03 06 00 0E 00 02 00 02 00 02").substr(0, 17), "7F 01 06 0E 00 01")
       << "it is full";
+  EXPECT_EQ(client.Ask("7F 04 06 00 0D 00 02 13 00 13 00 13 00").substr(0, 5), "7F 03")
+      << "and here with 2 bytes";
+  ProbeClient large{target, {.packetSize = 2048}};
+  EXPECT_EQ(large.Connect(), "");
+  EXPECT_EQ(large.Ask("06 00 00 01 06").substr(0, 11), "06 00 01 01");
   EXPECT_EQ(client.Ask("7E 01 13 00"), "") << "queued until a packet comes that is not";
   client.transport.Send(FromHex("7E 01 00 FE"));
   EXPECT_EQ(client.Ask("00 FF"), "7E 01 13 00");

@@ -67,6 +67,7 @@ TEST_F(SwdPortTest, TransfersBitByBit) {
     05 00 01 00 08 00 00 00 > 05 01 01
     1D 04 08 B1 85 21 00 00 00 01 01 02 00 > 1D 00 13
     1D 02 08 87 A6 > 1D 00 03 01 E0 FF 31         # an access port: what was in the buffer
+    1D 02 00 00 00 00 00 00 00 00 00 01 00 > 1D 00  # 64 clocks and one
     1D 02 08 85 84 > 1D 00 0F                     # a request with the wrong parity: nobody answers
     05 00 01 02 > 05 00 07
   )"),
@@ -75,6 +76,7 @@ TEST_F(SwdPortTest, TransfersBitByBit) {
 
 TEST_F(SwdPortTest, PortsNeedPowerAndNamesThatExist) {
   EXPECT_EQ(client.Play(R"(
+    05 00 04 08 01 00 00 00 04 00 00 00 00 08 00 00 00 00 06 > 05 04 01 40 00 00 F0  # CTRL is in bank 0
     05 00 02 08 F0 00 00 00 0F > 05 02 01 01 00 FF 1F
     05 00 02 08 F0 00 00 00 0B > 05 02 01 02 00 00 00              # no components to debug
     05 00 02 08 F0 00 00 02 0F > 05 02 01 20 00 FE 1F
