@@ -7,7 +7,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <type_traits>
 #include <utility>
 
 #include "ByteSource.h"
@@ -86,9 +85,15 @@ class HostileHost final : private host::DebugProbe, private host::HostCallObserv
   }
 
   // The probe. A lie is told by the first of these that is asked for anything.
-  void Connect(host::Core core) override { Do(&DebugProbe::Connect, core); }
-  void Disconnect(host::Core core) override { Do(&DebugProbe::Disconnect, core); }
-  void PinReset() override { Do(&DebugProbe::PinReset); }
+  void Connect(host::Core core) override {
+    Do([&] { honest.Connect(core); });
+  }
+  void Disconnect(host::Core core) override {
+    Do([&] { honest.Disconnect(core); });
+  }
+  void PinReset() override {
+    Do([&] { honest.PinReset(); });
+  }
   [[nodiscard]] std::optional<std::uint32_t> FindRegister(std::string_view name) const override {
     std::optional<std::uint32_t> address;
     const bool isLie = Do([&] { address = honest.FindRegister(name); });
@@ -100,24 +105,28 @@ class HostileHost final : private host::DebugProbe, private host::HostCallObserv
     return isLie ? answers.Word() : value;
   }
   void WriteRegister(std::uint32_t address, std::uint32_t value) override {
-    Do(&DebugProbe::WriteRegister, address, value);
+    Do([&] { honest.WriteRegister(address, value); });
   }
-  void PushWords(std::span<const std::uint32_t> words) override { Do(&DebugProbe::PushWords, words); }
+  void PushWords(std::span<const std::uint32_t> words) override {
+    Do([&] { honest.PushWords(words); });
+  }
   // What a lie leaves out stays as the chip had it, or zero: never what happened to lie in the buffer.
   void PopWords(std::span<std::uint32_t> words) override {
     std::ranges::fill(words, 0U);
-    if (!Do(&DebugProbe::PopWords, words)) return;
+    if (!Do([&] { honest.PopWords(words); })) return;
     for (std::uint32_t& word : words.first(std::min(words.size(), kInventedWords))) word = answers.Word();
   }
   void WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes, std::size_t size) override {
-    Do(&DebugProbe::WriteMemory, address, bytes, size);
+    Do([&] { honest.WriteMemory(address, bytes, size); });
   }
   void ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, std::size_t size) override {
     std::ranges::fill(bytes, std::uint8_t{0});
-    if (Do(&DebugProbe::ReadMemory, address, bytes, size))
+    if (Do([&] { honest.ReadMemory(address, bytes, size); }))
       std::ranges::copy(answers.Take(bytes.size()), bytes.begin());
   }
-  void Sleep(std::uint32_t milliseconds) override { Do(&DebugProbe::Sleep, milliseconds); }
+  void Sleep(std::uint32_t milliseconds) override {
+    Do([&] { honest.Sleep(milliseconds); });
+  }
   [[nodiscard]] std::uint64_t ElapsedNs() const override { return honest.ElapsedNs(); }
 
   // Whether the answer is to be a lie.
@@ -127,10 +136,6 @@ class HostileHost final : private host::DebugProbe, private host::HostCallObserv
     if (told != Lie::DoNothing) deed();
     if (told == Lie::FailWhenDone) throw std::runtime_error(InventedText());
     return told != Lie::None;
-  }
-  template <typename... Arguments>
-  bool Do(void (DebugProbe::*deed)(Arguments...), std::type_identity_t<Arguments>... arguments) {
-    return Do([&] { (honest.*deed)(arguments...); });
   }
   // Large numbers reach far into a load with one byte.
   void ReadHonestCalls() {
