@@ -119,8 +119,8 @@ void CollectLeaves(const CLI::App& app, const std::string& before, std::vector<L
   }
 }
 
-// Options that several verbs have, with the same meaning: told once. Those of most verbs are called the
-// common ones.
+// Options that several verbs have, with the same meaning and default: told once. Those of most verbs are
+// called the common ones.
 class SharedOptions {
  public:
   explicit SharedOptions(const std::vector<Leaf>& leaves) : verbs(leaves.size()) {
@@ -145,7 +145,9 @@ class SharedOptions {
 
  private:
   using Key = std::pair<std::string, std::string>;
-  static Key KeyOf(const CLI::Option& option) { return {option.get_name(), option.get_description()}; }
+  static Key KeyOf(const CLI::Option& option) {
+    return {option.get_name(), option.get_description() + option.get_default_str()};
+  }
 
   std::size_t verbs;
   std::map<Key, std::size_t> count;
