@@ -40,16 +40,18 @@ PlannedMain MainOf(const LoadPlan& plan, const ChipFacts& facts) {
 }
 
 void LeaveOut(PlannedMain& main, const ChipFacts& facts, const PropertyStore& settings) {
+  const bool leavesListed = settings.IsOn("FlashPageToggle");
+  const bool leavesFilled = settings.IsOn("FlashPagesFilledWith");
   const std::size_t sectors = main.isTouched.size();
   const std::vector<bool> listed = ReadSectorList(settings.Get("FlashPages"), sectors).isListed;
   const std::uint8_t fill = ReadFillByte(settings.Get("FlashPagesFilledWithValue")).value;
-  for (std::size_t sector = 0; sector < sectors; ++sector) {
-    const bool isFilled = std::ranges::all_of(Sector(main.bytes, facts, sector),
-                                              [&](std::uint8_t byte) { return byte == fill; });
-    if ((settings.IsOn("FlashPageToggle") && listed[sector]) ||
-        (settings.IsOn("FlashPagesFilledWith") && isFilled))
+  const auto isFilled = [&](std::size_t sector) {
+    return std::ranges::all_of(Sector(main.bytes, facts, sector),
+                               [&](std::uint8_t byte) { return byte == fill; });
+  };
+  for (std::size_t sector = 0; sector < sectors; ++sector)
+    if ((leavesListed && listed[sector]) || (leavesFilled && isFilled(sector)))
       main.isTouched[sector] = false;
-  }
 }
 
 Bytes LoadedCcfg(Bytes ccfg, const ChipFacts& facts, const PropertyStore& settings) {
@@ -99,8 +101,8 @@ void LoadBlock(ChipState& chip, const ImageBlock& block, const ChipFacts& facts,
 }
 
 std::string DifferenceOf(const char* name, const Bytes& is, const Bytes& expected) {
+  if (is == expected) return "";  // looked at a thousand times for once that it differs
   const auto [at, wanted] = std::mismatch(is.begin(), is.end(), expected.begin(), expected.end());
-  if (at == is.end()) return "";
   std::size_t wrong = 0;
   for (std::size_t i = 0; i < is.size(); ++i) wrong += is[i] != expected[i] ? 1U : 0U;
   return fmt::format("{} holds 0x{:02x} at 0x{:x} instead of 0x{:02x}{}; ", name, *at, at - is.begin(),
