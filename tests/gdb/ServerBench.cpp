@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <thread>
 
 namespace {
@@ -118,7 +118,7 @@ void ServerBench::Write(const std::string& name, const std::string& bytes) const
 
 std::string ServerBench::Read(const std::string& name) const {
   std::ifstream file(folder / name, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  return (std::ostringstream() << file.rdbuf()).str();
 }
 
 void ServerBench::ExpectChipLike(const std::string& images) {
