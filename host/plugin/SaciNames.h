@@ -34,6 +34,11 @@ inline constexpr std::uint8_t kReadHsmInformation = 34;
 inline constexpr std::uint8_t kReadHsmStatus = 35;
 
 inline constexpr std::uint8_t kCrcDiffers = 0x87;
+
+// Bits of a command's argument, by their place in its header, of which the argument is the upper half.
+inline constexpr unsigned kBit16 = 1U << 0;
+inline constexpr unsigned kBit17 = 1U << 1;
+inline constexpr unsigned kBit31 = 1U << 15;
 }  // namespace saci
 
 // "program the CCFG"; "command 99" for an id that is none.

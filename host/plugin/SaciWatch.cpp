@@ -13,11 +13,6 @@ namespace {
 constexpr std::uint64_t kCommandStart = 2;  // SECAP_TXCTL: TX_CMD_START
 constexpr std::uint32_t kMostResponseWords = 32;
 
-// Bits of the argument, that is, of the header's upper half.
-constexpr unsigned kBit16 = 1U << 0;
-constexpr unsigned kBit17 = 1U << 1;
-constexpr unsigned kBit31 = 1U << 15;
-
 // A load of 1 MiB in the smallest blocks makes about a thousand exchanges.
 constexpr std::size_t kMostKept = 100'000;
 constexpr std::size_t kMostBytesCompared = 1U << 20;
@@ -40,7 +35,7 @@ std::size_t OwnWords(std::uint8_t command) {
 }  // namespace
 
 bool SaciExchange::HasFailed() const {
-  const bool wantsNoAnswer = command == saci::kResetDevice && (argument & kBit16) == 0;
+  const bool wantsNoAnswer = command == saci::kResetDevice && (argument & saci::kBit16) == 0;
   if (wantsNoAnswer && !result) return isAnswerWrong;
   return Result() != 0;
 }
@@ -60,11 +55,11 @@ AddressRange SaciExchange::MainRange() const {
 }
 
 bool SaciExchange::Compares() const {
-  if ((argument & kBit31) != 0) return false;
+  if ((argument & saci::kBit31) != 0) return false;
   switch (command) {
     case saci::kVerifyMain: return true;
-    case saci::kVerifyCcfg: return (argument & kBit16) != 0 || (argument & kBit17) == 0;
-    case saci::kVerifyScfg: return (argument & kBit16) != 0;
+    case saci::kVerifyCcfg: return (argument & saci::kBit16) != 0 || (argument & saci::kBit17) == 0;
+    case saci::kVerifyScfg: return (argument & saci::kBit16) != 0;
     default: return false;
   }
 }

@@ -13,11 +13,6 @@ namespace {
 
 constexpr std::size_t kMostWordsShown = 8;  // a trace has no more of an answer
 
-// Bits of the argument, that is, of the header's upper half.
-constexpr unsigned kBit16 = 1U << 0;
-constexpr unsigned kBit17 = 1U << 1;
-constexpr unsigned kBit31 = 1U << 15;
-
 bool Has(const SaciExchange& exchange, unsigned bit) {
   return (exchange.argument & bit) != 0;
 }
@@ -39,13 +34,13 @@ std::string MainText(AddressRange range, std::uint32_t sectorSize) {
 std::string CcfgComparison(const SaciExchange& exchange) {
   const auto& crc = exchange.parameters;
   std::string text = fmt::format("CRC-32 boot 0x{:08x}, whole 0x{:08x}", crc[0], crc[1]);
-  if (!Has(exchange, kBit17)) text += fmt::format(", user record 0x{:08x}", crc[2]);
+  if (!Has(exchange, saci::kBit17)) text += fmt::format(", user record 0x{:08x}", crc[2]);
   return text + fmt::format(", debug 0x{:08x}", crc[3]);
 }
 
 // What a verification looks for.
 std::string ComparisonText(const SaciExchange& exchange, Detail detail) {
-  if (Has(exchange, kBit31)) return "blank check";
+  if (Has(exchange, saci::kBit31)) return "blank check";
   if (!exchange.Compares()) return "comparing nothing";
   if (detail == Detail::Brief && !exchange.HasFailed()) return "";
   if (exchange.command == saci::kVerifyCcfg) return CcfgComparison(exchange);
@@ -56,8 +51,9 @@ std::string ArgumentText(const SaciExchange& exchange, std::uint32_t sectorSize)
   switch (exchange.command) {
     case saci::kSubmitPassword: return fmt::format("{} words", exchange.argument);
     case saci::kErase:
-    case saci::kEraseKeepingConfiguration: return Has(exchange, kBit16) ? "keeping the marked sectors" : "";
-    case saci::kProgramCcfg: return Has(exchange, kBit16) ? "all but the user record" : "";
+    case saci::kEraseKeepingConfiguration:
+      return Has(exchange, saci::kBit16) ? "keeping the marked sectors" : "";
+    case saci::kProgramCcfg: return Has(exchange, saci::kBit16) ? "all but the user record" : "";
     case saci::kProgramOtp:
     case saci::kProgramScfg: return Bytes(exchange.argument);
     case saci::kProgramSector:

@@ -9,7 +9,6 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <regex>
@@ -25,10 +24,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// At once: byte by byte, a chip file takes long without optimization.
 std::string ReadText(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
-  return (std::ostringstream() << file.rdbuf())
-      .str();  // at once: byte by byte takes seconds without optimization
+  return (std::ostringstream() << file.rdbuf()).str();
 }
 
 std::vector<fs::path> Transcripts() {
