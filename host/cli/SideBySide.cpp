@@ -78,12 +78,15 @@ std::jthread Start(BoardLoad& load, std::size_t number, ProgressLines* lines) {
   });
 }
 
-// Returns when all have ended.
-void Work(const std::vector<std::unique_ptr<Board>>& boards, ProgressLines* lines) {
+std::vector<Session*> Sessions(const std::vector<std::unique_ptr<Board>>& boards) {
   std::vector<Session*> sessions;
   sessions.reserve(boards.size());
   for (const auto& board : boards) sessions.push_back(&board->load->Session());
-  const Interruptible interruptible(std::move(sessions));
+  return sessions;
+}
+
+// Returns when all have ended.
+void Work(const std::vector<std::unique_ptr<Board>>& boards, ProgressLines* lines) {
   std::vector<std::jthread> threads;
   threads.reserve(boards.size());
   for (const auto& board : boards) threads.push_back(Start(*board->load, threads.size(), lines));
@@ -128,8 +131,10 @@ int LoadSideBySide(const LoadOptions& load, const std::vector<TargetOptions>& ta
       throw;
     }
   }
-  Announce(boards, output);
   {
+    // From the announcement on: whoever has read it may end what it says.
+    const Interruptible interruptible(Sessions(boards));
+    Announce(boards, output);
     const std::unique_ptr<ProgressLines> lines =
         load.noProgress || output.IsJson() ? nullptr : ProgressLines::For(stderr, names);
     Work(boards, lines.get());
