@@ -2,6 +2,7 @@
 # them: link these PRIVATE.
 #   tovik_warnings  our warnings, for the tests' own code
 #   tovik_options   warnings, hardening and what the sanitizers and the coverage need, for everything else
+#   tovik_seldom    beside these, for code that is sooner run than optimized: not where the sanitizers are
 # Warnings are errors where CMAKE_COMPILE_WARNING_AS_ERROR says so, as the presets do.
 
 set(TOVIK_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
@@ -28,6 +29,12 @@ if(TOVIK_UNITY AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   target_compile_options(tovik_warnings INTERFACE -Wno-subobject-linkage)
 endif()
 
+if(PROJECT_IS_TOP_LEVEL AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  # A tenth of the time goes to collecting garbage where there is memory enough.
+  target_compile_options(tovik_warnings INTERFACE --param=ggc-min-heapsize=1000000)
+endif()
+
+add_library(tovik_seldom INTERFACE)
 add_library(tovik_options INTERFACE)
 target_link_libraries(tovik_options INTERFACE tovik_warnings)
 target_compile_options(tovik_options INTERFACE -fstack-protector-strong)
@@ -37,6 +44,11 @@ if(TOVIK_SANITIZE)
   target_compile_options(tovik_options INTERFACE
     -fsanitize=${TOVIK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(tovik_options INTERFACE -fsanitize=${TOVIK_SANITIZE})
+  target_compile_options(tovik_seldom INTERFACE -O0)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    # At every access, a quarter of the time of a compilation. The fuzzers, which clang builds, have them.
+    target_compile_options(tovik_options INTERFACE -fno-sanitize=null,alignment,vptr)
+  endif()
 else()
   # Needs the optimizer, would hide what the sanitizers look for, and is the distribution's to choose where it
   # has chosen. Asked anew each time: the flags may have changed.
