@@ -48,6 +48,7 @@ WITNESSES = {
     "host/cli": ["host/tovik_program_tests"],
     "host/cli/GdbserverVerb.cpp": ["gdb/tovik_gdb_tests"],
     "host/cli/ServeVerb.cpp": ["host/tovik_program_tests", "gdb/tovik_gdb_tests NetworkProbe*"],
+    "host/check": ["check/tovik_check_tests", "host/tovik_program_tests"],
     "host/gdb": ["gdb/tovik_gdb_tests"],
     "host/net": ["gdb/tovik_gdb_tests"],
 }
