@@ -34,11 +34,13 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 WORK = ROOT / "build" / "mutate"
 
 # Who is asked about a fault in which folder, of which the longest that fits counts: test programs of the build,
-# the quickest first, some of them for a part of their tests, without those that take long or are done for each device.
+# the quickest first, some of them for a part of their tests, otherwise without those that take long or are done for
+# each device.
 WITNESSES = {
     "source": ["plugin/tovik_plugin_tests", "load/tovik_load_tests"],
     "include": ["plugin/tovik_plugin_tests"],
-    "simulator": ["simulator/tovik_simulator_tests", "load/tovik_load_tests"],
+    "simulator": ["simulator/tovik_simulator_tests", "load/tovik_load_tests", "host/tovik_program_tests",
+                  "load/tovik_load_tests *Sweep*serin_s20:*PowerCut*serin_s20"],
     "host": ["host/tovik_image_tests", "host/tovik_host_tests", "host/tovik_program_tests"],
     "host/load": ["host/tovik_host_tests", "load/tovik_load_tests", "host/tovik_program_tests"],
     "host/plugin": ["host/tovik_host_tests", "load/tovik_load_tests", "host/tovik_program_tests"],
@@ -234,7 +236,7 @@ class Worker:
         limit = self.limits[program]
         name, _, chosen = program.partition(" ")
         command = ["prlimit", f"--cpu={limit}", self.build / "tests" / name,
-                   f"--gtest_filter={chosen or '*'}-{SLOW_TESTS}", f"--gtest_fail_fast={int(stops)}"]
+                   f"--gtest_filter={chosen or '*-' + SLOW_TESTS}", f"--gtest_fail_fast={int(stops)}"]
         with tempfile.TemporaryFile() as output:
             asked = subprocess.Popen(command, stdout=output, stderr=subprocess.DEVNULL, env=self.environment,
                                      start_new_session=True)
@@ -299,10 +301,15 @@ def main():
     parser.add_argument("--sample", type=int, default=0, metavar="N",
                         help="try only N mutants of each place, drawn at random")
     parser.add_argument("--seed", type=int, default=1, help="of the draw")
+    parser.add_argument("--again", action="store_true", help="of these, those that the last run left unnoticed")
     parser.add_argument("--list", action="store_true", help="print the mutants and stop")
     arguments = parser.parse_args()
 
     mutants = drawn_mutants(arguments)
+    if arguments.again:
+        last = json.loads((WORK / "matrix.json").read_text())["mutants"]
+        unnoticed = {row["mutant"] for row in last if row["compiles"] and not row["noticedBy"]}
+        mutants = [mutant for mutant in mutants if str(mutant) in unnoticed]
     programs = list(dict.fromkeys(program for mutant in mutants for program in witnesses_of(mutant.file)))
     if arguments.list or not mutants:
         print(*mutants, sep="\n")
