@@ -143,9 +143,9 @@ std::uint32_t FlashUtil::ConvertByteArrayToWord(const std::uint8_t* bytes, bool 
 }
 
 std::vector<std::uint8_t> FlashUtil::ConvertWordToByteVector(std::uint32_t word, bool littleEndian) {
-  std::vector<std::uint8_t> bytes;
-  for (unsigned i = 0; i < 4; ++i) bytes.push_back(static_cast<std::uint8_t>(word >> (8 * i)));
-  if (!littleEndian) ReverseByteVector(bytes);
+  std::vector<std::uint8_t> bytes(4);
+  for (unsigned i = 0; i < 4; ++i)
+    bytes[littleEndian ? i : 3 - i] = static_cast<std::uint8_t>(word >> (8 * i));
   return bytes;
 }
 
