@@ -191,27 +191,31 @@ class Worker:
         path, programs = self.tree / mutant.file, witnesses_of(mutant.file)
         original, date = path.read_text(), path.stat().st_mtime_ns
         path.write_text(original[:mutant.start] + mutant.new + original[mutant.end:])
-        compiled, linked = set(), set()
-        # A header of the product that many tests include is to them what it was: they take long to compile.
+        compiled, linked = set(), {}
         changed = self.objects_with[str(path)]
         tests = {output for output in changed if output.startswith("tests/")}
-        changed = changed - tests if len(tests) > 5 else changed
+        # Many tests take long to compile: they are, where they have not noticed as they were.
+        rounds = [changed - tests, changed] if len(tests) > 5 else [changed]
         try:
-            for program in programs:
+            for changed, program in itertools.product(rounds, programs):
+                isAsked = False
                 for file, command, objects in self.parts[program]:
                     affected = objects & changed
-                    if not affected or file in linked:
+                    if linked.get(file, set()) == affected:
+                        isAsked |= bool(affected) and changed is rounds[0]
                         continue
                     if not all(self.compile(output) for output in affected - compiled):
                         return None
                     compiled |= affected
-                    os.rename(self.build / file, self.build / f"{file}.unchanged")
-                    linked.add(file)
+                    if file not in linked:
+                        os.rename(self.build / file, self.build / f"{file}.unchanged")
+                    linked[file] = affected
                     if not self.link(file, command, affected):
                         return None
-                if noticed := self.run_tests(program, stops=program not in ASKED_WHOLE)[1]:
-                    break
-            return sorted(noticed)
+                    isAsked = True
+                if isAsked and (noticed := self.run_tests(program, stops=program not in ASKED_WHOLE)[1]):
+                    return sorted(noticed)
+            return []
         finally:
             path.write_text(original)
             os.utime(path, ns=(date, date))
