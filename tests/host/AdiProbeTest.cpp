@@ -40,13 +40,16 @@ TEST_F(SpoiledAnswerTest, IsToldAsWhatItIs) {
   constexpr std::uint8_t kInfo = 0, kConnect = 2, kTransfer = 5, kBlock = 6, kClock = 0x11, kSequence = 0x12;
   const struct {
     std::uint8_t command;
-    unsigned nth;                                             // of its answers
+    unsigned nth;                                             // of its answers; 0: each that has these bytes
     std::vector<std::pair<std::size_t, std::uint8_t>> bytes;  // to set
     Kind kind;
     const char* text;
+    std::uint8_t status = 0;  // bits of CTRL/STAT, which the next answer tells
   } cases[] = {
       {kInfo, 4, {{2, 0}, {3, 0}}, Kind::BadAnswer, "its packets have 0 bytes"},
       {kInfo, 4, {{2, 255}, {3, 255}}, Kind::BadAnswer, "its packets have 65535 bytes"},
+      {kInfo, 4, {{2, 63}, {3, 0}}, Kind::BadAnswer, "its packets have 63 bytes"},
+      {kInfo, 4, {{2, 1}, {3, 128}}, Kind::BadAnswer, "its packets have 32769 bytes"},
       {kInfo, 6, {{2, 0}}, Kind::NoProbe, "has no serial wire"},
       {kConnect, 1, {{1, 0}}, Kind::NoProbe, "cannot switch to its serial wire"},
       {kConnect, 1, {{0, 0xFF}}, Kind::BadAnswer, "does not know CMSIS-DAP's command 0x02"},
@@ -55,6 +58,14 @@ TEST_F(SpoiledAnswerTest, IsToldAsWhatItIs) {
       {kTransfer, 8, {{1, 0}, {2, 7}}, Kind::NoTarget, "does not answer at register 0x08 of access port 1"},
       {kTransfer, 8, {{1, 0}, {2, 2}}, Kind::Wait, "(WAIT)"},
       {kTransfer, 8, {{1, 0}, {2, 4}}, Kind::Fault, "(FAULT, no sticky bit)"},
+      {kTransfer,
+       8,
+       {{1, 0}, {2, 4}},
+       Kind::Fault,
+       "(FAULT, STICKYORUN STICKYCMP STICKYERR WDATAERR): reset the chip",
+       0xB2},
+      {kTransfer, 0, {{6, 0}}, Kind::NoTarget, "does not power up its debug port: turn the chip off"},
+      {kTransfer, 0, {{6, 0x80}}, Kind::NoTarget, "does not power up its debug port"},
       {kTransfer, 8, {{1, 1}}, Kind::BadAnswer, "made 1 transfers of 2"},
       {kTransfer, 8, {{1, 9}}, Kind::BadAnswer, "answered for 9 transfers where 2 were asked"},
       {kBlock, 1, {{1, 7}}, Kind::BadAnswer, "made 7 transfers of 8"},
@@ -65,8 +76,10 @@ TEST_F(SpoiledAnswerTest, IsToldAsWhatItIs) {
     SCOPED_TRACE(c.text);
     unsigned seen = 0;
     spoiler = [&](Packet& answer) {
-      if (answer[0] != c.command || ++seen != c.nth) return true;
-      for (const auto& [at, value] : c.bytes) answer.at(at) = value;
+      if (answer[0] != c.command) return true;
+      if (++seen == c.nth + 1 && c.status != 0) answer.at(3) = c.status;
+      for (const auto& [at, value] : c.bytes)
+        if (seen == c.nth || (c.nth == 0 && answer.size() > at)) answer[at] = value;
       return true;
     };
     probe.reset();
