@@ -2,6 +2,7 @@
 
 #include <fmt/chrono.h>
 
+#include <cstdint>
 #include <ctime>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -117,11 +118,12 @@ void BoardLoad::Load(const LoadEventSink& progress) {
   const std::optional<ChipPicture> before =
       session->View() != nullptr ? std::optional(session->View()->Picture()) : std::nullopt;
   if (before) report.before = DescribeContents(session->device, *before);
+  const std::uint64_t roundTripsBefore = session->probe->RoundTrips();
   LoadSession(session->Target()).Run(plan, record, [&](const LoadEvent& event) {
     if (progress) progress(event);
     if (const auto* message = std::get_if<LoadMessage>(&event)) output.Show(*message);
   });
-  record.roundTrips = session->probe->RoundTrips();
+  record.roundTrips = session->probe->RoundTrips() - roundTripsBefore;
   if (!session->IsCancelled())
     FaultFinder(session->Target())
         .Explain(plan, record, load.findsAll ? FaultSearch::All : FaultSearch::First);
