@@ -77,8 +77,9 @@ const Case s_cases[] = {
     {.name = "TellsOfAFaultAndLoadsAgain",
      .arguments = "--device serin-s20 --fault saci:16:nth=1:result=0x87",
      .commands = {"file $FIRMWARE/blink.elf", "load", "monitor report", "load", "compare-sections .text"},
-     .clientSays = {"Error finishing flash operation", "Error when verifying flash - ",
-                    "At        verify MAIN", "Remedy", "Transfer rate", ": matched."},
+     .clientSays = {"Error finishing flash operation", "the sector that differs was not found",
+                    "Error when verifying flash - ", "At        verify MAIN", "Remedy", "Transfer rate",
+                    ": matched."},
      .serverSays = {"Error when verifying flash - ", "Remedy", "Loaded and verified"},
      .chipLike = "$FIRMWARE/blink.elf"},
     {.name = "RefusesALoadAfterDetach",
@@ -113,12 +114,49 @@ const Case s_cases[] = {
                   "monitor reset",
                   "monitor erase",
                   "monitor blank-check",
-                  "monitor verif"},
-     .clientSays = {"monitor report", "nothing has been loaded yet", "nothing has been loaded yet that",
-                    "Device flash is blank", "Transfer rate", "the chip holds what was loaded",
-                    "the chip is not blank", "Serin S20", "has no setting \"Nonsense\"",
-                    "DebugPassword=(set)", "!secret", "Transfer rate", "Already on the chip", "was reset",
-                    "are erased", "Device flash is blank", "do you mean \"verify\""},
+                  "monitor verify",
+                  "monitor verif",
+                  "monitor xyzzy",
+                  "monitor if-different maybe",
+                  "monitor erase now",
+                  "monitor  set "},
+     .clientSays =
+         {"monitor help                    this list\n"
+          "monitor report                  what the last load did, and why it failed\n"
+          "monitor info                    what the chip is and what it holds; resets it\n"
+          "monitor erase                   erase the chip\n"
+          "monitor blank-check             whether MAIN flash and CCFG are blank\n"
+          "monitor settings                the flash settings\n"
+          "monitor set NAME=VALUE          change a flash setting, for the loads to come\n"
+          "monitor reset                   reset the chip by its pin\n"
+          "monitor unlock                  open the chip for debugging, with the password that is set\n"
+          "monitor verify                  compare the chip with what was loaded last\n"
+          "monitor if-different on|off     load nothing that is on the chip already\n"
+          "nothing has been loaded yet\nnothing has been loaded yet that the chip could be compared with",
+          "Device flash is blank",
+          "Transfer rate",
+          "the chip holds what was loaded\n",
+          "the chip is not blank",
+          "Device                serin-s20 (Serin S20: ",
+          "Life cycle            5, production development\n",
+          "DeviceInfoRAMSize     36 KB\n",
+          "OTP                   blank\n",
+          "has no setting \"Nonsense\"",
+          "FlashEraseSetting=Chip Erase\nFlashVerboseMode=0\n",
+          "DebugPassword=(set)\nDebugPasswordHex=\n",
+          "!secret",
+          "Transfer rate",
+          "Already on the chip",
+          "the chip was reset by its pin\n",
+          "MAIN, CCFG and SCFG are erased\n",
+          "Device flash is blank",
+          "does not match expected CRC32; at 0x00003000..0x000037ff; Load the images, or verify those that "
+          "were loaded. (more: monitor report)\n",
+          "there is no monitor command \"verif\"; do you mean \"verify\"?\n",
+          "there is no monitor command \"xyzzy\": monitor help lists them\n",
+          "if-different is on or off\n",
+          "monitor erase takes no argument\n",
+          "monitor set NAME=VALUE: the argument is missing\n"},
      .serverSays = {"Already on the chip: nothing was erased, nothing was programmed"}},
     {.name = "SpeaksThroughALongErase",
      .arguments = "--device serin-s20 --real-time --fault saci:9:late=2600",

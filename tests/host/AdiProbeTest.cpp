@@ -29,6 +29,7 @@ struct SpoiledAnswerTest : testing::Test {
     probe->Connect(Core::DebugPort);
     (void)probe->ReadRegister(probe->FindRegister("CFGAP_DEVICESTATUS").value());
     probe->PushWords(std::vector<std::uint32_t>(8));
+    probe->PinReset();
   }
 
   SimulatedBoard board{Device(), {}};
@@ -37,7 +38,8 @@ struct SpoiledAnswerTest : testing::Test {
 };
 
 TEST_F(SpoiledAnswerTest, IsToldAsWhatItIs) {
-  constexpr std::uint8_t kInfo = 0, kConnect = 2, kTransfer = 5, kBlock = 6, kClock = 0x11, kSequence = 0x12;
+  constexpr std::uint8_t kInfo = 0, kConnect = 2, kTransfer = 5, kBlock = 6, kPins = 0x10, kClock = 0x11,
+                         kSequence = 0x12;
   const struct {
     std::uint8_t command;
     unsigned nth;                                             // of its answers; 0: each that has these bytes
@@ -46,17 +48,37 @@ TEST_F(SpoiledAnswerTest, IsToldAsWhatItIs) {
     const char* text;
     std::uint8_t status = 0;  // bits of CTRL/STAT, which the next answer tells
   } cases[] = {
-      {kInfo, 4, {{2, 0}, {3, 0}}, Kind::BadAnswer, "its packets have 0 bytes"},
+      {kInfo, 4, {{2, 0}, {3, 0}}, Kind::BadAnswer, "its packets have 0 bytes: update the probe's firmware"},
       {kInfo, 4, {{2, 255}, {3, 255}}, Kind::BadAnswer, "its packets have 65535 bytes"},
       {kInfo, 4, {{2, 63}, {3, 0}}, Kind::BadAnswer, "its packets have 63 bytes"},
       {kInfo, 4, {{2, 1}, {3, 128}}, Kind::BadAnswer, "its packets have 32769 bytes"},
-      {kInfo, 6, {{2, 0}}, Kind::NoProbe, "has no serial wire"},
-      {kConnect, 1, {{1, 0}}, Kind::NoProbe, "cannot switch to its serial wire"},
-      {kConnect, 1, {{0, 0xFF}}, Kind::BadAnswer, "does not know CMSIS-DAP's command 0x02"},
-      {kClock, 1, {{1, 0xFF}}, Kind::BadAnswer, "refuses CMSIS-DAP's command 0x11"},
-      {kSequence, 1, {{0, 0x13}}, Kind::BadAnswer, "answered 0x12 with 0x13"},
-      {kTransfer, 8, {{1, 0}, {2, 7}}, Kind::NoTarget, "does not answer at register 0x08 of access port 1"},
-      {kTransfer, 8, {{1, 0}, {2, 2}}, Kind::Wait, "(WAIT)"},
+      {kInfo, 6, {{2, 0}}, Kind::NoProbe, "has no serial wire: take one that has"},
+      {kConnect, 1, {{1, 0}}, Kind::NoProbe, "cannot switch to its serial wire: take another one"},
+      {kConnect,
+       1,
+       {{0, 0xFF}},
+       Kind::BadAnswer,
+       "does not know CMSIS-DAP's command 0x02: update the probe's firmware"},
+      {kClock,
+       1,
+       {{1, 0xFF}},
+       Kind::BadAnswer,
+       "refuses CMSIS-DAP's command 0x11: update the probe's firmware"},
+      {kSequence,
+       1,
+       {{0, 0x13}},
+       Kind::BadAnswer,
+       "answered 0x12 with 0x13: unplug the probe and plug it in again"},
+      {kTransfer,
+       8,
+       {{1, 0}, {2, 7}},
+       Kind::NoTarget,
+       "does not answer at register 0x08 of access port 1: see to its power and to the wires"},
+      {kTransfer,
+       8,
+       {{1, 0}, {2, 2}},
+       Kind::Wait,
+       "the chip is busy with register 0x08 of access port 1 for too long (WAIT): reset the chip"},
       {kTransfer, 8, {{1, 0}, {2, 4}}, Kind::Fault, "(FAULT, no sticky bit)"},
       {kTransfer,
        8,
@@ -64,10 +86,28 @@ TEST_F(SpoiledAnswerTest, IsToldAsWhatItIs) {
        Kind::Fault,
        "(FAULT, STICKYORUN STICKYCMP STICKYERR WDATAERR): reset the chip",
        0xB2},
-      {kTransfer, 0, {{6, 0}}, Kind::NoTarget, "does not power up its debug port: turn the chip off"},
+      {kTransfer,
+       0,
+       {{1, 0}, {2, 7}},
+       Kind::NoTarget,
+       "the chip does not answer the debug probe: see to its power and to the wires"},
+      {kPins, 2, {{1, 0}}, Kind::NoTarget, "the chip's reset pin stays low: see what else holds it"},
+      {kTransfer,
+       0,
+       {{6, 0}},
+       Kind::NoTarget,
+       "does not power up its debug port: turn the chip off and on again"},
       {kTransfer, 0, {{6, 0x80}}, Kind::NoTarget, "does not power up its debug port"},
-      {kTransfer, 8, {{1, 1}}, Kind::BadAnswer, "made 1 transfers of 2"},
-      {kTransfer, 8, {{1, 9}}, Kind::BadAnswer, "answered for 9 transfers where 2 were asked"},
+      {kTransfer,
+       8,
+       {{1, 1}},
+       Kind::BadAnswer,
+       "made 1 transfers of 2 and tells no reason: update the probe's firmware"},
+      {kTransfer,
+       8,
+       {{1, 9}},
+       Kind::BadAnswer,
+       "answered for 9 transfers where 2 were asked of it: unplug the probe and plug it in again"},
       {kBlock, 1, {{1, 7}}, Kind::BadAnswer, "made 7 transfers of 8"},
       // The last write is the one that failed.
       {kBlock, 1, {{3, 4}}, Kind::Fault, "register 0x00 of access port 2 (FAULT,"},
@@ -230,6 +270,42 @@ TEST(ReadAheadTest, HandsOutAFetchedWordOnceUnlessItIsDropped) {
     drop();
     EXPECT_EQ(pop(), access.reads);
   }
+}
+
+// Across the borders of packets and of the pages in which an address counts up, in every width.
+TEST(MemoryPortTest, MovesWholeElementsWithinTheAddressesThereAre) {
+  SimulatedBoard board(Device(), {});
+  const SpoiledLink::Spoiler none;
+  AdiProbe probe(std::make_unique<CmsisDap>(std::make_unique<SpoiledLink>(board.Target(), none)),
+                 Device().ports);
+  probe.Connect(Core::Cortex);
+  std::vector<std::uint8_t> bytes(2100), read(bytes.size());
+  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(i * 7 + i / 251);
+  for (const std::size_t width : {1U, 2U, 4U}) {
+    const auto at = static_cast<std::uint32_t>(0x2000'0400 - width);
+    std::ranges::rotate(bytes, bytes.begin() + 1);
+    probe.WriteMemory(at, bytes, width);
+    for (const std::size_t other : {1U, 2U, 4U}) {
+      if (at % other != 0) continue;
+      probe.ReadMemory(at, read, other);
+      EXPECT_EQ(read, bytes) << width << " and " << other;
+    }
+  }
+  const struct {
+    std::uint32_t at;
+    std::size_t length, width;
+    const char* error;
+  } cases[] = {
+      {0x2000'0000, 4, 8, "access width of 8 bytes is not offered"},
+      {0x2000'0001, 2, 2, "2 bytes at 0x20000001 are no whole elements of 2 bytes"},
+      {0x2000'0000, 6, 4, "6 bytes at 0x20000000 are no whole elements of 4 bytes"},
+      {0xFFFF'FFFC, 8, 4, "8 bytes at 0xfffffffc leave the 32-bit addresses"},
+      {0xFFFF'FFFF, 1, 1,
+       "0xffffffff..0xffffffff cannot be read: the chip refuses register 0x0c of access port 0 (FAULT, "
+       "STICKYERR): reset the chip"},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(ErrorOf([&] { probe.ReadMemory(c.at, std::span(read).first(c.length), c.width); }), c.error);
 }
 
 TEST(TcpAddressTest, IsAHostAndMaybeAPort) {

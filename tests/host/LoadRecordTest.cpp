@@ -7,6 +7,7 @@
 
 #include "WireScript.h"
 #include "host/load/LoadOutcome.h"
+#include "host/report/Html.h"
 #include "host/report/LoadText.h"
 #include "host/report/ProgressBar.h"
 
@@ -128,6 +129,27 @@ TEST(LoadTextTest, TellsHowALoadWasInterrupted) {
       "interrupted while programming 0x00008000..0x0000ffff; the chip holds a part of the image: load again");
   record.failure->phase = Phase::Reset;
   EXPECT_EQ(InterruptText(record), "interrupted in phase \"reset\"; nothing on the chip was changed");
+}
+
+// What no reader of a page would see, or see as something else, and what is no UTF-8.
+TEST(HtmlTest, ShowsWhatCanBeSeenAndReplacesTheRest) {
+  const std::string seen =
+      "\t\n "
+      "~\u00A0\u061B\u061D\u07FF\u0800\u200D\u2010\u2027\u202F\u2065\u206A\uD7FF\uE000\uFDCF\uFDF0\uFEFE"
+      "\uFF00"
+      "\uFFFD\U00010000\U0001FFFD\U0010FFFD";
+  EXPECT_EQ(html::Escaped(seen), seen);
+  EXPECT_EQ(html::Escaped("a<b>&\"'"), "a&lt;b&gt;&amp;&quot;&#39;");
+  using namespace std::string_view_literals;
+  for (const std::string_view hidden :
+       {"\0"sv,     "\x08"sv,       "\x0B"sv,       "\x1F"sv,   "\x7F"sv,   "\u0080"sv,
+        "\u009F"sv, "\u061C"sv,     "\u200E"sv,     "\u200F"sv, "\u2028"sv, "\u202E"sv,
+        "\u2066"sv, "\u2069"sv,     "\uFEFF"sv,     "\uFDD0"sv, "\uFDEF"sv, "\uFFFE"sv,
+        "\uFFFF"sv, "\U0001FFFE"sv, "\U0010FFFF"sv, "\xFF"sv,   "\xC2"sv,   "\x80"sv})
+    EXPECT_EQ(html::Escaped(hidden), "\uFFFD") << hidden;
+  for (const std::string_view broken : {"\xC1\xBF"sv, "\xE0\x9F\xBF"sv, "\xED\xA0\x80"sv, "\xED\xBF\xBF"sv,
+                                        "\xF0\x8F\xBF\xBF"sv, "\xF4\x90\x80\x80"sv, "\xF8\x88\x80\x80\x80"sv})
+    EXPECT_EQ(html::Escaped(broken).size(), 3 * broken.size()) << "a mark for each byte";
 }
 
 TEST(ProgressBarTest, SuitsEveryWidth) {
