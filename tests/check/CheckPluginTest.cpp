@@ -53,63 +53,44 @@ TEST(CheckPlugin, FindsTheOneThingThatIsWrong) {
   } cases[] = {
       {"slot", "contract", "the slot of ExecuteRuneFunction leads nowhere"},
       {"version", "contract",
-       "serin-s20: the first message is \"Flash loader: Serin_Corvel_FLASH_LIBRARY_VERSION 3.2.0.187\" "
-       "instead of "
-       "\"Flash loader: NAME 4....\""},
+       R"(serin-s20: the first message is "Flash loader: Serin_Corvel_FLASH_LIBRARY_VERSION 3.2.0.187" instead of "Flash loader: NAME 4....")"},
       {"result", "contract",
        "serin-s20, a host without properties: Initialize writes its results when it fails"},
       {"throw", "contract",
-       "serin-s20: PerformOperation throws \"Unsupported Operation Code: 'nothing of the kind'\" at the "
-       "host"},
+       R"(serin-s20: PerformOperation throws "Unsupported Operation Code: 'nothing of the kind'" at the host)"},
       {"silent", "contract", "PerformOperation fails without a text"},
       {"print", "contract",
        "serin-s20, a host without properties: writes to standard output or error: \"Flash loader: "},
       {"memory", "loads",
        "sectors kept that the CCFG marks: ResetSettings(LoadStart) throws \"std::bad_alloc\" at the host"},
       {"connect", "loads",
-       "as described: breaks the rule \"connect first\" in host call 64: ReadReg while CS_DAP_0 is not "
-       "connected"},
+       R"(as described: breaks the rule "connect first" in host call 64: ReadReg while CS_DAP_0 is not connected)"},
       {"keep-port", "loads", "breaks the rule \"give back\" in host call "},
       {"long", "loads",
        "as described: the load fails: \"Error when programming SCFG - Parameter data buffer overflow "},
       {"byte", "loads",
-       "as described: the load succeeds, and the chip is not as it should be: MAIN holds 0x0a at 0xfff "
-       "instead of "
-       "0x0b, and 4 bytes more are wrong; OTP holds 0xfe at 0x3ff instead of 0xff; RAM holds 0xdb at 0xf "
-       "instead of "
-       "0xda, and 2 bytes more are wrong"},
+       R"(as described: the load succeeds, and the chip is not as it should be: MAIN holds 0x0a at 0xfff instead of 0x0b, and 4 bytes more are wrong; OTP holds 0xfe at 0x3ff instead of 0xff; RAM holds 0xdb at 0xf instead of 0xda, and 2 bytes more are wrong)"},
       {"ccfg", "loads", "the load reports an error: \"Image must contain (correctly sized) CCFG"},
       {"ccfg", "loads", "CCFG holds 0xff at 0x0 instead of 0x80, and 1913 bytes more are wrong"},
       {"unset", "words",
-       "the same load twice: host call 730 depends on memory that nobody has set: WriteMemory: byte 1024 of "
-       "1028 is "
-       "0x5a, then 0xa5"},
+       R"(the same load twice: host call 730 depends on memory that nobody has set: WriteMemory: byte 1024 of 1028 is 0x5a, then 0xa5)"},
       {"leak", "memory", "one device object for all loads: memory grows by 2"},
       {"file", "memory",
        "a device object for each load, of which every second one fails: 30 files stay open after 20 loads"},
       {"crash", "failed-calls",
-       "host call 1 fails with \"the probe says: no (0x17)\": crashes with SIGABRT in creation and "
-       "Initialize"},
+       "host call 1 fails with \"the probe says: no (0x17)\": crashes with SIGABRT in creation and In"},
       {"hang", "failed-calls", "hangs in creation and Initialize"},
       {"exit", "failed-calls", "ends the process with exit code 0 in creation and Initialize"},
       {"swallow", "failed-calls", "breaks the rule \"stop\" in host call "},
       {"success", "failed-calls", "breaks the rule \"pass on\" in host call "},
       {"state", "failed-calls",
-       "(GetValueOfProperty), then a load on the same object: the load succeeds, and the chip is not as it "
-       "should "
-       "be: MAIN holds 0x39 at 0x0 instead of 0x57, and 522213 bytes more are wrong; CCFG"},
+       R"((GetValueOfProperty), then a load on the same object: the load succeeds, and the chip is not as it should be: MAIN holds 0x39 at 0x0 instead of 0x57, and 522213 bytes more are wrong; CCFG)"},
       {"crc", "chip-faults",
        "result=135: the load says that it succeeds, and the chip is not as it should be"},
       {"crc", "chip-faults",
-       "cell:0x4c000000: the load says that it succeeds, and the chip is not as it should be: CCFG "
-       "holds 0xff at 0x0 instead of 0x54; SCFG holds 0xff at 0x0 instead of 0x0e, and 316 bytes more are "
-       "wrong; OTP"},
+       R"(cell:0x4c000000: the load says that it succeeds, and the chip is not as it should be: CCFG holds 0xff at 0x0 instead of 0x54; SCFG holds 0xff at 0x0 instead of 0x0e, and 316 bytes more are wrong; OTP)"},
       {"erase", "operations",
-       "serin-s20, Erase: leaves the chip otherwise than it should: MAIN holds 0x39 at 0x0 instead of 0xff, "
-       "and 522223 "
-       "bytes more are wrong; CCFG holds 0xaf at 0x0 instead of 0xff, and 2040 bytes more are wrong; SCFG "
-       "holds 0x6b "
-       "at 0x0 instead of 0xff, and 319 bytes more are wrong"},
+       R"(serin-s20, Erase: leaves the chip otherwise than it should: MAIN holds 0x39 at 0x0 instead of 0xff, and 522223 bytes more are wrong; CCFG holds 0xaf at 0x0 instead of 0xff, and 2040 bytes more are wrong; SCFG holds 0x6b at 0x0 instead of 0xff, and 319 bytes more are wrong)"},
       {"size", "operations", "DeviceInfoFlashSize is \"1 KB\" of a chip with 512 KB"},
   };
   const std::filesystem::path folder = testing::TempDir() + "broken-plugins";

@@ -83,23 +83,7 @@ TEST_F(LinkTest, AnswersAsClientsCanBear) {
       {{"qCRC:0,ffffffff"}, "E01"},
       {{"qXfer:features:read:target.xml:5,7", "qXfer:features:read:target.xml:ffff,9"}, "m versio l"},
       {{"qXfer:memory-map:read::0,ffff"},
-       "l<?xml version=\"1.0\"?><!DOCTYPE memory-map PUBLIC \"+//IDN gnu.org//DTD GDB Memory Map V1.0//EN\" "
-       "\"http://sourceware.org/gdb/gdb-memory-map.dtd\"><memory-map>"
-       "<memory type=\"flash\" start=\"0x0\" length=\"0x4000\"><property "
-       "name=\"blocksize\">0x800</property></memory>"
-       "<memory type=\"flash\" start=\"0x10000000\" length=\"0x4000\"><property "
-       "name=\"blocksize\">0x800</property></memory>"
-       "<memory type=\"flash\" start=\"0x4c000000\" length=\"0x800\"><property "
-       "name=\"blocksize\">0x800</property></memory>"
-       "<memory type=\"flash\" start=\"0x5c000000\" length=\"0x800\"><property "
-       "name=\"blocksize\">0x800</property></memory>"
-       "<memory type=\"flash\" start=\"0x4c000800\" length=\"0x400\"><property "
-       "name=\"blocksize\">0x400</property></memory>"
-       "<memory type=\"flash\" start=\"0x5c000800\" length=\"0x400\"><property "
-       "name=\"blocksize\">0x400</property></memory>"
-       "<memory type=\"ram\" start=\"0x20000000\" length=\"0x1000\"/><memory type=\"ram\" "
-       "start=\"0x30000000\" "
-       "length=\"0x1000\"/></memory-map>"},
+       R"(l<?xml version="1.0"?><!DOCTYPE memory-map PUBLIC "+//IDN gnu.org//DTD GDB Memory Map V1.0//EN" "http://sourceware.org/gdb/gdb-memory-map.dtd"><memory-map><memory type="flash" start="0x0" length="0x4000"><property name="blocksize">0x800</property></memory><memory type="flash" start="0x10000000" length="0x4000"><property name="blocksize">0x800</property></memory><memory type="flash" start="0x4c000000" length="0x800"><property name="blocksize">0x800</property></memory><memory type="flash" start="0x5c000000" length="0x800"><property name="blocksize">0x800</property></memory><memory type="flash" start="0x4c000800" length="0x400"><property name="blocksize">0x400</property></memory><memory type="flash" start="0x5c000800" length="0x400"><property name="blocksize">0x400</property></memory><memory type="ram" start="0x20000000" length="0x1000"/><memory type="ram" start="0x30000000" length="0x1000"/></memory-map>)"},
       {{"qXfer:osdata:read::0,9"}, ""},
       {{"pf", "p10", "p0", "p11", "p"}, "00000000 00000001 xxxxxxxx E01 E01"},
       {{"c", "vCont;s:1", "C05", "s", "S05"}, refusals.c_str()},

@@ -26,6 +26,19 @@ struct Case {
   const char* chipLike = nullptr;  // the images of a load to the same end
 };
 
+constexpr const char* kMonitorHelp = R"(monitor help                    this list
+monitor report                  what the last load did, and why it failed
+monitor info                    what the chip is and what it holds; resets it
+monitor erase                   erase the chip
+monitor blank-check             whether MAIN flash and CCFG are blank
+monitor settings                the flash settings
+monitor set NAME=VALUE          change a flash setting, for the loads to come
+monitor reset                   reset the chip by its pin
+monitor unlock                  open the chip for debugging, with the password that is set
+monitor verify                  compare the chip with what was loaded last
+monitor if-different on|off     load nothing that is on the chip already
+)";
+
 const Case s_cases[] = {
     {.name = "LoadsAndCompares",
      .commands = {"file $FIRMWARE/blink-big.elf", "load", "compare-sections .bulk",
@@ -114,50 +127,19 @@ const Case s_cases[] = {
                   "monitor reset",
                   "monitor erase",
                   "monitor blank-check",
-                  "monitor verify",
-                  "monitor verif",
-                  "monitor xyzzy",
-                  "monitor if-different maybe",
-                  "monitor erase now",
-                  "monitor  set "},
-     .clientSays =
-         {"monitor help                    this list\n"
-          "monitor report                  what the last load did, and why it failed\n"
-          "monitor info                    what the chip is and what it holds; resets it\n"
-          "monitor erase                   erase the chip\n"
-          "monitor blank-check             whether MAIN flash and CCFG are blank\n"
-          "monitor settings                the flash settings\n"
-          "monitor set NAME=VALUE          change a flash setting, for the loads to come\n"
-          "monitor reset                   reset the chip by its pin\n"
-          "monitor unlock                  open the chip for debugging, with the password that is set\n"
-          "monitor verify                  compare the chip with what was loaded last\n"
-          "monitor if-different on|off     load nothing that is on the chip already\n"
-          "nothing has been loaded yet\nnothing has been loaded yet that the chip could be compared with",
-          "Device flash is blank",
-          "Transfer rate",
-          "the chip holds what was loaded\n",
-          "the chip is not blank",
-          "Device                serin-s20 (Serin S20: ",
-          "Life cycle            5, production development\n",
-          "DeviceInfoRAMSize     36 KB\n",
-          "OTP                   blank\n",
-          "has no setting \"Nonsense\"",
-          "FlashEraseSetting=Chip Erase\nFlashVerboseMode=0\n",
-          "DebugPassword=(set)\nDebugPasswordHex=\n",
-          "!secret",
-          "Transfer rate",
-          "Already on the chip",
-          "the chip was reset by its pin\n",
-          "MAIN, CCFG and SCFG are erased\n",
-          "Device flash is blank",
-          "does not match expected CRC32; at 0x00003000..0x000037ff; Load the images, or verify those that "
-          "were loaded. (more: monitor report)\n",
-          "there is no monitor command \"verif\"; do you mean \"verify\"?\n",
-          "there is no monitor command \"xyzzy\": monitor help lists them\n",
-          "if-different is on or off\n",
-          "monitor erase takes no argument\n",
-          "monitor set NAME=VALUE: the argument is missing\n"},
+                  "monitor verif"},
+     .clientSays = {kMonitorHelp, "nothing has been loaded yet", "nothing has been loaded yet that",
+                    "Device flash is blank", "Transfer rate", "the chip holds what was loaded",
+                    "the chip is not blank", "serin-s20 (Serin S20", "has no setting \"Nonsense\"",
+                    "Chip Erase", "=(set)", "!secret", "Transfer rate", "Already on the chip",
+                    "reset by its pin", "are erased", "Device flash is blank", "do you mean \"verify\""},
      .serverSays = {"Already on the chip: nothing was erased, nothing was programmed"}},
+    {.name = "MonitorTellsWhatItDoesNotTake",
+     .commands = {"load sector.hex", "monitor erase", "monitor verify", "monitor xyzzy", "monitor erase now",
+                  "monitor  set ", "monitor if-different maybe", "monitor info"},
+     .clientSays = {"; at 0x00003000..0x000037ff; Load", "(more: monitor report)", "\"xyzzy\": monitor help",
+                    "erase takes no argument", "NAME=VALUE: the argument is", "is on or off", "5, production",
+                    "OTP                   blank"}},
     {.name = "SpeaksThroughALongErase",
      .arguments = "--device serin-s20 --real-time --fault saci:9:late=2600",
      .commands = {"monitor erase"},
