@@ -185,20 +185,15 @@ TEST(CallCheckerTest, SaysWhatIsWrongOnTheWire) {
       "exchange 1; exchange 110 0 0 0 0; command 201; exchange 309 1; pop 1; write SECAP_RSTCTL 5C; "
       "write SECAP_TXCTL 2; push 1");
   std::string told;
-  for (const CallFinding& f : script.checker.Findings()) told += f.what + "\n";
-  EXPECT_EQ(told,
-            "words come without a command\n"
-            "SECAP_TXCTL is written with 0x3\n"
-            "is set for 2 words; the header is one\n"
-            "command 9 is cut short by the next\n"
-            "there is no command 99\n"
-            "command 1 has number 0 instead of 2\n"
-            "command 16 has more than its 4 words\n"
-            "that of command 1 was not read\n"
-            "command 9 comes with 0x00000001\n"
-            "a word is read that was not seen ready\n"
-            "a command goes out before the chip was seen in SACI\n"
-            "a command goes out before TX_DATA_FULL was seen clear\n");
+  for (const CallFinding& f : script.checker.Findings()) told += f.what + ". ";
+  EXPECT_EQ(
+      told,
+      "words come without a command. SECAP_TXCTL is written with 0x3. is set for 2 words; the header is one. "
+      "command 9 is cut short by the next. there is no command 99. command 1 has number 0 instead of 2. "
+      "command 16 has more than its 4 words. that of command 1 was not read. command 9 comes with "
+      "0x00000001. "
+      "a word is read that was not seen ready. a command goes out before the chip was seen in SACI. "
+      "a command goes out before TX_DATA_FULL was seen clear. ");
 }
 
 TEST(CallCheckerTest, SaysWhereAndWhat) {
