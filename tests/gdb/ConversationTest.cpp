@@ -102,10 +102,10 @@ TEST_F(LinkTest, AnswersAsClientsCanBear) {
 }
 
 TEST_F(LinkTest, CarriesOutALoadAsOne) {
-  EXPECT_EQ(Ask({"X20000010,2:in", "M20000011,1:4F", "vFlashErase:0,1000", "vFlashWrite:10000ffe:ab",
-                 "vFlashWrite:1000:c}\x03", "vFlashErase:4c000000,c00", "vFlashWrite:4c0007ff:xy",
-                 "vFlashDone", "Pf=44000000"}),
-            "OK OK OK OK OK OK OK OK OK");
+  EXPECT_EQ(Ask({"X20000010,2:in", "M20000011,1:4F", "vFlashErase:1000,800", "vFlashWrite:1000:c}\x03",
+                 "vFlashErase:0,1000", "vFlashWrite:10000ffe:ab", "vFlashErase:4c000000,c00",
+                 "vFlashWrite:4c0007ff:xy", "vFlashDone", "Pf=44000000"}),
+            "OK OK OK OK OK OK OK OK OK OK");
   const Segments load = {{0xFFE, BytesOf("abc#")},
                          {0x4C00'07FF, BytesOf("x")},
                          {0x4C00'0800, BytesOf("y")},
