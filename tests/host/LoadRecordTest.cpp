@@ -154,6 +154,7 @@ TEST(HtmlTest, ShowsWhatCanBeSeenAndReplacesTheRest) {
 
 TEST(ProgressBarTest, SuitsEveryWidth) {
   const Progress half{Phase::ProgramMain, 51200, 102400, 500'000'000};
+  const Progress large{Phase::ProgramMain, 51'200'000, 102'400'000, 500'000'000};
   const Progress over{Phase::Ccfg, 120000, 102400, 1'000'000'000};
   const struct {
     Progress progress;
@@ -163,6 +164,8 @@ TEST(ProgressBarTest, SuitsEveryWidth) {
       {half, 200,
        "program       [####################                    ]  50%  0.5 s left  50.0 of 100.0 KiB  100 "
        "KiB/s"},
+      {large, 95,
+       "program       [###########            ]  50%  0.5 s left  50000.0 of 100000.0 KiB  100000 KiB/s"},
       {half, 80, "program       [########         ]  50%  0.5 s left  50.0 of 100.0 KiB  100 KiB/s"},
       {half, 40, "program        50%  0.5 s left"},
       {half, 10, " 50%"},
