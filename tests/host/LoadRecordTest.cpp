@@ -140,16 +140,16 @@ TEST(HtmlTest, ShowsWhatCanBeSeenAndReplacesTheRest) {
       "\uFFFD\U00010000\U0001FFFD\U0010FFFD";
   EXPECT_EQ(html::Escaped(seen), seen);
   EXPECT_EQ(html::Escaped("a<b>&\"'"), "a&lt;b&gt;&amp;&quot;&#39;");
-  using namespace std::string_view_literals;
-  for (const std::string_view hidden :
-       {"\0"sv,     "\x08"sv,       "\x0B"sv,       "\x1F"sv,   "\x7F"sv,   "\u0080"sv,
-        "\u009F"sv, "\u061C"sv,     "\u200E"sv,     "\u200F"sv, "\u2028"sv, "\u202E"sv,
-        "\u2066"sv, "\u2069"sv,     "\uFEFF"sv,     "\uFDD0"sv, "\uFDEF"sv, "\uFFFE"sv,
-        "\uFFFF"sv, "\U0001FFFE"sv, "\U0010FFFF"sv, "\xFF"sv,   "\xC2"sv,   "\x80"sv})
-    EXPECT_EQ(html::Escaped(hidden), "\uFFFD") << hidden;
-  for (const std::string_view broken : {"\xC1\xBF"sv, "\xE0\x9F\xBF"sv, "\xED\xA0\x80"sv, "\xED\xBF\xBF"sv,
-                                        "\xF0\x8F\xBF\xBF"sv, "\xF4\x90\x80\x80"sv, "\xF8\x88\x80\x80\x80"sv})
-    EXPECT_EQ(html::Escaped(broken).size(), 3 * broken.size()) << "a mark for each byte";
+  const std::string hidden =
+      "\x01\x08\x0B\x1F\x7F\u0080\u009F\u061C\u200E\u200F\u2028\u202E\u2066\u2069\uFEFF\uFDD0\uFDEF\uFFFE"
+      "\uFFFF\U0001FFFE"
+      "\U0010FFFF";
+  const std::string broken =
+      "\xFF\x80\xC1\xBF\xE0\x9F\xBF\xED\xA0\x80\xED\xBF\xBF\xF0\x8F\xBF\xBF\xF4\x90\x80\x80\xF8\x88\x80\x80"
+      "\x80\xC2";
+  std::string marks;
+  for (std::size_t i = 0; i < 21 + broken.size(); ++i) marks += "\uFFFD";
+  EXPECT_EQ(html::Escaped(hidden + broken), marks);
 }
 
 TEST(ProgressBarTest, SuitsEveryWidth) {
