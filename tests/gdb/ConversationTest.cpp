@@ -172,12 +172,6 @@ TEST_F(LinkTest, LoadsRamAloneIntoAClosedChip) {
 TEST_F(LinkTest, RefusesALoadOfAClientThatHasDetached) {
   EXPECT_EQ(Ask({"D", "vFlashErase:0,800", "vFlashDone", "X20000000,1:a"}), "OK E01 E01 E01");
   EXPECT_EQ(chip.complaints.at(0), "the client has detached from the chip: connect again before a load");
-  for (const auto& [leave, answer] : {std::pair{"vKill;1", "OK"}, std::pair{"k", "X09"}}) {
-    host::gdb::Link next(chip, chip, [this](std::string_view bytes) { wire += bytes; });
-    wire.clear();
-    next.Take(host::gdb::Packet(leave) + host::gdb::Packet("vFlashErase:0,800"));
-    EXPECT_EQ(wire, "+" + host::gdb::Packet(answer) + "+$E01#a6");
-  }
 }
 
 }  // namespace

@@ -26,19 +26,6 @@ struct Case {
   const char* chipLike = nullptr;  // the images of a load to the same end
 };
 
-constexpr const char* kMonitorHelp = R"(monitor help                    this list
-monitor report                  what the last load did, and why it failed
-monitor info                    what the chip is and what it holds; resets it
-monitor erase                   erase the chip
-monitor blank-check             whether MAIN flash and CCFG are blank
-monitor settings                the flash settings
-monitor set NAME=VALUE          change a flash setting, for the loads to come
-monitor reset                   reset the chip by its pin
-monitor unlock                  open the chip for debugging, with the password that is set
-monitor verify                  compare the chip with what was loaded last
-monitor if-different on|off     load nothing that is on the chip already
-)";
-
 const Case s_cases[] = {
     {.name = "LoadsAndCompares",
      .commands = {"file $FIRMWARE/blink-big.elf", "load", "compare-sections .bulk",
@@ -128,12 +115,20 @@ const Case s_cases[] = {
                   "monitor erase",
                   "monitor blank-check",
                   "monitor verif"},
-     .clientSays = {kMonitorHelp, "nothing has been loaded yet", "nothing has been loaded yet that",
+     .clientSays = {"monitor report", "nothing has been loaded yet", "nothing has been loaded yet that",
                     "Device flash is blank", "Transfer rate", "the chip holds what was loaded",
                     "the chip is not blank", "serin-s20 (Serin S20", "has no setting \"Nonsense\"",
                     "Chip Erase", "=(set)", "!secret", "Transfer rate", "Already on the chip",
                     "reset by its pin", "are erased", "Device flash is blank", "do you mean \"verify\""},
      .serverSays = {"Already on the chip: nothing was erased, nothing was programmed"}},
+    {.name = "MonitorTellsItsCommands",
+     .commands = {"monitor help"},
+     .clientSays = {"help                    this", "report                  what",
+                    "info                    what", "erase                   erase",
+                    "blank-check             wh", "settings                the",
+                    "set NAME=VALUE          change", "reset                   reset",
+                    "unlock                  open", "verify                  comp",
+                    "if-different on|off     load"}},
     {.name = "MonitorTellsWhatItDoesNotTake",
      .commands = {"load sector.hex", "monitor erase", "monitor verify", "monitor xyzzy", "monitor erase now",
                   "monitor  set ", "monitor if-different maybe", "monitor info"},
