@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <tuple>
+
 #include "host/device/DeviceDescription.h"
 #include "host/probe/AdiProbe.h"
 #include "host/probe/TcpStream.h"
@@ -46,7 +49,7 @@ TEST_F(SpoiledAnswerTest, IsToldAsWhatItIs) {
                     chip = "the chip ", at1 = "register 0x08 of access port 1",
                     asked = " asked of it" + takeOut,
                     sticky = " (FAULT, STICKYORUN STICKYCMP STICKYERR WDATAERR)";
-  using enum Kind;
+  using enum ProbeError::Kind;
   const struct {
     std::uint8_t command;
     unsigned nth;                                             // of its answers; 0: each that has these bytes
@@ -249,7 +252,7 @@ TEST(MemoryPortTest, MovesWholeElementsWithinTheAddressesThereAre) {
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(i * 7 + i / 251);
   for (const std::size_t width : {1U, 2U, 4U}) {
     const auto at = static_cast<std::uint32_t>(0x2000'0400 - width);
-    std::ranges::rotate(bytes, bytes.begin() + 1);
+    std::rotate(bytes.begin(), bytes.begin() + 1, bytes.end());
     probe.WriteMemory(at, bytes, width);
     for (const std::size_t other : {1U, 2U, 4U}) {
       if (at % other != 0) continue;
