@@ -106,16 +106,6 @@ TEST(VerificationTest, ComparesAsFarAsThePluginGoes) {
   }
 }
 
-TEST(FlashMapTest, DrawsLinesOf64SectorsAndFoldsWhatRepeats) {
-  std::vector<SectorState> sectors(64 * 5, SectorState::Erased);
-  sectors[0] = SectorState::Programmed;
-  sectors.back() = SectorState::Retained;
-  const std::string dots(63, '.');
-  EXPECT_EQ(DrawFlashMap(sectors, 0x800), "Flash map, one character a sector of 2048 bytes\n  0x00000000 #" +
-                                              dots + "\n  0x00020000 ." + dots + "\n  ...\n  0x00080000 " +
-                                              dots + "r\n  # 1 programmed   . 318 erased   r 1 retained\n");
-}
-
 TEST(LoadTextTest, TellsHowALoadWasInterrupted) {
   LoadRecord record;
   record.sectorSize = 0x800;
