@@ -18,7 +18,7 @@ struct ExplainOptions {
 };
 
 Json AsJson(const Explanation& explanation) {
-  return {{"code", explanation.code < 0 ? Json(nullptr) : Json(explanation.code)},
+  return {{"code", OrNull(explanation.code)},
           {"text", explanation.text},
           {"place", explanation.place},
           {"meaning", explanation.meaning},
@@ -39,8 +39,7 @@ int ExplainText(const ExplainOptions& options, Output& output) {
   output.document["explanations"] = Json::array();
   for (const Explanation& explanation : found) {
     output.document["explanations"].push_back(AsJson(explanation));
-    const std::string code =
-        explanation.code < 0 ? "" : fmt::format("{} (0x{:02X}): ", explanation.code, explanation.code);
+    const std::string code = explanation.code ? fmt::format("{0} (0x{0:02X}): ", *explanation.code) : "";
     const std::string place =
         explanation.place.empty() ? "" : fmt::format(" (when it comes with: {})", explanation.place);
     output.Say(fmt::format("{}{}{}\n  What it means: {}\n  What to do:    {}\n", code, explanation.text,

@@ -57,12 +57,11 @@ bool IsKnownErase(const EraseChoice& choice) {
 }
 
 EraseChoice EraseOf(const LoadPlan& plan, const PropertyStore& settings) {
-  if (ModeOf(settings) == LoadMode::Verify) return {.text = "no erase (compare only)"};
+  if (ModeOf(settings) == LoadMode::Verify) return {};
   const auto first = std::find_if(plan.blocks.begin(), plan.blocks.end(), [](const ImageBlock& block) {
     return block.region != Region::Ram && block.region != Region::Outside;
   });
-  if (first == plan.blocks.end()) return {.text = "no erase (RAM data only)"};
-  if (first->region == Region::UserRecord) return {.text = "no erase (user record only)"};
+  if (first == plan.blocks.end() || first->region == Region::UserRecord) return {};
   return ChosenErase(settings);
 }
 

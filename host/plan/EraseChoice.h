@@ -9,7 +9,7 @@ namespace host {
 
 // What happens to the chip before a load programs it.
 struct EraseChoice {
-  std::string text;     // as the settings name it, or why there is none: "no erase (RAM data only)"
+  std::string text;     // as the settings name it; empty for a load that erases nothing whatever they say
   bool erases = false;  // anything at all
   bool erasesConfiguration = false;  // CCFG and SCFG with it
   bool keepsConfiguration = false;   // MAIN is erased, CCFG and SCFG are neither erased nor programmed

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -9,8 +10,8 @@ namespace host {
 // What an answer of the chip or a text of the plug-in, the host or the probe means for the user, and what to
 // do about it.
 struct Explanation {
-  int code = -1;          // result code of the chip; -1 for a text that has none
-  std::string_view text;  // as it is worded, or the unchanging part of it
+  std::optional<int> code;  // result code of the chip, where the text has one
+  std::string_view text;    // as it is worded, or the unchanging part of it
   std::string_view meaning;
   std::string_view remedy;
   // Where it holds: a region as RegionName() has it, or "erase", "exit", "password", "hsm". Empty: anywhere.

@@ -133,6 +133,7 @@ class BrokenDevice final : public virtual IFlashDevice4 {
     std::vector<unsigned char> bytes(data, data + count);
     if (Is("byte")) bytes.back() ^= 1U;
     const bool isCcfg = Extract(address) == 0x4C00'0000;
+    if (Is("main") && Extract(address) < 0x1000'0000) return nullptr;
     if ((Is("ccfg") && isCcfg) || (Is("state") && hasFailed)) return nullptr;
     return Told(real->WriteDataToFlash(bytes.data(), address, count, page));
   }

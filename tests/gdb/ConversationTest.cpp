@@ -57,36 +57,55 @@ TEST_F(LinkTest, FindsPacketsInWhateverComes) {
     link.Take(c.sent);
     EXPECT_EQ(wire, c.answered) << c.sent;
   }
+  const std::string damaged = "the client sent a packet with a wrong checksum";
+  EXPECT_EQ(chip.complaints,
+            (std::vector{damaged, std::string("the client sent bytes that are no packet; is it a debugger?"),
+                         damaged}));
 }
 
 TEST_F(LinkTest, AnswersAsClientsCanBear) {
+  const std::string runsNot =
+      "E.this server loads and reads; it does not run programs: 'monitor reset' starts the chip";
+  const std::string refusals = runsNot + " " + runsNot + " " + runsNot + " " + runsNot + " " + runsNot;
+  const std::string tooFar =
+      "OK E.a write without data E.0xffffffff..0xffffffff: 0xffffffff lies in no memory that takes this "
+      "E.\"ffffffff,2\" is no address and length E.0x20000fff..0x20001000: 0x20001000 lies in no memory that "
+      "takes this E.\"" +
+      std::string(40, '7') + "\" is no address and length";
   const struct {
     std::vector<std::string> sent;
     const char* answered;
   } cases[] = {
+      {{"qSupported:xmlRegisters=i386", "?", "!", "Hg0", "qAttached", "qC"},
+       "PacketSize=10000;qXfer:memory-map:read+;qXfer:features:read+;QStartNoAckMode+ S05 OK OK 1 "},
       {{"qCRC:0,9"}, "C376e6e7"},  // the published check value of this CRC
       {{"m0,2", "m4000,1", "m0,-1", "m0", "m100000000,1"}, "3132 E01 E01 E01 E01"},
       {{"qCRC:0,ffffffff"}, "E01"},
       {{"qXfer:features:read:target.xml:5,7", "qXfer:features:read:target.xml:ffff,9"}, "m versio l"},
+      {{"qXfer:memory-map:read::0,ffff"},
+       R"(l<?xml version="1.0"?><!DOCTYPE memory-map PUBLIC "+//IDN gnu.org//DTD GDB Memory Map V1.0//EN" "http://sourceware.org/gdb/gdb-memory-map.dtd"><memory-map><memory type="flash" start="0x0" length="0x4000"><property name="blocksize">0x800</property></memory><memory type="flash" start="0x10000000" length="0x4000"><property name="blocksize">0x800</property></memory><memory type="flash" start="0x4c000000" length="0x800"><property name="blocksize">0x800</property></memory><memory type="flash" start="0x5c000000" length="0x800"><property name="blocksize">0x800</property></memory><memory type="flash" start="0x4c000800" length="0x400"><property name="blocksize">0x400</property></memory><memory type="flash" start="0x5c000800" length="0x400"><property name="blocksize">0x400</property></memory><memory type="ram" start="0x20000000" length="0x1000"/><memory type="ram" start="0x30000000" length="0x1000"/></memory-map>)"},
       {{"qXfer:osdata:read::0,9"}, ""},
       {{"pf", "p10", "p0", "p11", "p"}, "00000000 00000001 xxxxxxxx E01 E01"},
-      {{"c", "vCont;s:1"},
-       "E.this server loads and reads; it does not run programs: 'monitor reset' starts the chip "
-       "E.this server loads and reads; it does not run programs: 'monitor reset' starts the chip"},
+      {{"c", "vCont;s:1", "C05", "s", "S05"}, refusals.c_str()},
       {{"M20000000,2:0", "X20000000,2:abc", "X0,1:a"},
        "E.a write with odd digits E.a write of another length than it says "
        "E.0x00000000..0x00000000: 0x00000000 lies in no memory that takes this"},
+      {{"X20000000,0:", "X20000000,1", "Xffffffff,1:a", "Xffffffff,2:ab", "X20000fff,2:ab",
+        "X" + std::string(41, '7') + ":a"},
+       tooFar.c_str()},
   };
   for (const auto& c : cases) EXPECT_EQ(Ask(c.sent), c.answered);
+  chip.map.main.size = 0x10000;
+  EXPECT_EQ(Ask({"m0,9000"}).size(), 0x10000U) << "as many bytes as an answer holds";
   link.Take(host::gdb::Packet("qRcmd,6661696c"));
   EXPECT_TRUE(wire.ends_with("$O6661696c#2a$O6661696c65640a#90$E01#a6")) << wire;
 }
 
 TEST_F(LinkTest, CarriesOutALoadAsOne) {
-  EXPECT_EQ(Ask({"X20000010,2:in", "M20000011,1:4F", "vFlashErase:0,1000", "vFlashWrite:10000ffe:ab",
-                 "vFlashWrite:1000:c}\x03", "vFlashErase:4c000000,c00", "vFlashWrite:4c0007ff:xy",
-                 "vFlashDone", "Pf=44000000"}),
-            "OK OK OK OK OK OK OK OK OK");
+  EXPECT_EQ(Ask({"X20000010,2:in", "M20000011,1:4F", "vFlashErase:1000,800", "vFlashWrite:1000:c}\x03",
+                 "vFlashErase:0,1000", "vFlashWrite:10000ffe:ab", "vFlashErase:4c000000,c00",
+                 "vFlashWrite:4c0007ff:xy", "vFlashDone", "Pf=44000000"}),
+            "OK OK OK OK OK OK OK OK OK OK");
   const Segments load = {{0xFFE, BytesOf("abc#")},
                          {0x4C00'07FF, BytesOf("x")},
                          {0x4C00'0800, BytesOf("y")},
@@ -108,6 +127,8 @@ TEST_F(LinkTest, BeginsEveryLoadWithNothing) {
       {{"vFlashErase:0,4001"}, "E.0x00000000..0x00004000: 0x00004000 lies in no memory that takes this"},
       {{"vFlashWrite:0:ab", "vFlashWrite:3fff:ab"},
        "OK E.0x00003fff..0x00004000: 0x00004000 lies in no memory that takes this"},
+      {{"vFlashWrite:ffffffff:a"}, "E.0xffffffff..0xffffffff: 0xffffffff lies in no memory that takes this"},
+      {{"vFlashWrite:100000000:a"}, "E.a write of flash without an address"},
       {{"vFlashWrite:20000000:a", "vFlashWrite:zz:a", "vFlashWrite:0"},
        "E.0x20000000..0x20000000: 0x20000000 lies in no memory that takes this "
        "E.a part of this load has failed: begin it anew E.a part of this load has failed: begin it anew"},
@@ -126,6 +147,10 @@ TEST_F(LinkTest, BeginsEveryLoadWithNothing) {
     EXPECT_EQ(Ask({"vFlashErase:10,1", "vFlashWrite:10:good", "vFlashDone"}), "OK OK OK");
     EXPECT_EQ(chip.loads, (std::vector<Segments>{{{0x10, BytesOf("good")}}}));
   }
+  for (const char* text :
+       {"the client turned to something else in the middle of a load: 3 bytes had come, nothing was done",
+        "the client began a load anew: what it had sent before is dropped"})
+    EXPECT_EQ(std::ranges::count(chip.complaints, text), 1) << text;
   chip.failsLoads = true;
   EXPECT_EQ(Ask({"vFlashErase:0,1", "vFlashWrite:0:bad", "vFlashDone", "vFlashDone"}),
             "OK OK E.Error  1  2 E.a part of this load has failed: begin it anew");

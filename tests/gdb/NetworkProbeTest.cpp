@@ -27,7 +27,9 @@ TEST_F(NetworkProbeTest, ServesOneClientAfterTheOther) {
   ExpectLoads();
   const std::string told = Run(TOVIK_FLASH_PATH " verify $FIRMWARE/blink-big.elf" + kNet +
                                " && " TOVIK_FLASH_PATH " probes tcp:127.0.0.1:$PORT");
-  for (const char* text : {"Verified", "4 packets of 512 bytes"})
+  for (const char* text :
+       {"Verified",
+        "\n    Tovik simulated CMSIS-DAP (network)\n    firmware 1.0.0, 4 packets of 512 bytes\n"})
     EXPECT_NE(told.find(text), std::string::npos) << told;
   EXPECT_EQ(Stop(), 130);
 }

@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <tuple>
+
 #include "host/device/DeviceDescription.h"
 #include "host/probe/AdiProbe.h"
 #include "host/probe/TcpStream.h"
@@ -29,6 +32,7 @@ struct SpoiledAnswerTest : testing::Test {
     probe->Connect(Core::DebugPort);
     (void)probe->ReadRegister(probe->FindRegister("CFGAP_DEVICESTATUS").value());
     probe->PushWords(std::vector<std::uint32_t>(8));
+    probe->PinReset();
   }
 
   SimulatedBoard board{Device(), {}};
@@ -37,36 +41,54 @@ struct SpoiledAnswerTest : testing::Test {
 };
 
 TEST_F(SpoiledAnswerTest, IsToldAsWhatItIs) {
-  constexpr std::uint8_t kInfo = 0, kConnect = 2, kTransfer = 5, kBlock = 6, kClock = 0x11, kSequence = 0x12;
+  constexpr std::uint8_t kInfo = 0, kConnect = 2, kTransfer = 5, kBlock = 6, kPins = 0x10, kClock = 0x11,
+                         kSequence = 0x12;
+  const std::string update = ": update the probe's firmware",
+                    takeOut = ": unplug the probe and plug it in again",
+                    power = ": see to its power and to the wires", dap = "the debug probe ",
+                    chip = "the chip ", at1 = "register 0x08 of access port 1",
+                    asked = " asked of it" + takeOut,
+                    sticky = " (FAULT, STICKYORUN STICKYCMP STICKYERR WDATAERR)";
+  using enum ProbeError::Kind;
   const struct {
     std::uint8_t command;
-    unsigned nth;                                             // of its answers
+    unsigned nth;                                             // of its answers; 0: each that has these bytes
     std::vector<std::pair<std::size_t, std::uint8_t>> bytes;  // to set
     Kind kind;
-    const char* text;
+    std::string text;
+    std::uint8_t status = 0;  // bits of CTRL/STAT, which the next answer tells
   } cases[] = {
-      {kInfo, 4, {{2, 0}, {3, 0}}, Kind::BadAnswer, "its packets have 0 bytes"},
-      {kInfo, 4, {{2, 255}, {3, 255}}, Kind::BadAnswer, "its packets have 65535 bytes"},
-      {kInfo, 6, {{2, 0}}, Kind::NoProbe, "has no serial wire"},
-      {kConnect, 1, {{1, 0}}, Kind::NoProbe, "cannot switch to its serial wire"},
-      {kConnect, 1, {{0, 0xFF}}, Kind::BadAnswer, "does not know CMSIS-DAP's command 0x02"},
-      {kClock, 1, {{1, 0xFF}}, Kind::BadAnswer, "refuses CMSIS-DAP's command 0x11"},
-      {kSequence, 1, {{0, 0x13}}, Kind::BadAnswer, "answered 0x12 with 0x13"},
-      {kTransfer, 8, {{1, 0}, {2, 7}}, Kind::NoTarget, "does not answer at register 0x08 of access port 1"},
-      {kTransfer, 8, {{1, 0}, {2, 2}}, Kind::Wait, "(WAIT)"},
-      {kTransfer, 8, {{1, 0}, {2, 4}}, Kind::Fault, "(FAULT, no sticky bit)"},
-      {kTransfer, 8, {{1, 1}}, Kind::BadAnswer, "made 1 transfers of 2"},
-      {kTransfer, 8, {{1, 9}}, Kind::BadAnswer, "answered for 9 transfers where 2 were asked"},
-      {kBlock, 1, {{1, 7}}, Kind::BadAnswer, "made 7 transfers of 8"},
+      {kInfo, 4, {{2, 0}, {3, 0}}, BadAnswer, dap + "says that its packets have 0 bytes" + update},
+      {kInfo, 4, {{2, 255}, {3, 255}}, BadAnswer, dap + "says that its packets have 65535 bytes"},
+      {kInfo, 4, {{2, 63}, {3, 0}}, BadAnswer, dap + "says that its packets have 63 bytes"},
+      {kInfo, 4, {{2, 1}, {3, 128}}, BadAnswer, dap + "says that its packets have 32769 bytes"},
+      {kInfo, 6, {{2, 0}}, NoProbe, dap + "has no serial wire: take one that has"},
+      {kConnect, 1, {{1, 0}}, NoProbe, dap + "cannot switch to its serial wire: take another one"},
+      {kConnect, 1, {{0, 0xFF}}, BadAnswer, dap + "does not know CMSIS-DAP's command 0x02" + update},
+      {kClock, 1, {{1, 0xFF}}, BadAnswer, dap + "refuses CMSIS-DAP's command 0x11" + update},
+      {kSequence, 1, {{0, 0x13}}, BadAnswer, dap + "answered 0x12 with 0x13" + takeOut},
+      {kTransfer, 0, {{1, 0}, {2, 7}}, NoTarget, chip + "does not answer the debug probe" + power},
+      {kTransfer, 0, {{6, 0}}, NoTarget, chip + "does not power up its debug port: turn the chip off and"},
+      {kTransfer, 0, {{6, 0x80}}, NoTarget, chip + "does not power up its debug port"},
+      {kTransfer, 8, {{1, 0}, {2, 7}}, NoTarget, chip + "does not answer at " + at1 + power},
+      {kTransfer, 8, {{1, 0}, {2, 2}}, Wait, chip + "is busy with " + at1 + " for too long (WAIT)"},
+      {kTransfer, 8, {{1, 0}, {2, 4}}, Fault, chip + "refuses " + at1 + " (FAULT, no sticky bit)"},
+      {kTransfer, 8, {{1, 0}, {2, 4}}, Fault, chip + "refuses " + at1 + sticky, 0xB2},
+      {kTransfer, 8, {{1, 1}}, BadAnswer, dap + "made 1 transfers of 2 and tells no reason" + update},
+      {kTransfer, 8, {{1, 9}}, BadAnswer, dap + "answered for 9 transfers where 2 were" + asked},
+      {kBlock, 1, {{1, 7}}, BadAnswer, dap + "made 7 transfers of 8"},
       // The last write is the one that failed.
-      {kBlock, 1, {{3, 4}}, Kind::Fault, "register 0x00 of access port 2 (FAULT,"},
+      {kBlock, 1, {{3, 4}}, Fault, chip + "refuses register 0x00 of access port 2 (FAULT,"},
+      {kPins, 2, {{1, 0}}, NoTarget, chip.substr(0, 8) + "'s reset pin stays low: see what else holds it"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
     unsigned seen = 0;
     spoiler = [&](Packet& answer) {
-      if (answer[0] != c.command || ++seen != c.nth) return true;
-      for (const auto& [at, value] : c.bytes) answer.at(at) = value;
+      if (answer[0] != c.command) return true;
+      if (++seen == c.nth + 1 && c.status != 0) answer.at(3) = c.status;
+      for (const auto& [at, value] : c.bytes)
+        if (seen == c.nth || (c.nth == 0 && answer.size() > at)) answer[at] = value;
       return true;
     };
     probe.reset();
@@ -74,7 +96,7 @@ TEST_F(SpoiledAnswerTest, IsToldAsWhatItIs) {
       Reach();
       ADD_FAILURE() << "nothing was noticed";
     } catch (const ProbeError& error) {
-      EXPECT_THAT(error.what(), testing::HasSubstr(c.text));
+      EXPECT_THAT(error.what(), testing::StartsWith(c.text));
       EXPECT_EQ(error.Which(), c.kind);
     }
     spoiler = nullptr;
@@ -217,6 +239,37 @@ TEST(ReadAheadTest, HandsOutAFetchedWordOnceUnlessItIsDropped) {
     drop();
     EXPECT_EQ(pop(), access.reads);
   }
+}
+
+// Across the borders of packets and of the pages in which an address counts up, in every width.
+TEST(MemoryPortTest, MovesWholeElementsWithinTheAddressesThereAre) {
+  SimulatedBoard board(Device(), {});
+  const SpoiledLink::Spoiler none;
+  AdiProbe probe(std::make_unique<CmsisDap>(std::make_unique<SpoiledLink>(board.Target(), none)),
+                 Device().ports);
+  probe.Connect(Core::Cortex);
+  std::vector<std::uint8_t> bytes(2100), read(bytes.size());
+  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(i * 7 + i / 251);
+  for (const std::size_t width : {1U, 2U, 4U}) {
+    const auto at = static_cast<std::uint32_t>(0x2000'0400 - width);
+    std::rotate(bytes.begin(), bytes.begin() + 1, bytes.end());
+    probe.WriteMemory(at, bytes, width);
+    for (const std::size_t other : {1U, 2U, 4U}) {
+      if (at % other != 0) continue;
+      probe.ReadMemory(at, read, other);
+      EXPECT_EQ(read, bytes) << width << " and " << other;
+    }
+  }
+  const std::tuple<std::uint32_t, std::size_t, std::size_t, const char*> refused[] = {
+      {0x2000'0000, 4, 8, "access width of 8 bytes is not offered"},
+      {0x2000'0001, 2, 2, "2 bytes at 0x20000001 are no whole elements of 2 bytes"},
+      {0x2000'0000, 6, 4, "6 bytes at 0x20000000 are no whole elements of 4 bytes"},
+      {0xFFFF'FFFC, 8, 4, "8 bytes at 0xfffffffc leave the 32-bit addresses"}};
+  for (const auto& [at, size, width, error] : refused)
+    EXPECT_EQ(ErrorOf([&, a = at, n = size, w = width] { probe.ReadMemory(a, std::span(read).first(n), w); }),
+              error);
+  EXPECT_THAT(ErrorOf([&] { probe.ReadMemory(0xFFFF'FFFF, std::span(read).first(1), 1); }),
+              testing::StartsWith("0xffffffff..0xffffffff cannot be read: the chip refuses register 0x0c"));
 }
 
 TEST(TcpAddressTest, IsAHostAndMaybeAPort) {

@@ -116,7 +116,7 @@ TEST(ExplanationTest, ExplainsOnlyWhatIsSaidAndAllOfItOnThePage) {
     const bool isSaid = all.find(one.text) != std::string::npos;
     EXPECT_TRUE(isSaid || s_ofTheLibrary.contains(one.text)) << one.text;
     std::ostringstream row;
-    row << "| " << (one.code < 0 ? "" : std::to_string(one.code)) << " | " << one.text << " | " << one.place
+    row << "| " << (one.code ? std::to_string(*one.code) : "") << " | " << one.text << " | " << one.place
         << " | " << one.meaning << " | " << one.remedy << " |\n";
     EXPECT_NE(page.find(row.str()), std::string::npos) << row.str();
   }

@@ -7,6 +7,7 @@
 
 #include "WireScript.h"
 #include "host/load/LoadOutcome.h"
+#include "host/report/Html.h"
 #include "host/report/LoadText.h"
 #include "host/report/ProgressBar.h"
 
@@ -105,16 +106,6 @@ TEST(VerificationTest, ComparesAsFarAsThePluginGoes) {
   }
 }
 
-TEST(FlashMapTest, DrawsLinesOf64SectorsAndFoldsWhatRepeats) {
-  std::vector<SectorState> sectors(64 * 5, SectorState::Erased);
-  sectors[0] = SectorState::Programmed;
-  sectors.back() = SectorState::Retained;
-  const std::string dots(63, '.');
-  EXPECT_EQ(DrawFlashMap(sectors, 0x800), "Flash map, one character a sector of 2048 bytes\n  0x00000000 #" +
-                                              dots + "\n  0x00020000 ." + dots + "\n  ...\n  0x00080000 " +
-                                              dots + "r\n  # 1 programmed   . 318 erased   r 1 retained\n");
-}
-
 TEST(LoadTextTest, TellsHowALoadWasInterrupted) {
   LoadRecord record;
   record.sectorSize = 0x800;
@@ -130,8 +121,30 @@ TEST(LoadTextTest, TellsHowALoadWasInterrupted) {
   EXPECT_EQ(InterruptText(record), "interrupted in phase \"reset\"; nothing on the chip was changed");
 }
 
+// What no reader of a page would see, or see as something else, and what is no UTF-8.
+TEST(HtmlTest, ShowsWhatCanBeSeenAndReplacesTheRest) {
+  const std::string seen =
+      "\t\n "
+      "~\u00A0\u061B\u061D\u07FF\u0800\u200D\u2010\u2027\u202F\u2065\u206A\uD7FF\uE000\uFDCF\uFDF0\uFEFE"
+      "\uFF00"
+      "\uFFFD\U00010000\U0001FFFD\U0010FFFD";
+  EXPECT_EQ(html::Escaped(seen), seen);
+  EXPECT_EQ(html::Escaped("a<b>&\"'"), "a&lt;b&gt;&amp;&quot;&#39;");
+  const std::string hidden =
+      "\x01\x08\x0B\x1F\x7F\u0080\u009F\u061C\u200E\u200F\u2028\u202E\u2066\u2069\uFEFF\uFDD0\uFDEF\uFFFE"
+      "\uFFFF\U0001FFFE"
+      "\U0010FFFF";
+  const std::string broken =
+      "\xFF\x80\xC1\xBF\xE0\x9F\xBF\xED\xA0\x80\xED\xBF\xBF\xF0\x8F\xBF\xBF\xF4\x90\x80\x80\xF8\x88\x80\x80"
+      "\x80\xC2";
+  std::string marks;
+  for (std::size_t i = 0; i < 21 + broken.size(); ++i) marks += "\uFFFD";
+  EXPECT_EQ(html::Escaped(hidden + broken), marks);
+}
+
 TEST(ProgressBarTest, SuitsEveryWidth) {
   const Progress half{Phase::ProgramMain, 51200, 102400, 500'000'000};
+  const Progress large{Phase::ProgramMain, 51'200'000, 102'400'000, 500'000'000};
   const Progress over{Phase::Ccfg, 120000, 102400, 1'000'000'000};
   const struct {
     Progress progress;
@@ -141,6 +154,8 @@ TEST(ProgressBarTest, SuitsEveryWidth) {
       {half, 200,
        "program       [####################                    ]  50%  0.5 s left  50.0 of 100.0 KiB  100 "
        "KiB/s"},
+      {large, 95,
+       "program       [###########            ]  50%  0.5 s left  50000.0 of 100000.0 KiB  100000 KiB/s"},
       {half, 80, "program       [########         ]  50%  0.5 s left  50.0 of 100.0 KiB  100 KiB/s"},
       {half, 40, "program        50%  0.5 s left"},
       {half, 10, " 50%"},

@@ -146,6 +146,41 @@ TEST_F(TraceTest, IsToldAsWhatHappened) {
   EXPECT_EQ(sum, story.endNs);
 }
 
+// By the numbers of docs/wire-format.md: a command, bits of its argument, and what it was answered.
+TEST(ExchangeTextTest, NamesEveryCommandAndEveryResult) {
+  const struct {
+    std::uint8_t command;
+    std::uint16_t argument;
+    std::optional<std::uint8_t> result;
+  } cases[] = {{1, 0, 0x80},  {5, 0, 0x8C},       {6, 2, 0x88},  {7, 0, 0x86},     {8, 0, 0xFF},
+               {9, 1, 0x83},  {12, 1, 0x84},      {13, 0, 0x8A}, {14, 7, 0x81},    {15, 0, 0x85},
+               {16, 0, 0x87}, {16, 0x8000, 0x89}, {17, 1, 0},    {17, 2, 0},       {17, 3, 0x87},
+               {20, 1, 0x8B}, {20, 0, {}},        {21, 0, 0x8D}, {25, 1024, 0x82}, {26, 276, {}},
+               {27, 0, 0},    {27, 1, 0x42},      {28, 0, 0x90}, {33, 0, 0x91},    {34, 0, 0x8E},
+               {35, 0, 0x8F}, {99, 0, 0}};
+  std::string told;
+  for (const auto& c : cases) {
+    ToldExchange one;
+    one.exchange.command = c.command;
+    one.exchange.argument = c.argument;
+    one.exchange.result = c.result;
+    one.exchange.parameters = {0x1000, 0x800, 3, 4};
+    told += ExchangeText(one, 0x800, Detail::Whole) + ((&c - cases) % 3 == 2 ? "\n" : "; ");
+  }
+  EXPECT_EQ(
+      told,
+      R"(no operation: 0x80, no such command; ask for the password id: 0x8c, authentication: challenge failed; submit the password, 2 words: 0x88, wrong password
+leave SACI halted: 0x86, not allowed; leave SACI and shut down: 0xff, failed, no reason given; erase the chip, keeping the marked sectors: 0x83, wrong key
+program the CCFG, all but the user record: 0x84, the flash hardware failed; program the CCFG user record: 0x8a, authentication: wrong level; program one MAIN sector, 0x00000800, 7 bytes: 0x81, wrong address
+program MAIN, 0x00000800, 0 bytes: 0 sectors acknowledged, then 0x85, words came faster than they were programmed; verify MAIN, sector 2 at 0x00001000, CRC-32 0x00000003: 0x87, CRC-32 differs; verify MAIN, sector 2 at 0x00001000, blank check: 0x89, the blank check found a programmed bit
+verify the CCFG, CRC-32 boot 0x00001000, whole 0x00000800, user record 0x00000003, debug 0x00000004: success; verify the CCFG, comparing nothing: success; verify the CCFG, CRC-32 boot 0x00001000, whole 0x00000800, debug 0x00000004: 0x87, CRC-32 differs
+reset the device: 0x8b, authentication: wrong configuration; reset the device: no answer, and none is due; leave SACI and run: 0x8d, authentication: key hash differs
+program OTP, 1,024 bytes: 0x82, wrong size; program the SCFG, 276 bytes: no answer; verify the SCFG, comparing nothing: success
+verify the SCFG, CRC-32 0x00001000: 0x42, unknown result; erase the chip but CCFG and SCFG: 0x90, HSM firmware: version refused (anti-rollback); update the HSM firmware, 0 bytes sent: 0x91, HSM firmware: signature or decryption failed
+read the HSM system information: 0x8e, the HSM did not boot; read the HSM update status: 0x8f, HSM firmware: wrong header; command 99: success
+)");
+}
+
 // A process that is killed leaves any beginning of a trace.
 TEST_F(TraceTest, IsReadAsFarAsItWasWritten) {
   RecordSession(path);

@@ -231,7 +231,8 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
       EXPECT_TRUE(ReadText(folder / words.at(1)).substr(std::stoul(words.at(2), nullptr, 0), other.size()) ==
                   other);
     } else if (subject == "has" || subject == "lacks") {
-      EXPECT_EQ(ReadText(folder / words.at(1)).find(words.at(2)) != std::string::npos, subject == "has");
+      EXPECT_EQ(ReadText(folder / words.at(1)).find(Replaced(words.at(2), "\\n", "\n")) != std::string::npos,
+                subject == "has");
     } else if (subject == "mode") {
       EXPECT_EQ(static_cast<unsigned>(fs::status(folder / words.at(1)).permissions()),
                 std::stoul(words.at(2), nullptr, 8));
