@@ -15,6 +15,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 // The built program as a user meets it, in transcripts: tests/host/runs/*.run, each played from its first
@@ -231,7 +232,9 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
       EXPECT_TRUE(ReadText(folder / words.at(1)).substr(std::stoul(words.at(2), nullptr, 0), other.size()) ==
                   other);
     } else if (subject == "has" || subject == "lacks") {
-      EXPECT_EQ(ReadText(folder / words.at(1)).find(Replaced(words.at(2), "\\n", "\n")) != std::string::npos,
+      std::string text = line.substr(line.find(words.at(1)) + words.at(1).size() + 1);
+      if (text.starts_with('\'')) text = text.substr(1, text.size() - 2);
+      EXPECT_EQ(ReadText(folder / words.at(1)).find(Replaced(text, "\\n", "\n")) != std::string::npos,
                 subject == "has");
     } else if (subject == "mode") {
       EXPECT_EQ(static_cast<unsigned>(fs::status(folder / words.at(1)).permissions()),
@@ -289,12 +292,26 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
   bool isErrorExpected = true;
 };
 
-TEST_P(TranscriptTest, Holds) {
-  std::istringstream lines(ReadText(GetParam()));
+// The lines of a transcript with their numbers; a text that is written below its line is put behind it.
+std::vector<std::pair<int, std::string>> ReadTranscript(const fs::path& path) {
+  const std::string mark = "    |";
+  std::istringstream lines(ReadText(path));
+  std::vector<std::pair<int, std::string>> steps;
+  bool isBelow = false;
   int number = 0;
   for (std::string line; std::getline(lines, line);) {
     ++number;
-    if (line.empty() || line[0] == '#') continue;
+    const bool wasBelow = std::exchange(isBelow, line.starts_with(mark));
+    if (isBelow)
+      steps.back().second += (wasBelow ? "\\n" : " ") + line.substr(std::min(line.size(), mark.size() + 1));
+    else if (!line.empty() && line[0] != '#')
+      steps.emplace_back(number, line);
+  }
+  return steps;
+}
+
+TEST_P(TranscriptTest, Holds) {
+  for (const auto& [number, line] : ReadTranscript(GetParam())) {
     SCOPED_TRACE(GetParam().filename().string() + ":" + std::to_string(number) + ": " + line);
     if (line[0] == ' ') {
       Expect(line.substr(line.find_first_not_of(' ')));
