@@ -119,7 +119,7 @@ class SaciServer {
   Stage stage = Stage::Idle;
   bool startFlag = false;
   std::optional<TxWord> waiting;  // in the TX register
-  bool overrun = false;           // a word met the TX register full
+  bool overrun = false;  // a word met the TX register full; parameters and sectors never wait in there
   Command current;
   std::size_t wantedWords = 0;
   Nanoseconds settledAt = 0;
