@@ -30,6 +30,9 @@ TEST(FlashTest, ProgramsAndVerifies) {
           10C KEY CCFG -> 10C; 411 0 0 0 0 -> 411)"},
       {"CCFG's blank check sees the user record, too", R"(
           80000111 0 0 0 0 -> 111; 20D KEY FFFFFFFE 7*FFFFFFFF -> 20D; 80000311 0 0 0 0 -> 890311)"},
+      {"and the first and the last byte", R"(
+          10C KEY FFFFFFFE 63*FFFFFFFF -> 10C; 80000211 0 0 0 0 -> 890211
+          309 KEY -> 309; 40C KEY 63*FFFFFFFF 7FFFFFFF -> 40C; 80000511 0 0 0 0 -> 890511)"},
       {"SCFG takes the stated bytes", R"(
           22011A KEY 16*01020304 -> 11A; scfg 0 = 8*01020304 FFFF0304 7*FFFFFFFF)"},
       {"SCFG is verified against the given CRC or its own word", R"(
@@ -38,10 +41,22 @@ TEST(FlashTest, ProgramsAndVerifies) {
       {"OTP is written once; what was left erased can be written later, by a longer program", R"(
           60119 KEY 12345678 511*0 -> 119; otp 0 = 12345678 FFFF0000 6*FFFFFFFF
           60219 KEY 12345678 511*0 -> 219; mark
-          200319 KEY 12345670 511*0 -> 840319; 200419 KEY 12345678 511*0 -> 840419; unchanged
+          200319 KEY 12345670 FFFF0000 510*FFFFFFFF -> 840319; 200419 KEY 12345678 511*0 -> 840419; unchanged
+          200419 KEY 12345678 FFFF0001 510*FFFFFFFF -> 840419; unchanged
           409 KEY -> 409; otp 0 = 12345678 FFFF0000 6*FFFFFFFF
           200519 KEY 12345678 FFFF0000 510*11 -> 519; otp 8 = 6*11
           200619 KEY 12345678 FFFF0000 510*10 -> 840619)"},
+  };
+  PlayEach(transcripts);
+}
+
+TEST(FlashTest, TakesItsTimeToTheNanosecond) {
+  const Transcript transcripts[] = {
+      {"a sector of a pipelined transfer", R"(
+          send 10F KEY 0; raw 16*0; RXCTL = 4; ns 139999; RXCTL = 4; ns 1; RXCTL = 1)"},
+      {"an erase, with the next word waiting for its end", R"(
+          set TXCTL 2; set TXDATA 109; set TXCTL 0; set TXDATA 5C17E94B; ns 20000; set TXCTL 2; set TXDATA 201
+          ns 39999999; TXCTL = 3; ns 1; TXCTL = 2)"},
   };
   PlayEach(transcripts);
 }
@@ -93,6 +108,9 @@ TEST(FlashTest, APowerCutKeepsTheWordsWrittenAndKillsTheChipUntilThePowerComesBa
   target.chip.AskedFaults().Add("power:after=1");
   cutDuring({0x0002'010E, kKey, 8, 0});
   Play(target, {"part of a word counts as one", "main 8 = FFFF0000"});
+  target.chip.AskedFaults().Add("power:after=1");
+  EXPECT_NE(ErrorOf([&] { target.Command({0x0004'010E, kKey, 0x10, 0}); }), "ok");
+  Play(target, {"another chip in its place has power, and keeps it", "hold open; 8010E KEY 10 0 0 -> 10E"});
 }
 
 }  // namespace
