@@ -50,12 +50,12 @@ class SaciServer {
  private:
   enum class Stage : std::uint8_t { Idle, Parameters, Settling, Streaming, HsmImage, Discarding, Hung };
   struct TxWord {
-    std::uint32_t value = 0;
-    bool start = false;
+    std::uint32_t value;
+    bool start;
   };
   struct RxWord {
-    std::uint32_t value = 0;
-    Nanoseconds readyAt = 0;
+    std::uint32_t value;
+    Nanoseconds readyAt;
     bool hsmError = false;         // answers an image before it was complete
     bool resetsWhenTaken = false;  // the reset command's acknowledgement
   };
