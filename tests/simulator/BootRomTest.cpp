@@ -45,12 +45,14 @@ TEST(BootRomTest, BootsLeavesAndAuthorizes) {
 
 TEST(BootRomTest, ANewChipBootsInVirtualTimeWithTheAhbApClosed) {
   Chip chip(SmallChip());
+  chip.SetLifeCycle(4);
   const auto status = [&] { return chip.ReadRegister(Register::CfgApDeviceStatus); };
   chip.Clock().Advance(5 * kMillisecond - 1);
-  EXPECT_EQ(status(), 0x0000'0105u);
+  EXPECT_EQ(status(), 0x0000'0104u);
   chip.Clock().Advance(1);
-  EXPECT_EQ(status(), 0x0100'2005u);
+  EXPECT_EQ(status(), 0x0100'2004u);
   EXPECT_EQ(chip.ReadRegister(Register::SecApTxCtl), 0u);
+  EXPECT_EQ(chip.State().ram, Bytes(0x100, 0));
 }
 
 TEST(BootRomTest, TheAhbApReachesAllMemoriesButWritesOnlyRam) {

@@ -26,7 +26,8 @@ TEST(FlashTest, ProgramsAndVerifies) {
           hold open; 40011A KEY 16*0 -> 11A; 209 KEY -> 209; ccfg 0 = 64*FFFFFFFF; scfg 0 = 16*FFFFFFFF)"},
       {"a cell that does not program", "fault cell:0x41; 4010E KEY 40 0 -> 10E; main 40 = 0000FF00"},
       {"a user record left out or blank is held against its own word", R"(
-          1010C KEY CCFG -> 10C; ccfg 60 = 8*FFFFFFFF 0; 211 0 0 0 0 -> 870211; 20311 0 0 0 0 -> 311
+          1010C KEY CCFG -> 10C; ccfg 60 = 8*FFFFFFFF 0; pin; sleep 6; boot C0
+          saci; 211 0 0 0 0 -> 870211; 20311 0 0 0 0 -> 311
           10C KEY CCFG -> 10C; 411 0 0 0 0 -> 411)"},
       {"CCFG's blank check sees the user record, too", R"(
           80000111 0 0 0 0 -> 111; 20D KEY FFFFFFFE 7*FFFFFFFF -> 20D; 80000311 0 0 0 0 -> 890311)"},
@@ -52,6 +53,10 @@ TEST(FlashTest, ProgramsAndVerifies) {
 
 TEST(FlashTest, TakesItsTimeToTheNanosecond) {
   const Transcript transcripts[] = {
+      {"a command", "set TXCTL 2; set TXDATA 101; ns 19999; RXDATA = 0; ns 1; RXDATA = 101"},
+      {"verifying a sector", "send 110 0 40 0; ns 20127; RXCTL = 4; ns 1; RXCTL = 1"},
+      {"a user record", "send 10D KEY 8*0; ns 519999; RXCTL = 4; ns 1; RXCTL = 1"},
+      {"a password", "hold password; send 30306 PASSWORD; ns 69999; RXCTL = 4; ns 1; RXCTL = 1"},
       {"a sector of a pipelined transfer", R"(
           send 10F KEY 0; raw 16*0; RXCTL = 4; ns 139999; RXCTL = 4; ns 1; RXCTL = 1)"},
       {"an erase, with the next word waiting for its end", R"(
