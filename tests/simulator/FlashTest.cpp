@@ -30,7 +30,8 @@ TEST(FlashTest, ProgramsAndVerifies) {
           saci; 211 0 0 0 0 -> 870211; 20311 0 0 0 0 -> 311
           10C KEY CCFG -> 10C; 411 0 0 0 0 -> 411)"},
       {"CCFG's blank check sees the user record, too", R"(
-          80000111 0 0 0 0 -> 111; 20D KEY FFFFFFFE 7*FFFFFFFF -> 20D; 80000311 0 0 0 0 -> 890311)"},
+          80000111 0 0 0 0 -> 111; 20D KEY FFFFFFFE 7*FFFFFFFF -> 20D; 80000311 0 0 0 0 -> 890311
+          ccfg 5C = FFFFFFFF FFFFFFFE 8*FFFFFFFF)"},
       {"and the first and the last byte", R"(
           10C KEY FFFFFFFE 63*FFFFFFFF -> 10C; 80000211 0 0 0 0 -> 890211
           309 KEY -> 309; 40C KEY 63*FFFFFFFF 7FFFFFFF -> 40C; 80000511 0 0 0 0 -> 890511)"},
@@ -59,6 +60,8 @@ TEST(FlashTest, TakesItsTimeToTheNanosecond) {
       {"a password", "hold password; send 30306 PASSWORD; ns 69999; RXCTL = 4; ns 1; RXCTL = 1"},
       {"a sector of a pipelined transfer", R"(
           send 10F KEY 0; raw 16*0; RXCTL = 4; ns 139999; RXCTL = 4; ns 1; RXCTL = 1)"},
+      {"a third sector that comes as soon as the first is programmed", R"(
+          send 10F KEY 0; raw 16*1 16*2; ns 66400; set TXDATA 3; raw 15*3; answer 10F; answer 20F; answer 30F)"},
       {"an erase, with the next word waiting for its end", R"(
           set TXCTL 2; set TXDATA 109; set TXCTL 0; set TXDATA 5C17E94B; ns 20000; set TXCTL 2; set TXDATA 201
           ns 39999999; TXCTL = 3; ns 1; TXCTL = 2)"},

@@ -107,6 +107,7 @@ TEST_P(HsmTest, AnImageThatBreaksOffIsAFailedUpdate) {
   image.resize(0x1'0000);  // 256 KiB, the largest
   for (const bool byReset : {false, true}) {
     target.Become(BlankState(SmallChip()));
+    EXPECT_EQ(Status(), (Words{0x0100'0323, 0})) << "a reset alone breaks nothing off";
     Begin(image);
     target.WriteTxWords(std::span(image).first(3));
     if (byReset) target.EnterSaci();
