@@ -52,7 +52,7 @@ TEST_F(FaultsTest, StrikesAsAsked) {
       {"wrong id", "fault saci:*:wrong-id; 101 -> 1FE"},
       {"wrong sequence number", "fault saci:1:wrong-seq; 101 -> 201"},
       {"count", "fault saci:1:count=2; 101 -> 2000101 0 0"},
-      {"lost", "fault saci:1:lost; 101 -> -"},
+      {"lost, each time", "fault saci:1:lost; 101 -> -; 201 -> -"},
       {"hang", "fault saci:1:hang; 101 -> -; 201 -> -; saci; fault saci:9:lost"},
       {"of another command", "fault saci:9:lost; 101 -> 101"},
       {"late", "fault saci:1:late=50; send 101; sleep 49; RXCTL = 0; sleep 2; answer 101"},

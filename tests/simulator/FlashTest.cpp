@@ -58,6 +58,11 @@ TEST(FlashTest, TakesItsTimeToTheNanosecond) {
       {"verifying a sector", "send 110 0 40 0; ns 20127; RXCTL = 4; ns 1; RXCTL = 1"},
       {"a user record", "send 10D KEY 8*0; ns 519999; RXCTL = 4; ns 1; RXCTL = 1"},
       {"a password", "hold password; send 30306 PASSWORD; ns 69999; RXCTL = 4; ns 1; RXCTL = 1"},
+      {"the boot code", "send 107; ns 1865399; boot 80; boot 81"},
+      {"an HSM image, refused and installed", R"(
+          send 121 5; ns 1019999; RXCTL = 4; ns 1; RXCTL = 0; raw 0; ns 999999; RXCTL = 4; ns 1; RXCTL = 9
+          answer 8F0121; send 221 5; ns 1020000; raw 464D5348 20000 1 ABDE5729 9
+          ns 79999999; RXCTL = 4; ns 1; RXCTL = 1; answer 221)"},
       {"a sector of a pipelined transfer", R"(
           send 10F KEY 0; raw 16*0; RXCTL = 4; ns 139999; RXCTL = 4; ns 1; RXCTL = 1)"},
       {"a third sector that comes as soon as the first is programmed", R"(
