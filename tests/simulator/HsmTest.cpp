@@ -131,12 +131,12 @@ INSTANTIATE_TEST_SUITE_P(BothForms, HsmTest, testing::Values(HsmKind::Whole, Hsm
 TEST(HsmImageTest, HasTheDocumentedWords) {
   HsmFirmware firmware{.major = 1, .minor = 2, .patch = 3, .boots = false, .payload = {}};
   for (const char c : std::string_view("123456789")) firmware.payload.push_back(static_cast<std::uint8_t>(c));
-  EXPECT_EQ(AsWords(BuildHsmImage(firmware, HsmKind::Whole)),
+  EXPECT_EQ(AsWords(BuildHsmImage(firmware, HsmKind::Whole, 5)),
             (Words{0x464D'5348, 0x0101'0203, 9, 0xCBF4'3926, 0x3433'3231, 0x3837'3635, 0x0000'0039}));
   EXPECT_EQ(
       AsWords(BuildHsmImage(firmware, HsmKind::Records, 5)),
       (Words{0x524D'5348, 12, 0x0101'0203, 9, 0xCBF4'3926, 5, 0x3433'3231, 0x0000'0035, 4, 0x3938'3736}));
-  EXPECT_EQ(ErrorOf([&] { BuildHsmImage(firmware, HsmKind::None); }),
+  EXPECT_EQ(ErrorOf([&] { BuildHsmImage(firmware, HsmKind::None, 5); }),
             "A chip without security module takes no image");
   EXPECT_EQ(ErrorOf([&] { BuildHsmImage(firmware, HsmKind::Records, 0); }),
             "An image record holds at least one byte");
