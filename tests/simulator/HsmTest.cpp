@@ -57,7 +57,7 @@ struct HsmTest : testing::TestWithParam<HsmKind> {
   TestChip target{ChipWith(GetParam())};
 };
 
-TEST_P(HsmTest, InstallsANewerOrTheSameVersion) {
+TEST_P(HsmTest, InstallsANewerOrTheSameVersionAndSaysWhenItDoesNotStart) {
   EXPECT_EQ(InstalledVersion(), 0x01'00'00u);
   EXPECT_EQ(Status(), (Words{0x0100'0323, 0}));
   EXPECT_EQ(Update(Image(Version(1, 2, 3))), (Words{0x0000'0121}));
@@ -71,6 +71,10 @@ TEST_P(HsmTest, InstallsANewerOrTheSameVersion) {
   smallest.payload.resize(GetParam() == HsmKind::Whole ? 1 : 0);
   EXPECT_EQ(Image(smallest).size(), 5u);
   EXPECT_EQ(Update(Image(smallest)), (Words{0x0000'0121}));
+  smallest.boots = false;
+  EXPECT_EQ(Update(Image(smallest)), (Words{0x008E'0121}));
+  EXPECT_EQ(Status(), (Words{0x0100'0323, 7}));
+  EXPECT_EQ(target.Command({0x0000'0422}), (Words{0x008E'0422}));
 }
 
 TEST_P(HsmTest, RefusesAnOlderVersionBeforeThePayload) {
