@@ -13,6 +13,7 @@ TEST(BootRomTest, BootsLeavesAndAuthorizes) {
           hold open F; pin; sleep 6; boot 20; hold open 20; pin; sleep 6; boot 20
           hold open FF; pin; sleep 6; boot 20; hold open 60; pin; sleep 6; boot C0)"},
       {"other reset requests do nothing", "107 -> 107; sleep 3; set RSTCTL 5D; sleep 10; boot 81"},
+      {"a reset forgets a word that nobody took", "107 -> 107; sleep 3; send 201; TXCTL = 3; saci; answer -"},
       {"halt, blank", "107 -> 107; boot 80; sleep 3; boot 81; ahb 1"},
       {"halt, valid", "hold open; 107 -> 107; boot 80; sleep 3; boot C1; ahb 1"},
       {"run, blank", "115 -> 115; boot 80; sleep 3; boot 20; ahb 1"},
@@ -74,8 +75,10 @@ TEST(BootRomTest, TheAhbApReachesAllMemoriesButWritesOnlyRam) {
   EXPECT_EQ(read(0xFFFF'FFFE), "Bus error: reading 5 bytes at 0xFFFFFFFE");
   target.PinReset();
   EXPECT_EQ(target.Contents().ram[3], 1) << "RAM outlives a reset";
+  target.Sleep(6);
   target.chip.PowerCycle();
   EXPECT_EQ(target.Contents().ram[3], 0) << "but no power cycle";
+  EXPECT_EQ(target.BootStatus(), 1u) << "which boots";
 
   Play(target, {"closed", "hold password"});
   EXPECT_EQ(read(0x2000'0000), "The AHB access port is not enabled");
