@@ -1,6 +1,6 @@
 #include "ChipDescription.h"
 
-#include <array>
+#include <iterator>
 #include <stdexcept>
 #include <string_view>
 
@@ -25,14 +25,14 @@ bool Fits(std::uint64_t offset, std::uint64_t length, std::uint64_t size) {
 }
 
 void CheckRegions(const ChipDescription& description) {
-  const std::array<Region, 5> regions = {{
+  const Region regions[] = {
       {"MAIN", 0, description.mainSize},
       {"CCFG", description.ccfgBase, description.ccfgSize},
       {"SCFG", description.scfgBase, description.scfgSize},
       {"OTP", description.otpBase, description.otpSize},
       {"RAM", description.ramBase, description.ramSize},
-  }};
-  for (std::size_t i = 0; i < regions.size(); ++i) {
+  };
+  for (std::size_t i = 0; i < std::size(regions); ++i) {
     const Region& one = regions[i];
     const std::string name(one.name);
     Require(one.size % 4 == 0 && one.base % 4 == 0, description, name + " is no whole number of words");

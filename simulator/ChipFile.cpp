@@ -60,16 +60,25 @@ struct stat StatusOf(int descriptor) {
   return status;
 }
 
+// The bytes that `transfer` moved, tried again when a signal interrupts it.
+template <typename Transfer>
+std::size_t Uninterrupted(std::string_view failure, Transfer&& transfer) {
+  for (;;) {
+    if (const ssize_t count = transfer(); count >= 0) return static_cast<std::size_t>(count);
+    if (errno != EINTR) ThrowErrno(failure);
+  }
+}
+
 Bytes ReadWhole(int descriptor) {
   const off_t size = StatusOf(descriptor).st_size;
   if (size > kLargest) throw std::runtime_error("is too large for a chip file");
   Bytes bytes(static_cast<std::size_t>(size));
   for (std::size_t done = 0; done < bytes.size();) {
-    const ssize_t count = pread(descriptor, &bytes[done], bytes.size() - done, static_cast<off_t>(done));
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) ThrowErrno("cannot be read");
+    const std::size_t count = Uninterrupted("cannot be read", [&] {
+      return pread(descriptor, &bytes[done], bytes.size() - done, static_cast<off_t>(done));
+    });
     if (count == 0) bytes.resize(done);  // somebody cut it meanwhile: the checksum will tell
-    done += static_cast<std::size_t>(count);
+    done += count;
   }
   return bytes;
 }
@@ -117,12 +126,9 @@ class Replacement {
   }
 
   void Write(std::span<const std::uint8_t> bytes) const {
-    while (!bytes.empty()) {
-      const ssize_t written = write(file.Get(), bytes.data(), bytes.size());
-      if (written < 0 && errno == EINTR) continue;
-      if (written < 0) ThrowErrno("cannot be written");
-      bytes = bytes.subspan(static_cast<std::size_t>(written));
-    }
+    while (!bytes.empty())
+      bytes = bytes.subspan(
+          Uninterrupted("cannot be written", [&] { return write(file.Get(), bytes.data(), bytes.size()); }));
   }
 
   // The data must be on the disk before the name points to it, and the name before the caller goes on. Locked

@@ -57,17 +57,17 @@ std::optional<std::uint32_t> Nth(std::string_view piece) {
 void SetAction(SaciFault& fault, std::string_view piece) {
   using Action = SaciFault::Action;
   constexpr std::uint32_t kByte = 0xFF;
-  const auto set = [&fault](Action action, std::uint32_t value) {
+  const auto set = [&fault](Action action, std::uint32_t value = 0) {
     fault.action = action;
     fault.value = value;
   };
   if (const auto result = Keyed(piece, "result", kByte)) return set(Action::Result, *result);
   if (const auto late = Keyed(piece, "late")) return set(Action::Late, *late);
   if (const auto count = Keyed(piece, "count", kByte)) return set(Action::Count, *count);
-  if (piece == "lost") return set(Action::Lost, 0);
-  if (piece == "wrong-id") return set(Action::WrongId, 0);
-  if (piece == "wrong-seq") return set(Action::WrongSequence, 0);
-  if (piece == "hang") return set(Action::Hang, 0);
+  if (piece == "lost") return set(Action::Lost);
+  if (piece == "wrong-id") return set(Action::WrongId);
+  if (piece == "wrong-seq") return set(Action::WrongSequence);
+  if (piece == "hang") return set(Action::Hang);
   Reject(piece, "no such action");
 }
 
@@ -126,7 +126,7 @@ bool Faults::AddPair(std::string_view entry, std::string_view kind, std::string_
   if (kind == "power") {
     const auto words = Keyed(what, "after");
     if (words == 0U) Reject(entry, "the first word is number 1");
-    if (words) wordsToPowerCut = words;
+    if (words) wordsToPowerCut = *words;
     return words.has_value();
   }
   if (kind == "hsm") {
@@ -142,7 +142,7 @@ void Faults::AddWire(std::string_view entry) {
   const auto nth = pieces.size() == 3 ? Nth(pieces[1]) : std::nullopt;
   if (pieces.size() != (nth ? 3U : 2U)) Reject(entry, "is not wire[:nth=N]:ACTION");
   WireFault fault;
-  fault.nth = nth.value_or(0);
+  if (nth) fault.nth = *nth;
   fault.waits = Keyed(pieces.back(), "wait");
   if (fault.waits || pieces.back() == "wait")
     fault.kind = AccessFault::Wait;
@@ -217,9 +217,7 @@ bool Faults::RamByteFails(std::uint32_t address) const {
 }
 
 bool Faults::NextWordCutsPower() {
-  if (!wordsToPowerCut || --*wordsToPowerCut != 0) return false;
-  wordsToPowerCut.reset();
-  return true;
+  return wordsToPowerCut != 0 && --wordsToPowerCut == 0;
 }
 
 }  // namespace simulator

@@ -95,7 +95,7 @@ class Faults {
   std::vector<std::uint32_t> cells;
   std::vector<std::uint32_t> ramBytes;
   std::optional<std::uint32_t> hsmStatus;
-  std::optional<std::uint32_t> wordsToPowerCut;
+  std::uint32_t wordsToPowerCut = 0;  // 0: none is to come
 };
 
 }  // namespace simulator

@@ -34,7 +34,6 @@ bool Hsm::Begin(std::uint32_t words) {
   image.clear();
   payload.clear();
   announcedWords = words;
-  recordData = 2;
   recordEnd = kFirstRecord;
   return true;
 }

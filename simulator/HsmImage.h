@@ -30,7 +30,6 @@ constexpr std::uint32_t kHsmFailsToBoot = 0x0100'0000;
 
 // The image in the form that a chip with `kind` takes. `recordBytes` is the payload of one record, at least
 // 1; the last one is shorter. Throws std::runtime_error for HsmKind::None, and for recordBytes 0.
-std::vector<std::uint8_t> BuildHsmImage(const HsmFirmware& firmware, HsmKind kind,
-                                        std::uint32_t recordBytes = 256);
+std::vector<std::uint8_t> BuildHsmImage(const HsmFirmware& firmware, HsmKind kind, std::uint32_t recordBytes);
 
 }  // namespace simulator

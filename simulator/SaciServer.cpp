@@ -105,9 +105,7 @@ void SaciServer::Take(TxWord word, Nanoseconds at) {
   switch (stage) {
     case Stage::Parameters:
       current.words.push_back(word.value);
-      if (std::exchange(overrun, false)) {
-        Refuse(kOverflow, at);
-      } else if (current.words.size() == wantedWords) {
+      if (current.words.size() == wantedWords) {
         stage = Stage::Settling;
         settledAt = std::max(at + costs.command, flashFreeAt);
       }
@@ -191,7 +189,7 @@ void SaciServer::LeaveOrReset(Nanoseconds at, bool answered) {
 }
 
 void SaciServer::TakeStreamed(std::uint32_t word, Nanoseconds at) {
-  if (at < streamBufferFreeAt || std::exchange(overrun, false)) {
+  if (at < streamBufferFreeAt) {
     Refuse(kOverflow, std::max(at, flashFreeAt));
     return;
   }
@@ -236,7 +234,9 @@ void SaciServer::TakeHsmWord(std::uint32_t word, Nanoseconds at) {
   busyUntil = at + costs.hsmUpdate;
   stage = Stage::Idle;
   const std::optional<SaciFault> fault = faults.NextAnswer(current.id);
-  Answer({.result = Replaces(fault) ? std::uint8_t{0} : hsm.Install()}, busyUntil, fault);
+  Outcome outcome;
+  if (!Replaces(fault)) outcome.result = hsm.Install();
+  Answer(outcome, busyUntil, fault);
 }
 
 void SaciServer::Refuse(std::uint8_t result, Nanoseconds at) {

@@ -50,12 +50,12 @@ class SaciServer {
  private:
   enum class Stage : std::uint8_t { Idle, Parameters, Settling, Streaming, HsmImage, Discarding, Hung };
   struct TxWord {
-    std::uint32_t value = 0;
-    bool start = false;
+    std::uint32_t value;
+    bool start;
   };
   struct RxWord {
-    std::uint32_t value = 0;
-    Nanoseconds readyAt = 0;
+    std::uint32_t value;
+    Nanoseconds readyAt;
     bool hsmError = false;         // answers an image before it was complete
     bool resetsWhenTaken = false;  // the reset command's acknowledgement
   };
@@ -119,7 +119,7 @@ class SaciServer {
   Stage stage = Stage::Idle;
   bool startFlag = false;
   std::optional<TxWord> waiting;  // in the TX register
-  bool overrun = false;           // a word met the TX register full
+  bool overrun = false;  // a word met the TX register full; parameters and sectors never wait in there
   Command current;
   std::size_t wantedWords = 0;
   Nanoseconds settledAt = 0;

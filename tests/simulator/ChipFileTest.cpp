@@ -8,6 +8,7 @@
 
 #include <fstream>
 #include <functional>
+#include <iostream>
 #include <iterator>
 
 #include "TestChip.h"
@@ -43,6 +44,7 @@ TEST(ChipStoreTest, RefusesWhatIsNotWhole) {
     file[at] ^= 0x01;
   }
   EXPECT_EQ(error(file), "ok");
+  EXPECT_EQ(std::string(file.begin(), file.begin() + 8), "TOVCHIP\n");
 }
 
 TEST(ChipStoreTest, RefusesWhatAChecksumCannotShow) {
@@ -55,6 +57,7 @@ TEST(ChipStoreTest, RefusesWhatAChecksumCannotShow) {
       {15, 0xFF, "is damaged: it ends too early"},
       {16, 'S', "holds a chip of device Small, not small"},
       {21, 0, "holds a chip of another identity than device small"},
+      {29, 255, "ok"},
       {30, 1, "is damaged: there is no life cycle 260"},
       {49, 1, "holds 19201 bytes of MAIN instead of 19200"},
       {19253, 1, "holds 257 bytes of CCFG instead of 256"},
@@ -118,12 +121,13 @@ TEST_F(ChipFileTest, KeepsAChipItsModeAndTheLinkToIt) {
   EXPECT_EQ(ChipFile::OpenExisting(path).Load(SmallChip()), Used());
   EXPECT_EQ(ChipFile::DeviceName(path), "small");
   EXPECT_EQ(FilesInFolder(), 2) << "no temporary file stays";
-  if (geteuid() == 0) {
-    ASSERT_EQ(chown(path.c_str(), 12, 34), 0);
+  for (const auto& [user, group] : {std::pair<uid_t, gid_t>{12, 0}, {0, 34}}) {
+    if (geteuid() != 0) break;
+    ASSERT_EQ(chown(path.c_str(), user, group), 0);
     Save(path);
     struct stat status {};
     ASSERT_EQ(stat(path.c_str(), &status), 0);
-    EXPECT_EQ((Words{status.st_uid, status.st_gid}), (Words{12, 34}));
+    EXPECT_EQ((Words{status.st_uid, status.st_gid}), (Words{user, group}));
   }
 }
 
@@ -145,14 +149,19 @@ TEST_F(ChipFileTest, IsHeldFromOpeningToTheEndAcrossEverySave) {
   fs::remove(path);
   ChipFile::OpenOrCreate(path);
   EXPECT_EQ(FilesInFolder(), 0) << "nothing was saved";
-  std::ofstream(path).close();
+  {
+    const ChipFile held = ChipFile::OpenOrCreate(path);
+    fs::remove(path);
+    std::ofstream(path).close();
+  }
   EXPECT_TRUE(ChipFile::OpenOrCreate(path).IsEmpty()) << "what a run that was killed leaves";
   EXPECT_EQ(FilesInFolder(), 1) << "not ours to remove";
 }
 
 TEST_F(ChipFileTest, SaysWhatIsWrongWithAName) {
-  const fs::path script = folder / "script", nowhere = folder / "no" / "board.chip";
+  const fs::path script = folder / "script", pipe = folder / "pipe", nowhere = folder / "no" / "board.chip";
   std::ofstream(script) << "#!/bin/sh";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const auto existing = [](const fs::path& name) { (void)ChipFile::OpenExisting(name).Load(SmallChip()); };
   const auto created = [](const fs::path& name) { ChipFile::OpenOrCreate(name); };
   const struct {
@@ -163,13 +172,17 @@ TEST_F(ChipFileTest, SaysWhatIsWrongWithAName) {
       {existing, path, "cannot be opened: No such file or directory"},
       {existing, script, "is not a chip file"},
       {existing, folder, "is not a plain file"},
+      {existing, pipe, "is not a plain file"},
       {created, folder, "is not a plain file"},
       {created, nowhere, "cannot be created: No such file or directory"},
   };
   for (const auto& c : cases) EXPECT_EQ(Error([&] { c.open(c.name); }, c.name), c.error) << c.name;
-  fs::resize_file(script, 65 << 20);
-  EXPECT_EQ(Error([&] { ChipFile::DeviceName(script); }, script), "is too large for a chip file");
-  EXPECT_EQ(FilesInFolder(), 1);
+  for (const std::uintmax_t tooMuch : {0U, 1U}) {
+    fs::resize_file(script, (64U << 20) + tooMuch);
+    EXPECT_EQ(Error([&] { ChipFile::DeviceName(script); }, script),
+              tooMuch == 0 ? "is not a chip file" : "is too large for a chip file");
+  }
+  EXPECT_EQ(FilesInFolder(), 2);
 }
 
 // A limit on file sizes stands in for the full disk: root may do everything else.
@@ -189,12 +202,33 @@ TEST_F(ChipFileTest, NoticesBeforehandThatItCannotBeWrittenAndKeepsTheOldChip) {
   EXPECT_EQ(file.Load(SmallChip()), Used());
   EXPECT_EQ(FilesInFolder(), 1);
 
-  if (geteuid() == 0) return;
-  fs::permissions(path, fs::perms{0444});
-  EXPECT_EQ(Error([&] { file.RequireWritable(SmallChip()); }, path), "cannot be written: Permission denied");
-  fs::permissions(path, fs::perms{0644});
-  fs::permissions(folder, fs::perms{0555});
-  EXPECT_EQ(Error([&] { file.RequireWritable(SmallChip()); }, path), "cannot be replaced: Permission denied");
+  fs::remove(path), fs::create_directory(path);
+  EXPECT_EQ(Error([&] { file.Save(SmallChip(), Used()); }, path), "cannot be replaced: Is a directory");
+}
+
+// Root may do everything, so somebody else tries, in a process of his own.
+TEST_F(ChipFileTest, KeepsToThePermissions) {
+  Save(path);
+  ChipFile file = ChipFile::OpenExisting(path);
+  const auto attempt = [&] {
+    if (geteuid() == 0 && setuid(1) != 0) _exit(1);
+    std::cerr << Error([&] { file.RequireWritable(SmallChip()); }, path) << '\n'
+              << Error([&] { file.Save(SmallChip(), Used()); }, path);
+    _exit(0);
+  };
+  const struct {
+    unsigned file, folder;
+    std::string error;
+  } cases[] = {
+      {0444, 0777, "cannot be written: Permission denied"},
+      {0666, 0555, "cannot be replaced: Permission denied"},
+      {0666, 0777, "cannot keep its owner: Operation not permitted"},  // which is root
+  };
+  for (const auto& c : std::span(cases).first(geteuid() == 0 ? 3 : 2)) {
+    fs::permissions(path, fs::perms{c.file});
+    fs::permissions(folder, fs::perms{c.folder});
+    EXPECT_EXIT(attempt(), testing::ExitedWithCode(0), '^' + c.error + '\n' + c.error + '$');
+  }
   fs::permissions(folder, fs::perms{0755});
 }
 

@@ -18,6 +18,7 @@ TEST_F(FaultsTest, SaysWhichPieceIsNotUnderstood) {
   } cases[] = {
       {"saci", "Fault \"saci\": is not saci:COMMAND[:nth=N]:ACTION"},
       {"saci:14", "Fault \"saci:14\": is not saci:COMMAND[:nth=N]:ACTION"},
+      {"saci:1:nth=1:late=2:lost", "Fault \"saci:1:nth=1:late=2:lost\": is not saci:COMMAND[:nth=N]:ACTION"},
       {"saci:256:lost", "Fault \"saci:256:lost\": \"256\" is above 255"},
       {"saci:14:Lost", "Fault \"Lost\": no such action"},
       {"saci:14:result=", "Fault \"result=\": \"\" is not a number"},
@@ -34,8 +35,10 @@ TEST_F(FaultsTest, SaysWhichPieceIsNotUnderstood) {
       {"wire", "Fault \"wire\": is not wire[:nth=N]:ACTION"},
       {"wire:nth=0:wait", "Fault \"nth=0\": the first is number 1"},
       {"wire:waits", "Fault \"waits\": no such action"},
+      {"packet:1", "Fault \"packet:1\": is not packet:N:ACTION"},
       {"packet:0:lost", "Fault \"packet:0:lost\": the first is number 1"},
       {"packet:1:gone", "Fault \"gone\": no such action"},
+      {"cell:1:2", "Fault \"cell:1:2\": no such fault"},
       {"bogus:1", "Fault \"bogus:1\": no such fault"},
   };
   for (const auto& c : cases) EXPECT_EQ(ErrorOf([&] { Ask(c.text); }), c.error);
@@ -45,11 +48,11 @@ TEST_F(FaultsTest, SaysWhichPieceIsNotUnderstood) {
 TEST_F(FaultsTest, StrikesAsAsked) {
   const Transcript transcripts[] = {
       {"result", "fault saci:1:result=0x84; 101 -> 840101"},
-      {"of a command in hexadecimal", "fault saci:0x01:result=255; 101 -> FF0101"},
+      {"of a command in hexadecimal", "fault saci:0X01:result=255; 101 -> FF0101"},
       {"wrong id", "fault saci:*:wrong-id; 101 -> 1FE"},
       {"wrong sequence number", "fault saci:1:wrong-seq; 101 -> 201"},
       {"count", "fault saci:1:count=2; 101 -> 2000101 0 0"},
-      {"lost", "fault saci:1:lost; 101 -> -"},
+      {"lost, each time", "fault saci:1:lost; 101 -> -; 201 -> -"},
       {"hang", "fault saci:1:hang; 101 -> -; 201 -> -; saci; fault saci:9:lost"},
       {"of another command", "fault saci:9:lost; 101 -> 101"},
       {"late", "fault saci:1:late=50; send 101; sleep 49; RXCTL = 0; sleep 2; answer 101"},
@@ -67,13 +70,13 @@ TEST_F(FaultsTest, StrikesAsAsked) {
   PlayEach(transcripts);
 }
 
-TEST_F(FaultsTest, ARamByteReadsBackWrong) {
-  Ask("ram:0x20000002");
+TEST_F(FaultsTest, RamBytesReadBackWrong) {
+  Ask("ram:0x20000002,ram:0x20000000");
   const Bytes bytes = {0x10, 0x20, 0x30, 0x40};
   target.WriteMemory(0x2000'0000, bytes);
   Bytes back(4);
   target.ReadMemory(0x2000'0000, back);
-  EXPECT_EQ(back, (Bytes{0x10, 0x20, 0x31, 0x40}));
+  EXPECT_EQ(back, (Bytes{0x11, 0x20, 0x31, 0x40}));
 }
 
 }  // namespace

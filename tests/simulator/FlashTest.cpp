@@ -26,10 +26,15 @@ TEST(FlashTest, ProgramsAndVerifies) {
           hold open; 40011A KEY 16*0 -> 11A; 209 KEY -> 209; ccfg 0 = 64*FFFFFFFF; scfg 0 = 16*FFFFFFFF)"},
       {"a cell that does not program", "fault cell:0x41; 4010E KEY 40 0 -> 10E; main 40 = 0000FF00"},
       {"a user record left out or blank is held against its own word", R"(
-          1010C KEY CCFG -> 10C; ccfg 60 = 8*FFFFFFFF 0; 211 0 0 0 0 -> 870211; 20311 0 0 0 0 -> 311
+          1010C KEY CCFG -> 10C; ccfg 60 = 8*FFFFFFFF 0; pin; sleep 6; boot C0
+          saci; 211 0 0 0 0 -> 870211; 20311 0 0 0 0 -> 311
           10C KEY CCFG -> 10C; 411 0 0 0 0 -> 411)"},
       {"CCFG's blank check sees the user record, too", R"(
-          80000111 0 0 0 0 -> 111; 20D KEY FFFFFFFE 7*FFFFFFFF -> 20D; 80000311 0 0 0 0 -> 890311)"},
+          80000111 0 0 0 0 -> 111; 20D KEY FFFFFFFE 7*FFFFFFFF -> 20D; 80000311 0 0 0 0 -> 890311
+          ccfg 5C = FFFFFFFF FFFFFFFE 8*FFFFFFFF)"},
+      {"and the first and the last byte", R"(
+          10C KEY FFFFFFFE 63*FFFFFFFF -> 10C; 80000211 0 0 0 0 -> 890211
+          309 KEY -> 309; 40C KEY 63*FFFFFFFF 7FFFFFFF -> 40C; 80000511 0 0 0 0 -> 890511)"},
       {"SCFG takes the stated bytes", R"(
           22011A KEY 16*01020304 -> 11A; scfg 0 = 8*01020304 FFFF0304 7*FFFFFFFF)"},
       {"SCFG is verified against the given CRC or its own word", R"(
@@ -38,10 +43,33 @@ TEST(FlashTest, ProgramsAndVerifies) {
       {"OTP is written once; what was left erased can be written later, by a longer program", R"(
           60119 KEY 12345678 511*0 -> 119; otp 0 = 12345678 FFFF0000 6*FFFFFFFF
           60219 KEY 12345678 511*0 -> 219; mark
-          200319 KEY 12345670 511*0 -> 840319; 200419 KEY 12345678 511*0 -> 840419; unchanged
+          200319 KEY 12345670 FFFF0000 510*FFFFFFFF -> 840319; 200419 KEY 12345678 511*0 -> 840419; unchanged
+          200419 KEY 12345678 FFFF0001 510*FFFFFFFF -> 840419; unchanged
           409 KEY -> 409; otp 0 = 12345678 FFFF0000 6*FFFFFFFF
           200519 KEY 12345678 FFFF0000 510*11 -> 519; otp 8 = 6*11
           200619 KEY 12345678 FFFF0000 510*10 -> 840619)"},
+  };
+  PlayEach(transcripts);
+}
+
+TEST(FlashTest, TakesItsTimeToTheNanosecond) {
+  const Transcript transcripts[] = {
+      {"a command", "set TXCTL 2; set TXDATA 101; ns 19999; RXDATA = 0; ns 1; RXDATA = 101"},
+      {"verifying a sector", "send 110 0 40 0; ns 20127; RXCTL = 4; ns 1; RXCTL = 1"},
+      {"a user record", "send 10D KEY 8*0; ns 519999; RXCTL = 4; ns 1; RXCTL = 1"},
+      {"a password", "hold password; send 30306 PASSWORD; ns 69999; RXCTL = 4; ns 1; RXCTL = 1"},
+      {"the boot code", "send 107; ns 1865399; boot 80; boot 81"},
+      {"an HSM image, refused and installed", R"(
+          send 121 5; ns 1019999; RXCTL = 4; ns 1; RXCTL = 0; raw 0; ns 999999; RXCTL = 4; ns 1; RXCTL = 9
+          answer 8F0121; send 221 5; ns 1020000; raw 464D5348 20000 1 ABDE5729 9
+          ns 79999999; RXCTL = 4; ns 1; RXCTL = 1; answer 221)"},
+      {"a sector of a pipelined transfer", R"(
+          send 10F KEY 0; raw 16*0; RXCTL = 4; ns 139999; RXCTL = 4; ns 1; RXCTL = 1)"},
+      {"a third sector that comes as soon as the first is programmed", R"(
+          send 10F KEY 0; raw 16*1 16*2; ns 66400; set TXDATA 3; raw 15*3; answer 10F; answer 20F; answer 30F)"},
+      {"an erase, with the next word waiting for its end", R"(
+          set TXCTL 2; set TXDATA 109; set TXCTL 0; set TXDATA 5C17E94B; ns 20000; set TXCTL 2; set TXDATA 201
+          ns 39999999; TXCTL = 3; ns 1; TXCTL = 2)"},
   };
   PlayEach(transcripts);
 }
@@ -93,6 +121,9 @@ TEST(FlashTest, APowerCutKeepsTheWordsWrittenAndKillsTheChipUntilThePowerComesBa
   target.chip.AskedFaults().Add("power:after=1");
   cutDuring({0x0002'010E, kKey, 8, 0});
   Play(target, {"part of a word counts as one", "main 8 = FFFF0000"});
+  target.chip.AskedFaults().Add("power:after=1");
+  EXPECT_NE(ErrorOf([&] { target.Command({0x0004'010E, kKey, 0x10, 0}); }), "ok");
+  Play(target, {"another chip in its place has power, and keeps it", "hold open; 8010E KEY 10 0 0 -> 10E"});
 }
 
 }  // namespace

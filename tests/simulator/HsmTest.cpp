@@ -57,14 +57,24 @@ struct HsmTest : testing::TestWithParam<HsmKind> {
   TestChip target{ChipWith(GetParam())};
 };
 
-TEST_P(HsmTest, InstallsANewerOrTheSameVersion) {
+TEST_P(HsmTest, InstallsANewerOrTheSameVersionAndSaysWhenItDoesNotStart) {
   EXPECT_EQ(InstalledVersion(), 0x01'00'00u);
   EXPECT_EQ(Status(), (Words{0x0100'0323, 0}));
   EXPECT_EQ(Update(Image(Version(1, 2, 3))), (Words{0x0000'0121}));
   EXPECT_EQ(InstalledVersion(), 0x01'02'03u);
   EXPECT_EQ(Status(), (Words{0x0100'0323, 1}));
   EXPECT_EQ(Update(Image(Version(1, 2, 3))), (Words{0x0000'0121}));
-  EXPECT_EQ(target.Contents().hsm.updates, 2u);
+  EXPECT_EQ(target.Command({0x0000'0422}),
+            (Words{0x0900'0422, 0x4D'5348, 0x4'0000, 2, 0, 0, 0, 0, 0x01'02'03, 0}))
+      << "name, size, updates";
+  HsmFirmware smallest = Version(1, 2, 3);
+  smallest.payload.resize(GetParam() == HsmKind::Whole ? 1 : 0);
+  EXPECT_EQ(Image(smallest).size(), 5u);
+  EXPECT_EQ(Update(Image(smallest)), (Words{0x0000'0121}));
+  smallest.boots = false;
+  EXPECT_EQ(Update(Image(smallest)), (Words{0x008E'0121}));
+  EXPECT_EQ(Status(), (Words{0x0100'0323, 7}));
+  EXPECT_EQ(target.Command({0x0000'0422}), (Words{0x008E'0422}));
 }
 
 TEST_P(HsmTest, RefusesAnOlderVersionBeforeThePayload) {
@@ -72,6 +82,7 @@ TEST_P(HsmTest, RefusesAnOlderVersionBeforeThePayload) {
   const Words older = Image(Version(1, 255, 255));
   Begin(older);
   target.WriteTxWords(std::span(older).first(GetParam() == HsmKind::Whole ? 4 : 5));
+  EXPECT_EQ(target.Read("SECAP_RXCTL"), kWorking);
   AwaitWork();
   EXPECT_EQ(target.Read("SECAP_RXCTL"), 1 | kErrorAnswer);
   EXPECT_EQ(target.Answer(), (Words{0x0090'0121}));
@@ -96,9 +107,11 @@ TEST_P(HsmTest, RefusesEveryChangedWordButTheVersionAndTellsHeaderFromPayload) {
 }
 
 TEST_P(HsmTest, AnImageThatBreaksOffIsAFailedUpdate) {
-  const Words image = Image(Version(4, 0, 0));
+  Words image = Image(Version(4, 0, 0));
+  image.resize(0x1'0000);  // 256 KiB, the largest
   for (const bool byReset : {false, true}) {
     target.Become(BlankState(SmallChip()));
+    EXPECT_EQ(Status(), (Words{0x0100'0323, 0})) << "a reset alone breaks nothing off";
     Begin(image);
     target.WriteTxWords(std::span(image).first(3));
     if (byReset) target.EnterSaci();
@@ -122,13 +135,15 @@ INSTANTIATE_TEST_SUITE_P(BothForms, HsmTest, testing::Values(HsmKind::Whole, Hsm
 TEST(HsmImageTest, HasTheDocumentedWords) {
   HsmFirmware firmware{.major = 1, .minor = 2, .patch = 3, .boots = false, .payload = {}};
   for (const char c : std::string_view("123456789")) firmware.payload.push_back(static_cast<std::uint8_t>(c));
-  EXPECT_EQ(AsWords(BuildHsmImage(firmware, HsmKind::Whole)),
+  EXPECT_EQ(AsWords(BuildHsmImage(firmware, HsmKind::Whole, 5)),
             (Words{0x464D'5348, 0x0101'0203, 9, 0xCBF4'3926, 0x3433'3231, 0x3837'3635, 0x0000'0039}));
   EXPECT_EQ(
       AsWords(BuildHsmImage(firmware, HsmKind::Records, 5)),
       (Words{0x524D'5348, 12, 0x0101'0203, 9, 0xCBF4'3926, 5, 0x3433'3231, 0x0000'0035, 4, 0x3938'3736}));
-  EXPECT_NE(ErrorOf([&] { BuildHsmImage(firmware, HsmKind::None); }), "ok");
-  EXPECT_NE(ErrorOf([&] { BuildHsmImage(firmware, HsmKind::Records, 0); }), "ok");
+  EXPECT_EQ(ErrorOf([&] { BuildHsmImage(firmware, HsmKind::None, 5); }),
+            "A chip without security module takes no image");
+  EXPECT_EQ(ErrorOf([&] { BuildHsmImage(firmware, HsmKind::Records, 0); }),
+            "An image record holds at least one byte");
 }
 
 }  // namespace

@@ -46,6 +46,7 @@ TEST(RefusalTest, NamesTheFaultAndChangesNothing) {
       {"password where debugging is open", "10106 1 -> 860106"},
       {"HSM image of 4 words", "121 4 -> 820121"},
       {"HSM image above 256 KiB", "121 10001 -> 820121"},
+      {"a word without start flag", "set TXCTL 0; raw 501; answer 800501"},
       {"erase, a word too many", "109 KEY 0 -> 850109"},
       {"MAIN sector, a word too many", "4010E KEY 4 12345678 0 -> 85010E"},
   };

@@ -101,7 +101,7 @@ Words Joined(Words head, std::span<const std::uint32_t> tail) {
 }
 
 TestChip::TestChip(const ChipDescription& description, const CostModel& costs) : chip(description, costs) {
-  EnterSaci();
+  chip.Clock().Advance(kConnecting);
 }
 
 void TestChip::Send(const Words& command) {

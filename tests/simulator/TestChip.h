@@ -35,8 +35,8 @@ Words Joined(Words head, std::span<const std::uint32_t> tail);
 // "SECAP_TXCTL", "CFGAP_DEVICESTATUS", ...
 Register RegisterNamed(std::string_view name);
 
-// A chip at the end of a fast probe, driven as a debugger drives it, but one literal word at a time. Each
-// access first takes 0.15 ms, and 4.6 us a word, then happens.
+// A new chip, which has booted into SACI, at the end of a fast probe, driven as a debugger drives it, but one
+// literal word at a time. Each access first takes 0.15 ms, and 4.6 us a word, then happens.
 class TestChip {
  public:
   explicit TestChip(const ChipDescription& description = SmallChip(), const CostModel& costs = {});
