@@ -51,7 +51,7 @@ std::vector<std::uint8_t> CmsisDapFirmware::Execute(std::span<const std::uint8_t
   PacketWriter out(speed.packetSize);
   transfers.AbortAt(abortAt);
   const bool isList = !request.empty() && (request[0] == kQueueCommands || request[0] == kExecuteCommands);
-  if (request.empty() || request.size() > speed.packetSize)
+  if (request.empty())
     out.Byte(kInvalid);
   else if (isList)
     RunList(in, out);

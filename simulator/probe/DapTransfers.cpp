@@ -61,7 +61,7 @@ class DapTransfers::List {
   }
   bool Try(std::uint8_t transfer, std::uint32_t& data) {
     ack = dap.Access(transfer & kRequestMask, data);
-    if ((transfer & kReadRequest) != 0) unchecked = false;
+    unchecked = false;
     return ack == Ack::Ok;
   }
   void Stamp(std::uint8_t transfer) {
