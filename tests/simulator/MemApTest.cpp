@@ -49,6 +49,7 @@ TEST_F(MemApTest, EachSizeUsesItsLanesAndCountsUp) {
     EXPECT_EQ(client.Read(kTar), c.next) << std::hex << c.address << " " << c.csw;
     client.Write(kTar, c.address);
     EXPECT_EQ(client.Read(kDrw), 0x4433'2211 & c.mask) << std::hex << c.address << " " << c.csw;
+    EXPECT_EQ(client.Read(kTar), c.next) << std::hex << c.address << " " << c.csw;
     At(c.address & ~3U, 2);
     EXPECT_EQ(client.Read(kDrw), 0x4433'2211 & c.mask) << std::hex << c.address << " " << c.csw;
   }

@@ -89,6 +89,7 @@ TEST_F(ProbePacketsTest, FillsAnAnswerToItsLastByte) {
     std::size_t length;
   } cases[] = {
       {"06 00 0F 00 02", "06 0F 00 01 FF", 64},
+      {"05 00 10 02 02" + thirteen + " 00 00 00 00 00", "05 10 01 FF", 63},
       {"7F 02 00 FE 05 00 0F 02 02" + thirteen, "7F 02 00 01 03 05 0E 01", 64},
       {"7F 02 06 00 0D 00 02 00 F1", "7F 02 06 0D 00 01 FF", 64},
       {"7F 02 05 00 0D" + thirteen + " 00 01", "7F 02 05 0D 01 FF", 59},  // the text's last byte does not fit
