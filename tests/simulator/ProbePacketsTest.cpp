@@ -38,8 +38,7 @@ TEST_F(ProbePacketsTest, SaysWhatItIsAndRefusesWhatItIsNot) {
     05 00 01 02 > 05 00 00
     06 00 01 00 02 > 06 00 00 00
     10 00 80 00 00 00 00 > 10 83
-    # in a list nothing is looked for behind what was refused
-    7F 02 05 00 01 02 13 00 > 7F 01 05 00 00
+    7F 02 05 00 01 02 13 00 > 7F 01 05 00 00  # in a list, nothing is looked for behind what was refused
     7F 02 1D 01 08 FF 13 00 > 7F 01 1D FF
     7F 02 14 01 08 FF 13 00 > 7F 01 14 FF
     02 00 > 02 01
@@ -72,7 +71,6 @@ TEST_F(ProbePacketsTest, RefusesWhatEndsTooEarlyAndDoesNothing) {
     05 00 02 02 04 00 00 00 > 05 01 01 FF 1F 41 05
     06 00 02 00 04 00 00 00 50 00 > 06 00 00 00
     06 00 00 00 02 > 06 00 00 00
-    06 00 10 00 02 > 06 00 00 00                           # 16 words do not fit the answer
   )"),
             "");
   const std::string sixteenReads = "05 00 10 03 03 03 03 03 03 03 03 03 03 03 03 03 03 03 03";
@@ -93,7 +91,7 @@ TEST_F(ProbePacketsTest, FillsAnAnswerToItsLastByte) {
       {"7F 02 00 FE 05 00 0F 02 02" + thirteen, "7F 02 00 01 03 05 0E 01", 64},
       {"7F 02 06 00 0D 00 02 00 F1", "7F 02 06 0D 00 01 FF", 64},
       {"7F 02 05 00 0D" + thirteen + " 00 01", "7F 02 05 0D 01 FF", 59},  // the text's last byte does not fit
-      {"7F 02 06 00 10 00 02 13 00", "7F 02 06 00 00 00 13 00", 8},
+      {"7F 02 06 00 10 00 02 13 00", "7F 02 06 00 00 00 13 00", 8},       // 16 words do not fit at all
       {"1D 08 80 80 80 80 80 80 80 B0", "1D 00 FF", 64},
       {"1D 08 80 80 80 80 80 80 80 B1", "1D FF FF", 58},
   };

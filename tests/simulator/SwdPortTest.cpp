@@ -62,10 +62,6 @@ TEST_F(SwdPortTest, TransfersBitByBit) {
     12 40 FF FF FF FF FF FF 3C E7 > 12 00         # 48 ones: those before the transfer do not belong to them
     12 40 FF FF FF FF FF FF FF 00 > 12 00
     05 00 01 02 > 05 01 01 FF 1F 41 05
-    12 33 FF FF FF FF FF FF 01 > 12 00            # 49 ones: neither does the transfer's end
-    05 00 01 02 > 05 00 07
-    12 40 FF FF FF FF FF FF FF 00 > 12 00
-    05 00 01 02 > 05 01 01 FF 1F 41 05
     1D 03 08 B1 85 21 F0 00 00 01 01 > 1D 00 13   # SELECT 0x010000F0
     05 00 01 0F > 05 01 01 10 00 FE 1F            # IDR of the CFG-AP
     1D 03 08 B1 85 21 F0 00 00 01 00 > 1D 00 13   # with the wrong parity: WDATAERR, until ABORT
@@ -92,15 +88,15 @@ TEST_F(SwdPortTest, TransfersBitByBit) {
     10 00 01 00 00 00 00 > 10 80
     10 01 01 00 00 00 00 > 10 81
     05 00 01 02 > 05 01 01 FF 1F 41 05
-    10 02 02 00 00 00 00 > 10 83
+    12 33 FF FF FF FF FF FF 01 > 12 00            # 49 ones: the transfer's end does not belong to them either
+    05 00 01 02 > 05 00 07
   )"),
             "");
 }
 
 TEST_F(SwdPortTest, PortsNeedPowerAndNamesThatExist) {
   EXPECT_EQ(client.Play(R"(
-    # CTRL/STAT is in bank 0
-    05 00 05 08 01 00 00 00 04 00 00 00 00 06 08 00 00 00 00 06 > 05 05 01 00 00 00 00 40 00 00 F0
+    05 00 05 08 01 00 00 00 04 00 00 00 00 06 08 00 00 00 00 06 > 05 05 01 00 00 00 00 40 00 00 F0  # is in bank 0
     05 00 02 08 F0 00 00 00 0F > 05 02 01 01 00 FF 1F
     05 00 02 08 F0 00 00 00 0B > 05 02 01 02 00 00 00              # no components to debug
     05 00 02 08 F0 00 00 02 0F > 05 02 01 20 00 FE 1F
