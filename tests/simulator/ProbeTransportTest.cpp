@@ -167,7 +167,7 @@ TEST_F(ProbeLinkTest, APowerCutSilencesTheDebugPort) {
   chip.AskedFaults().Add("power:after=1");
   EXPECT_FALSE(client.WriteBlock(0x01, Words(16)));
   EXPECT_NE(client.Connect(), "");
-  EXPECT_EQ(client.Ask("1D 03 38 FF FF FF FF FF FF FF 10 9E E7 88"), "1D 00 FF") << "nobody drives";
+  EXPECT_EQ(client.Ask("1D 03 88 38 FF FF FF FF FF FF FF 10 9E E7"), "1D 00 FF") << "nobody drives";
   chip.PowerCycle();
   EXPECT_EQ(client.Ask("12 40 FF FF FF FF FF FF FF 00"), "12 00");
   EXPECT_EQ(client.Ask("05 00 01 02"), "05 00 07") << "it wakes up as JTAG, whatever was selected before";

@@ -34,6 +34,7 @@ TEST_F(SwdPortTest, ListensOnlyBehindTheRightSequence) {
       {"to JTAG and back", {toJtag, toSwd, resetLine}, true},
       {"48 ones before a selection", {toJtag, "12 48 00 FF FF FF FF FF FF 9E E7", resetLine}, false},
       {"JTAG to dormant", {toJtag, "12 27 FF BA BB BB 33", toSwd, resetLine}, false},
+      {"all but the last bit of it", {toJtag, "12 26 FF BA BB BB 33", toSwd, resetLine}, true},
       {"dormant", {toDormant, toSwd, resetLine}, false},
       {"woken up", {toDormant, wake + "01", resetLine}, true},
       {"woken up as JTAG", {toDormant, wake + "00", resetLine}, false},
@@ -72,7 +73,7 @@ TEST_F(SwdPortTest, TransfersBitByBit) {
     05 00 02 00 F7 FF FF FF 06 > 05 02 01 80 00 00 F0
     05 00 01 00 08 00 00 00 > 05 01 01
     1D 04 08 B1 85 21 00 00 00 01 01 02 00 > 1D 00 13
-    1D 02 08 87 A6 > 1D 00 03 01 E0 FF 31         # an access port: what was in the buffer
+    1D 03 08 87 82 A4 > 1D 00 03 40 00 F8 7F 0C   # an access port: what was in the buffer
     1D 02 00 00 00 00 00 00 00 00 00 01 00 > 1D 00  # 64 clocks and one
     1D 02 08 85 84 > 1D 00 0F                     # a request with the wrong parity: nobody answers
     05 00 01 02 > 05 00 07
@@ -114,9 +115,8 @@ TEST_F(SwdPortTest, PortsNeedPowerAndNamesThatExist) {
     05 00 06 00 1E 00 00 00 04 00 00 00 00 04 00 00 00 50 20 00 00 00 F0 16 00 00 00 F0 03 > 05 06 01 2F 80 B9 2B
     11 C1 09 0E 00 > 11 00                                         # a transfer takes 49.999 us, one too few
     05 00 03 04 00 00 00 00 04 00 00 00 50 06 > 05 03 01 40 00 00 50
-    05 00 03 04 00 00 00 00 04 00 00 00 50 03 > 05 02 04
     11 C0 09 0E 00 > 11 00                                         # 50 us
-    05 00 04 00 1E 00 00 00 04 00 00 00 00 04 00 00 00 50 06 > 05 04 01 00 00 00 F0
+    05 00 03 04 00 00 00 00 04 00 00 00 50 06 > 05 03 01 40 00 00 F0
     05 00 03 04 00 00 00 00 04 00 00 00 50 03 > 05 03 01 2F 80 B9 2B
   )"),
             "");
