@@ -50,12 +50,11 @@ std::vector<std::uint8_t> CmsisDapFirmware::Execute(std::span<const std::uint8_t
   PacketReader in(request);
   PacketWriter out(speed.packetSize);
   transfers.AbortAt(abortAt);
-  const bool isList = !request.empty() && (request[0] == kQueueCommands || request[0] == kExecuteCommands);
-  if (request.empty() || request.size() > speed.packetSize)
+  if (request.empty())
     out.Byte(kInvalid);
-  else if (isList)
+  else if (request[0] == kQueueCommands || request[0] == kExecuteCommands)
     RunList(in, out);
-  else if (request[0] != kTransferAbort)
+  else
     Run(in, out);
   return out.Finish();
 }
@@ -241,9 +240,8 @@ bool CmsisDapFirmware::RunSwdSequences(PacketReader& in, PacketWriter& out) {
     else
       wire.Drive(bytes, bits);
   }
-  if (in.IsShort()) return false;
-  out.Set(status, kOk);
-  return true;
+  if (!in.IsShort()) out.Set(status, kOk);
+  return !in.IsShort();
 }
 
 }  // namespace simulator

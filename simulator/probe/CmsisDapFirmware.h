@@ -21,8 +21,8 @@ class CmsisDapFirmware {
   // `attached` must outlive this object.
   CmsisDapFirmware(SwdTarget& attached, const ProbeSpeed& probeSpeed);
 
-  // The answer, never longer than a packet: it begins with the request's first byte, or is the single byte
-  // 0xFF where that is no command of ours. Empty for DAP_TransferAbort alone, which is nothing on its own: a
+  // The answer, like the request never longer than a packet: it begins with the request's first byte, or is
+  // the single byte 0xFF where that is no command of ours. DAP_TransferAbort is nothing on its own: a
   // transfer that is under way is told by `abortAt` when it comes.
   std::vector<std::uint8_t> Execute(std::span<const std::uint8_t> request,
                                     Nanoseconds abortAt = kNeverAborted);

@@ -45,11 +45,10 @@ class DapTransfers::List {
   }
   // Behind the last transfer of a list that went well: what is owed, or the check of the last write.
   void Finish() {
-    std::uint32_t ignored = 0;
     if (posted)
       Collect();
     else if (unchecked)
-      ack = dap.Access(kReadBuffer, ignored);
+      Try(kReadBuffer);
   }
   [[nodiscard]] std::uint8_t Status() const {
     return static_cast<std::uint8_t>(static_cast<unsigned>(ack) | (mismatch ? kMismatch : 0U));
@@ -59,19 +58,19 @@ class DapTransfers::List {
   static bool IsPlainRead(std::uint8_t transfer) {
     return (transfer & kReadRequest) != 0 && (transfer & kMatchValue) == 0;
   }
-  bool Try(std::uint8_t transfer, std::uint32_t& data) {
-    ack = dap.Access(transfer & kRequestMask, data);
-    if ((transfer & kReadRequest) != 0) unchecked = false;
+  bool Try(std::uint8_t transfer, std::uint32_t operand = 0) {
+    word = operand;
+    ack = dap.Access(transfer & kRequestMask, word);
+    unchecked = false;
     return ack == Ack::Ok;
   }
   void Stamp(std::uint8_t transfer) {
     if ((transfer & kTimestamp) != 0) out.Word(static_cast<std::uint32_t>(dap.wire.Now() / kMicrosecond));
   }
   bool Collect() {
-    std::uint32_t data = 0;
     posted = false;
-    if (!Try(kReadBuffer, data)) return false;
-    out.Word(data);
+    if (!Try(kReadBuffer)) return false;
+    out.Word(word);
     return true;
   }
   bool Write(std::uint8_t transfer, std::uint32_t operand) {
@@ -86,11 +85,10 @@ class DapTransfers::List {
     return true;
   }
   bool Match(std::uint8_t transfer, std::uint32_t value) {
-    std::uint32_t data = 0;
-    if ((transfer & kPortRequest) != 0 && !Try(transfer, data)) return false;
+    if ((transfer & kPortRequest) != 0 && !Try(transfer)) return false;
     for (unsigned retries = dap.settings.matchRetries;; --retries) {
-      if (!Try(transfer, data)) return false;
-      if ((data & dap.matchMask) == value) break;
+      if (!Try(transfer)) return false;
+      if ((word & dap.matchMask) == value) break;
       mismatch = retries == 0 || dap.IsAborted();
       if (mismatch) return false;
     }
@@ -98,24 +96,23 @@ class DapTransfers::List {
     return true;
   }
   bool ReadPort(std::uint8_t transfer) {
-    std::uint32_t before = 0;
-    if (!Try(transfer, before)) return false;
-    if (posted) out.Word(before);
+    if (!Try(transfer)) return false;
+    if (posted) out.Word(word);  // of the read before
     posted = true;
     Stamp(transfer);
     return true;
   }
   bool ReadDebugPort(std::uint8_t transfer) {
-    std::uint32_t data = 0;
-    if (!Try(transfer, data)) return false;
+    if (!Try(transfer)) return false;
     Stamp(transfer);
-    out.Word(data);
+    out.Word(word);
     return true;
   }
 
   DapTransfers& dap;
   PacketWriter& out;
   Ack ack{};               // none yet
+  std::uint32_t word{};    // written or read last
   bool posted = false;     // a port has been read, its word has not been fetched
   bool unchecked = false;  // nothing has shown yet whether the last write went well
   bool mismatch = false;

@@ -1,5 +1,6 @@
 #include "MemAp.h"
 
+#include <algorithm>
 #include <array>
 #include <span>
 #include <stdexcept>
@@ -48,7 +49,7 @@ void MemAp::Write(std::uint8_t offset, std::uint32_t value) {
   switch (offset) {
     case kCsw: {
       // What the port does not know reads back as something else, which is how debuggers find out.
-      const std::uint32_t size = (value & 7) <= kWordAccess ? value & 7 : kWordAccess;
+      const std::uint32_t size = std::min(value & 7, kWordAccess);
       const std::uint32_t increment = (value & 0x30) == kIncrement ? kIncrement : 0;
       control = (value & kProtection) | increment | size;
       return;

@@ -46,9 +46,8 @@ Ack SwDp::Judge(std::uint8_t request) {
   const bool isStatus = isRead && (address == kDpidrOrAbort || address == kControlStatus);
   const bool isAbort = !isRead && address == kDpidrOrAbort;
   if (!isPort && (isStatus || isAbort)) return Ack::Ok;
-  const bool wantsResult = isRead && address != kControlStatus;  // RDBUFF and RESEND
   Ack ack = HasSticky() ? Ack::Fault : Ack::Ok;
-  if (ack == Ack::Ok && (isPort || wantsResult)) ack = JudgePortAccess(request);
+  if (ack == Ack::Ok && (isPort || isRead)) ack = JudgePortAccess(request);  // RDBUFF and RESEND, too
   if (isRead && (isPort || address == kRdBuff)) readDone = ack == Ack::Ok;
   if (ack != Ack::Ok && DetectsOverruns()) overrun = true;
   return ack;

@@ -36,7 +36,7 @@ bool SwdLine::Clock(std::optional<bool> driven) {
   if (phase == Phase::Sending) return Send();
   const bool level = driven.value_or(true);
   Remember(level);
-  if (!FollowSelection(level)) FollowTransfer(level);
+  Follow(level);
   return level;
 }
 
@@ -59,7 +59,6 @@ Ack SwdLine::Transfer(std::uint8_t wanted, std::uint32_t& data, const SwdFraming
 bool SwdLine::IsListening() {
   if (ports.IsPowered() && !ports.TakeRestart()) return true;
   phase = Phase::Jtag;
-  ones = 0;
   debugPort.PowerOn();
   return false;
 }
@@ -78,33 +77,39 @@ void SwdLine::Remember(bool level) {
   recent[1] = recent[1] >> 1 | std::uint64_t{level} << 63;
 }
 
-bool SwdLine::FollowSelection(bool level) {
-  if (phase == Phase::Jtag) {
-    if (IsSelection(kJtagToSwd)) phase = Phase::Locked;
-    if (recent[1] >> 33 == kJtagToDormant) phase = Phase::Dormant;
-    return true;
+void SwdLine::Follow(bool level) {
+  switch (phase) {
+    case Phase::Jtag:
+      if (IsSelection(kJtagToSwd)) phase = Phase::Locked;
+      if (recent[1] >> 33 == kJtagToDormant) phase = Phase::Dormant;
+      return;
+    case Phase::Dormant:
+      if (recent[0] == kAlert[0] && recent[1] == kAlert[1]) Begin(Phase::Activating, kActivationBits);
+      return;
+    case Phase::Activating:
+      if (Collect(level))
+        phase = bits == kActivateSwd ? Phase::Locked : bits == kActivateJtag ? Phase::Jtag : Phase::Dormant;
+      return;
+    case Phase::Locked:
+    case Phase::Reset:
+    case Phase::Idle:
+    case Phase::Request:
+    case Phase::Sending:
+    case Phase::Receiving: FollowWire(level); return;
   }
-  if (phase == Phase::Dormant) {
-    if (recent[0] == kAlert[0] && recent[1] == kAlert[1]) Begin(Phase::Activating, kActivationBits);
-    return true;
-  }
-  if (phase == Phase::Activating) {
-    if (Collect(level))
-      phase = bits == kActivateSwd ? Phase::Locked : bits == kActivateJtag ? Phase::Jtag : Phase::Dormant;
-    return true;
-  }
+}
+
+void SwdLine::FollowWire(bool level) {
   if (IsSelection(kSwdToJtag)) {
     phase = Phase::Jtag;
-    return true;
-  }
-  if (IsSelection(kSwdToDormant)) {
+  } else if (IsSelection(kSwdToDormant)) {
     phase = Phase::Dormant;
-    return true;
+  } else if (ones >= kLineReset) {
+    debugPort.LineReset();
+    Begin(Phase::Reset, kIdleBits);
+  } else {
+    FollowTransfer(level);
   }
-  if (ones < kLineReset) return false;
-  if (ones == kLineReset) debugPort.LineReset();
-  Begin(Phase::Reset, kIdleBits);
-  return true;
 }
 
 void SwdLine::FollowTransfer(bool level) {

@@ -50,8 +50,9 @@ class SwdLine {
   bool IsListening();
   bool Send();
   void Remember(bool level);
-  // True when the level ends a line reset or a selection of a protocol, or belongs to one.
-  bool FollowSelection(bool level);
+  void Follow(bool level);
+  // In serial wire: a selection of another protocol and a line reset go before whatever is under way.
+  void FollowWire(bool level);
   void FollowTransfer(bool level);
   [[nodiscard]] bool IsSelection(std::uint16_t code) const;
   void Begin(Phase next, unsigned clocks);

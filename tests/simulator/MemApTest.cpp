@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "ProbeClient.h"
 #include "TestChip.h"
 
@@ -47,6 +49,7 @@ TEST_F(MemApTest, EachSizeUsesItsLanesAndCountsUp) {
     EXPECT_EQ(client.Read(kTar), c.next) << std::hex << c.address << " " << c.csw;
     client.Write(kTar, c.address);
     EXPECT_EQ(client.Read(kDrw), 0x4433'2211 & c.mask) << std::hex << c.address << " " << c.csw;
+    EXPECT_EQ(client.Read(kTar), c.next) << std::hex << c.address << " " << c.csw;
     At(c.address & ~3U, 2);
     EXPECT_EQ(client.Read(kDrw), 0x4433'2211 & c.mask) << std::hex << c.address << " " << c.csw;
   }
@@ -77,6 +80,26 @@ TEST_F(MemApTest, TheControlWordSaysWhatThePortCanDo) {
   At(0x2000'0000, 0x12);
   EXPECT_EQ(client.Read(kCsw), 0x12u) << "not enabled";
   EXPECT_EQ(client.Read(kDrw), kFailed);
+}
+
+TEST_F(MemApTest, ForgetsItsSettingsWithEachResetAndWithoutDebugPower) {
+  EXPECT_EQ(client.Read(kCsw), 0x42u);
+  EXPECT_EQ(client.Read(kTar), 0u);
+  const std::pair<const char*, bool> cases[] = {
+      {"05 00 01 04 00 00 00 50", true},                  // power asked for again
+      {"05 00 02 04 00 00 00 10 04 00 00 00 50", true},   // debug power alone, then both
+      {"05 00 02 04 00 00 00 40 04 00 00 00 50", false},  // system power alone
+      {"05 00 02 08 10 00 00 02 01 5D 00 00 00", true},   // RSTCTL, but no request
+      {"05 00 02 08 00 00 00 02 01 5C 00 00 00", true},   // TXDATA
+      {"05 00 02 08 10 00 00 02 01 5C 00 00 00", false},
+  };
+  for (const auto& [packet, keeps] : cases) {
+    At(0x2000'0010, 0x12);
+    client.Ask(packet);
+    client.transport.Sleep(10);
+    EXPECT_EQ(client.Read(kCsw) & 0x3F, keeps ? 0x12u : 2u) << packet;
+    EXPECT_EQ(client.Read(kTar), keeps ? 0x2000'0010u : 0u) << packet;
+  }
 }
 
 TEST_F(MemApTest, WhatIsRefusedLeavesTheAddressAlone) {

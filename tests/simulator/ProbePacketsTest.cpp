@@ -28,6 +28,7 @@ TEST_F(ProbePacketsTest, SaysWhatItIsAndRefusesWhatItIsNot) {
     00 FE > 00 01 03
     00 FF > 00 02 40 00
     01 00 01 > 01 00
+    01 01 00 > 01 00
     01 02 01 > 01 FF                 # there is no such light
     0A > 0A 00 00
     02 02 > 02 00                    # no JTAG, so that nothing is connected and no pin driven
@@ -37,6 +38,9 @@ TEST_F(ProbePacketsTest, SaysWhatItIsAndRefusesWhatItIsNot) {
     05 00 01 02 > 05 00 00
     06 00 01 00 02 > 06 00 00 00
     10 00 80 00 00 00 00 > 10 83
+    7F 02 05 00 01 02 13 00 > 7F 01 05 00 00  # in a list, nothing is looked for behind what was refused
+    7F 02 1D 01 08 FF 13 00 > 7F 01 1D FF
+    7F 02 14 01 08 FF 13 00 > 7F 01 14 FF
     02 00 > 02 01
     11 00 00 00 00 > 11 FF
     14 01 08 FF > 14 FF              # JTAG
@@ -55,7 +59,7 @@ TEST_F(ProbePacketsTest, SaysWhatItIsAndRefusesWhatItIsNot) {
 TEST_F(ProbePacketsTest, RefusesWhatEndsTooEarlyAndDoesNothing) {
   ASSERT_EQ(client.Connect(), "");
   for (const char* whole : {"01 00 01", "04 00 FF FF 00 00", "08 00 1E 00 00 00", "09 E8 03",
-                            "11 40 42 0F 00", "12 10 FF FF", "13 00", "1D 01 10 FF FF"}) {
+                            "11 40 42 0F 00", "12 21 FF FF FF FF 01", "13 00", "1D 01 21 FF FF FF FF 01"}) {
     const std::string text = whole;
     for (std::size_t length = 2; length + 1 < text.size(); length += 3)
       EXPECT_EQ(client.Ask(text.substr(0, length)), text.substr(0, 2) + " FF") << text.substr(0, length);
@@ -67,11 +71,35 @@ TEST_F(ProbePacketsTest, RefusesWhatEndsTooEarlyAndDoesNothing) {
     05 00 02 02 04 00 00 00 > 05 01 01 FF 1F 41 05
     06 00 02 00 04 00 00 00 50 00 > 06 00 00 00
     06 00 00 00 02 > 06 00 00 00
-    06 00 10 00 02 > 06 00 00 00                           # 16 words do not fit the answer
   )"),
             "");
   const std::string sixteenReads = "05 00 10 03 03 03 03 03 03 03 03 03 03 03 03 03 03 03 03";
   EXPECT_EQ(client.Ask(sixteenReads).substr(0, 8), "05 0F 01") << "and 16 single ones neither";
+  EXPECT_EQ(client.Ask("05 00 08 82 82 82 82 82 82 82 82").substr(0, 8), "05 07 01")
+      << "nor 8 and their times";
+}
+
+TEST_F(ProbePacketsTest, FillsAnAnswerToItsLastByte) {
+  ASSERT_EQ(client.Connect(), "");
+  const std::string thirteen = " 02 02 02 02 02 02 02 02 02 02 02 02 02";
+  const struct {
+    std::string request, begin;
+    std::size_t length;
+  } cases[] = {
+      {"06 00 0F 00 02", "06 0F 00 01 FF", 64},
+      {"05 00 10 02 02" + thirteen + " 00 00 00 00 00", "05 10 01 FF", 63},
+      {"7F 02 00 FE 05 00 0F 02 02" + thirteen, "7F 02 00 01 03 05 0E 01", 64},
+      {"7F 02 06 00 0D 00 02 00 F1", "7F 02 06 0D 00 01 FF", 64},
+      {"7F 02 05 00 0D" + thirteen + " 00 01", "7F 02 05 0D 01 FF", 59},  // the text's last byte does not fit
+      {"7F 02 06 00 10 00 02 13 00", "7F 02 06 00 00 00 13 00", 8},       // 16 words do not fit at all
+      {"1D 08 80 80 80 80 80 80 80 B0", "1D 00 FF", 64},
+      {"1D 08 80 80 80 80 80 80 80 B1", "1D FF FF", 58},
+  };
+  for (const auto& c : cases) {
+    const std::string answer = client.Ask(c.request);
+    EXPECT_EQ(answer.substr(0, c.begin.size()), c.begin) << c.request;
+    EXPECT_EQ(FromHex(answer).size(), c.length) << c.request;
+  }
 }
 
 TEST_F(ProbePacketsTest, RunsListsOfCommands) {
@@ -83,6 +111,8 @@ TEST_F(ProbePacketsTest, RunsListsOfCommands) {
     7F 02 7F 01 13 00 > 7F 01 FF           # lists in lists are none
     7F 03 13 00 > 7F 01 13 00
     7F 01 13 00 13 00 > 7F 01 13 00
+    7F 05 10 00 00 00 00 00 00 1D 01 08 00 12 00 FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF 00 00 F0 0A > 7F 05 10 83 1D 00 12 00 00 01 31 0A 00 00
+    05 00 01 02 > 05 01 01 FF 1F 41 05     # 256 clocks were a line reset
     7F > 7F 00
   )"),
             "");
@@ -107,6 +137,7 @@ TEST_F(ProbePacketsTest, ThePinHoldsTheChipInReset) {
   const Nanoseconds before = client.transport.HostNow();
   EXPECT_EQ(client.Play(R"(
     09 88 13 > 09 00                                        # 5 ms
+    10 80 80 00 00 00 00 > 10 83                            # high it is: no reset
     05 00 02 08 00 00 00 01 0B > 05 02 01 05 20 00 01       # in SACI
     10 00 80 00 00 00 00 > 10 03
     05 00 01 0B > 05 01 04                                  # the ports do not answer, the debug port does
@@ -123,8 +154,10 @@ TEST_F(ProbePacketsTest, ThePinHoldsTheChipInReset) {
             "");
   EXPECT_LT(client.transport.HostNow() - before, 8 * kMillisecond);
   client.Ask("02 01");
+  const Nanoseconds begin = client.transport.HostNow();
   EXPECT_EQ(client.Ask("10 20 20 40 42 0F 00"), "10 83") << "there is no such pin: all of the wait passes";
-  EXPECT_GT(client.transport.HostNow() - before, kSecond);
+  EXPECT_EQ(client.Ask("10 20 20 FF FF FF FF"), "10 83") << "3 seconds at most";
+  EXPECT_EQ(client.transport.HostNow() - begin, 4 * kSecond + 2 * 150 * kMicrosecond);
 }
 
 }  // namespace

@@ -34,6 +34,7 @@ TEST_F(SwdPortTest, ListensOnlyBehindTheRightSequence) {
       {"to JTAG and back", {toJtag, toSwd, resetLine}, true},
       {"48 ones before a selection", {toJtag, "12 48 00 FF FF FF FF FF FF 9E E7", resetLine}, false},
       {"JTAG to dormant", {toJtag, "12 27 FF BA BB BB 33", toSwd, resetLine}, false},
+      {"all but the last bit of it", {toJtag, "12 26 FF BA BB BB 33", toSwd, resetLine}, true},
       {"dormant", {toDormant, toSwd, resetLine}, false},
       {"woken up", {toDormant, wake + "01", resetLine}, true},
       {"woken up as JTAG", {toDormant, wake + "00", resetLine}, false},
@@ -58,17 +59,37 @@ TEST_F(SwdPortTest, TransfersBitByBit) {
     05 00 01 02 > 05 00 07                        # and after that nothing is answered
     12 40 FF FF FF FF FF FF FF 00 > 12 00
     1D 02 08 A5 A6 > 1D 00 F3 FF 11 54 30         # DPIDR: turnaround, 001, the word and its parity, turnaround
+    05 00 01 02 > 05 01 01 FF 1F 41 05
+    12 40 FF FF FF FF FF FF 3C E7 > 12 00         # 48 ones: those before the transfer do not belong to them
+    12 40 FF FF FF FF FF FF FF 00 > 12 00
+    05 00 01 02 > 05 01 01 FF 1F 41 05
     1D 03 08 B1 85 21 F0 00 00 01 01 > 1D 00 13   # SELECT 0x010000F0
     05 00 01 0F > 05 01 01 10 00 FE 1F            # IDR of the CFG-AP
     1D 03 08 B1 85 21 F0 00 00 01 00 > 1D 00 13   # with the wrong parity: WDATAERR, until ABORT
     05 00 01 0F > 05 00 04
+    1D 02 08 9F 85 > 1D 00 19                     # FAULT, and no data
+    1D 02 08 B1 85 > 1D 00 19                     # in neither direction
     05 00 01 06 > 05 01 01 80 00 00 F0
     05 00 02 00 F7 FF FF FF 06 > 05 02 01 80 00 00 F0
     05 00 01 00 08 00 00 00 > 05 01 01
     1D 04 08 B1 85 21 00 00 00 01 01 02 00 > 1D 00 13
-    1D 02 08 87 A6 > 1D 00 03 01 E0 FF 31         # an access port: what was in the buffer
+    1D 03 08 87 82 A4 > 1D 00 03 40 00 F8 7F 0C   # an access port: what was in the buffer
     1D 02 00 00 00 00 00 00 00 00 00 01 00 > 1D 00  # 64 clocks and one
     1D 02 08 85 84 > 1D 00 0F                     # a request with the wrong parity: nobody answers
+    05 00 01 02 > 05 00 07
+    1D 01 80 > 1D 00 FF FF FF FF FF FF FF FF      # 64 clocks in which nobody drives
+    05 00 01 20 00 00 00 00 > 05 01 01            # a match mask is the probe's own
+    12 38 FF FF FF FF FF FF FF > 12 00            # a line reset that lacks its two zeros
+    10 00 02 00 00 00 00 > 10 81                  # data low
+    10 00 01 00 00 00 00 > 10 80                  # clock low
+    10 02 01 00 00 00 00 > 10 80                  # low already; data is not selected
+    10 01 01 00 00 00 00 > 10 81                  # the clock rises: one zero
+    10 01 01 00 00 00 00 > 10 81                  # high already
+    05 00 01 02 > 05 00 07
+    10 00 01 00 00 00 00 > 10 80
+    10 01 01 00 00 00 00 > 10 81
+    05 00 01 02 > 05 01 01 FF 1F 41 05
+    12 33 FF FF FF FF FF FF 01 > 12 00            # 49 ones: the transfer's end does not belong to them either
     05 00 01 02 > 05 00 07
   )"),
             "");
@@ -76,13 +97,15 @@ TEST_F(SwdPortTest, TransfersBitByBit) {
 
 TEST_F(SwdPortTest, PortsNeedPowerAndNamesThatExist) {
   EXPECT_EQ(client.Play(R"(
-    05 00 04 08 01 00 00 00 04 00 00 00 00 08 00 00 00 00 06 > 05 04 01 40 00 00 F0  # CTRL is in bank 0
+    05 00 05 08 01 00 00 00 04 00 00 00 00 06 08 00 00 00 00 06 > 05 05 01 00 00 00 00 40 00 00 F0  # is in bank 0
     05 00 02 08 F0 00 00 00 0F > 05 02 01 01 00 FF 1F
     05 00 02 08 F0 00 00 00 0B > 05 02 01 02 00 00 00              # no components to debug
     05 00 02 08 F0 00 00 02 0F > 05 02 01 20 00 FE 1F
     05 00 02 08 F0 00 00 03 0F > 05 02 01 00 00 00 00              # no such port
     05 00 03 08 20 00 00 02 01 FF FF FF FF 03 > 05 03 01 00 00 00 00  # no such register
     05 00 02 08 00 00 00 01 03 > 05 02 01 2F 80 B9 2B
+    05 00 03 20 FF 00 00 00 03 1B 05 00 00 00 > 05 03 01 2F 80 B9 2B  # a match behind a read leaves its word
+    05 00 02 04 00 00 00 50 03 > 05 02 01 2F 80 B9 2B              # asked for again: nothing changes
     05 00 01 04 00 00 00 10 > 05 01 01                             # debug power alone
     05 00 01 03 > 05 00 04
     05 00 02 06 00 1E 00 00 00 > 05 02 01 20 00 00 30
@@ -90,6 +113,11 @@ TEST_F(SwdPortTest, PortsNeedPowerAndNamesThatExist) {
     04 00 00 00 64 00 > 04 00
     # off, on, and CTRL/STAT until it is
     05 00 06 00 1E 00 00 00 04 00 00 00 00 04 00 00 00 50 20 00 00 00 F0 16 00 00 00 F0 03 > 05 06 01 2F 80 B9 2B
+    11 C1 09 0E 00 > 11 00                                         # a transfer takes 49.999 us, one too few
+    05 00 03 04 00 00 00 00 04 00 00 00 50 06 > 05 03 01 40 00 00 50
+    11 C0 09 0E 00 > 11 00                                         # 50 us
+    05 00 03 04 00 00 00 00 04 00 00 00 50 06 > 05 03 01 40 00 00 F0
+    05 00 03 04 00 00 00 00 04 00 00 00 50 03 > 05 03 01 2F 80 B9 2B
   )"),
             "");
 }
@@ -114,13 +142,14 @@ TEST_F(SwdPortTest, ReadsArePostedAndTheProbeHidesIt) {
 }
 
 TEST_F(SwdPortTest, TimeStampsComeBeforeTheWordsOfTheirTransfer) {
-  client.Ask("11 40 42 0F 00");  // 1 MHz: 46 microseconds a transfer
+  client.Ask("11 40 42 0F 00");     // 1 MHz: 46 microseconds a transfer,
+  client.Ask("04 02 FF FF 00 00");  // and two clocks between them
   const auto bytes = FromHex(client.Ask("05 00 05 88 00 00 00 01 83 87 82 96 00 00 00 00"));
   ASSERT_EQ(bytes.size(), 3u + 5 * 4 + 3 * 4);
   const Words words = AsWords(std::span(bytes).subspan(3));
   const std::uint32_t begin = words[0];
-  EXPECT_EQ(words, (Words{begin, begin + 46, 0x2BB9'802F, begin + 92, 0x8012'3456, begin + 184, 0x0541'1FFF,
-                          begin + 230}));
+  EXPECT_EQ(words, (Words{begin, begin + 48, 0x2BB9'802F, begin + 96, 0x8012'3456, begin + 192, 0x0541'1FFF,
+                          begin + 240}));
 }
 
 TEST_F(SwdPortTest, AFailedAccessStopsAllUntilAbort) {
@@ -137,6 +166,11 @@ TEST_F(SwdPortTest, AFailedAccessStopsAllUntilAbort) {
     06 00 01 00 0D 01 00 00 00 > 06 01 00 04                 # the last write shows in the check behind it
     08 00 1E 00 00 00 > 08 00
     05 00 01 0F > 05 01 04                                   # a read likewise: its word is missing
+    08 00 1E 00 00 00 > 08 00
+    05 00 01 0E > 05 01 01 00 00 00 00                       # and RDBUFF empty
+    05 00 02 0F 06 > 05 01 04                                # nothing goes on behind it
+    08 00 1E 00 00 00 > 08 00
+    05 00 01 0D 01 00 00 00 > 05 01 04                       # the check of a single write
     08 00 1E 00 00 00 > 08 00
     05 00 02 1F 00 00 00 00 02 > 05 00 04                    # the second look of a match
   )"),
@@ -176,33 +210,58 @@ TEST_F(SwdPortTest, OverrunDetectionNeedsADataPhase) {
   client.Ask("05 00 01 04 01 00 00 50");
   chip.AskedFaults().Add("wire:wait");
   EXPECT_EQ(client.Play(R"(
+    05 00 02 08 00 00 00 00 06 > 05 02 01 41 00 00 F0  # what is read behind a write is check enough
     05 00 01 03 > 05 00 02
-    05 00 01 06 > 05 01 01 03 00 00 F0  # STICKYORUN
+    05 00 01 06 > 05 01 01 03 00 00 F0                 # STICKYORUN
+    1D 02 08 9F A6 > 1D 00 09 00 00 00 20              # FAULT, and 33 clocks of data
     05 00 02 00 EF FF FF FF 06 > 05 02 01 03 00 00 F0
     08 00 10 00 00 00 > 08 00
     13 00 > 13 00
     05 00 01 03 > 05 00 02
-    05 00 01 06 > 05 00 07              # the port took the clocks of this request for data
+    05 00 01 06 > 05 00 07                             # the port took the clocks of this request for data
   )"),
             "");
 }
 
 TEST_F(SwdPortTest, NeedsTheTurnaroundOfThePort) {
-  EXPECT_EQ(client.Play("13 01 > 13 00 \n 05 00 01 06 > 05 00 07 \n 13 00 > 13 00 \n 05 00 01 06 > 05 00 07"),
-            "");
+  const Nanoseconds begin = client.transport.HostNow();
+  EXPECT_EQ(client.Play("13 01 > 13 00 \n 05 00 01 06 > 05 00 07"), "");
+  EXPECT_EQ(client.transport.HostNow() - begin, 2 * 150 * kMicrosecond + 1500) << "15 clocks, no data";
+  EXPECT_EQ(client.Play("13 00 > 13 00 \n 05 00 01 06 > 05 00 07"), "");
   EXPECT_EQ(client.Connect(), "");
 }
 
+TEST_F(SwdPortTest, AProbeThatNobodyConfiguredTriesAHundredTimesMoreAtOneMegahertz) {
+  ProbeClient other(target);
+  const Nanoseconds begin = other.transport.HostNow();
+  chip.AskedFaults().Add("wire:wait=100");
+  EXPECT_EQ(other.Play(R"(
+    02 01 > 02 01
+    12 40 FF FF FF FF FF FF FF 00 > 12 00
+    1D 02 08 A5 A6 > 1D 00 F3 FF 11 54 30
+    05 00 01 16 01 00 00 00 > 05 00 11    # a match looks once
+    05 00 01 0E > 05 01 01 00 00 00 00
+  )"),
+            "");
+  const Nanoseconds clocks = 64 + 46 + 46 + 100 * 13 + 46;
+  EXPECT_EQ(other.transport.HostNow() - begin, 5 * 150 * kMicrosecond + clocks * kMicrosecond);
+  chip.AskedFaults().Add("wire:wait=101");
+  EXPECT_EQ(other.Ask("05 00 01 0E"), "05 00 02");
+}
+
 TEST_F(SwdPortTest, TheResetRequestMayTakeTheDebugPortAlong) {
-  SwdTarget fragile(chip, {.debugPortSurvivesReset = false});
+  SwdTarget fragile(chip, {.cfgDeviceId = 0x24, .secTxData = 0x20, .debugPortSurvivesReset = false});
   ProbeClient other(fragile);
   EXPECT_EQ(other.Connect(), "");
   EXPECT_EQ(other.Play(R"(
+    05 00 02 08 20 00 00 01 07 > 05 02 01 2F 80 B9 2B
+    05 00 04 08 20 00 00 02 01 EF BE AD DE 08 00 00 00 02 07 > 05 04 01 01 00 00 00  # the word is there
     05 00 02 08 10 00 00 02 01 5C 00 00 00 > 05 02 07
     12 38 FF FF FF FF FF FF FF > 12 00
     12 10 9E E7 > 12 00
     12 40 FF FF FF FF FF FF FF 00 > 12 00
-    05 00 02 02 06 > 05 02 01 FF 1F 41 05 00 00 00 00  # as when power came: no error, no power asked for
+    # DPIDR, RESEND, CTRL/STAT, RDBUFF as when power came: no result, no error, no power asked for
+    05 00 04 02 0A 06 0E > 05 04 01 FF 1F 41 05 00 00 00 00 00 00 00 00 00 00 00 00
   )"),
             "");
   EXPECT_EQ(other.Connect(), "");
