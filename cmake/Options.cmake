@@ -1,8 +1,9 @@
 # How the project's own targets are compiled and linked. Nothing here reaches a target that merely links one of
 # them: link these PRIVATE.
-#   tovik_warnings  our warnings, for the tests' own code
+#   tovik_warnings  our warnings and how g++ may use memory, for the tests' own code
 #   tovik_options   warnings, hardening and what the sanitizers and the coverage need, for everything else
-#   tovik_seldom    beside these, for code that is sooner run than optimized: not where the sanitizers are
+#   tovik_seldom    beside tovik_options, for code that runs seldom: beside the sanitizers it is not optimized, which
+#                   takes longer than running it
 # Warnings are errors where CMAKE_COMPILE_WARNING_AS_ERROR says so, as the presets do.
 
 set(TOVIK_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
@@ -30,7 +31,7 @@ if(TOVIK_UNITY AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
 endif()
 
 if(PROJECT_IS_TOP_LEVEL AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
-  # A tenth of the time goes to collecting garbage where there is memory enough.
+  # g++ spends a tenth of its time on collecting garbage, which it need not below 1 GB.
   target_compile_options(tovik_warnings INTERFACE --param=ggc-min-heapsize=1000000)
 endif()
 

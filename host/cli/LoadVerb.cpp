@@ -34,13 +34,14 @@ std::vector<ImageFile> ReadImages(const LoadOptions& load) {
 
 int LoadOne(const LoadOptions& load, const std::vector<ImageFile>& images, Output& output) {
   BoardLoad board(load, load.target, images, output);
-  output.Say(board.Plan());
-  output.Say(board.Board() + "\n");
-  for (const std::string& warning : board.Warnings()) output.Complain("warning: " + warning);
-  std::optional<ProgressBar> bar;
-  if (!load.noProgress && !output.IsJson()) bar = ProgressBar::For(stderr);
   {
+    // From the announcement on: whoever has read it may end what it says.
     const Interruptible interruptible(board.Session());
+    output.Say(board.Plan());
+    output.Say(board.Board() + "\n");
+    for (const std::string& warning : board.Warnings()) output.Complain("warning: " + warning);
+    std::optional<ProgressBar> bar;
+    if (!load.noProgress && !output.IsJson()) bar = ProgressBar::For(stderr);
     board.Work([&](const LoadEvent& event) {
       if (bar) bar->Take(event);
     });

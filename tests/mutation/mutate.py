@@ -202,6 +202,7 @@ class Worker:
                 for file, command, objects in self.parts[program]:
                     affected = objects & changed
                     if linked.get(file, set()) == affected:
+                        # With the fault in it for another program: this one has not been asked in the first round.
                         isAsked |= bool(affected) and changed is rounds[0]
                         continue
                     if not all(self.compile(output) for output in affected - compiled):
@@ -305,10 +306,12 @@ def main():
     parser.add_argument("--sample", type=int, default=0, metavar="N",
                         help="try only N mutants of each place, drawn at random")
     parser.add_argument("--seed", type=int, default=1, help="of the draw")
-    parser.add_argument("--again", action="store_true", help="of these, those that the last run left unnoticed")
+    parser.add_argument("--again", action="store_true", help="those of the places that the last run left unnoticed")
     parser.add_argument("--list", action="store_true", help="print the mutants and stop")
     arguments = parser.parse_args()
 
+    if arguments.again:
+        arguments.sample = 0  # the same seed draws others once the product has changed
     mutants = drawn_mutants(arguments)
     if arguments.again:
         last = json.loads((WORK / "matrix.json").read_text())["mutants"]
