@@ -46,6 +46,9 @@ WITNESSES = {
     "host/plugin": ["host/tovik_host_tests", "load/tovik_load_tests", "host/tovik_program_tests"],
     "host/probe": ["host/tovik_host_tests", "load/tovik_load_tests", "gdb/tovik_gdb_tests NetworkProbe*",
                    "host/tovik_program_tests"],
+    "host/probe/UsbProbes.cpp": ["usb/tovik_probe_gadget"],
+    "host/probe/cmsisdap/UsbBulkLink.cpp": ["usb/tovik_probe_gadget"],
+    "host/probe/cmsisdap/UsbHidLink.cpp": ["usb/tovik_probe_gadget"],
     "host/probe/openocd": ["openocd/tovik_openocd_tests"],
     "host/cli": ["host/tovik_program_tests"],
     "host/cli/GdbserverVerb.cpp": ["gdb/tovik_gdb_tests"],
@@ -55,6 +58,8 @@ WITNESSES = {
     "host/net": ["gdb/tovik_gdb_tests"],
 }
 SLOW_TESTS = "*Sweep.*:*PowerCut.*:*Whichever*/corvel*:*Wherever*/corvel*:*/corvel_h40*"
+# Not tests by themselves: a script asks them, whose rows are the tests.
+SCRIPTS = {"usb/tovik_probe_gadget": "tests/usb/check"}
 # What else the product is linked into, besides the test programs.
 LINKED = ["libFlashDeviceTovik.so", "host/tovik-flash", "tests/openocd/libtovik_stand_in_hidapi.so"]
 # All of their tests are asked, so that the matrix tells which of them see the same faults.
@@ -240,8 +245,12 @@ class Worker:
         """The tests that were run, and those of them that failed."""
         limit = self.limits[program]
         name, _, chosen = program.partition(" ")
-        command = ["prlimit", f"--cpu={limit}", self.build / "tests" / name,
-                   f"--gtest_filter={chosen or '*-' + SLOW_TESTS}", f"--gtest_fail_fast={int(stops)}"]
+        command = ["prlimit", f"--cpu={limit}"]
+        if program in SCRIPTS:
+            command += [self.tree / SCRIPTS[program]]
+        else:
+            command += [self.build / "tests" / name, f"--gtest_filter={chosen or '*-' + SLOW_TESTS}",
+                        f"--gtest_fail_fast={int(stops)}"]
         with tempfile.TemporaryFile() as output:
             asked = subprocess.Popen(command, stdout=output, stderr=subprocess.DEVNULL, env=self.environment,
                                      start_new_session=True)
@@ -256,6 +265,9 @@ class Worker:
             said = output.read().decode(errors="replace")
         tests = set(re.findall(r"\[ RUN      \] (\S+)", said))
         failing = tests - set(re.findall(r"\[ +(?:OK|SKIPPED) \] ([^\s,]+)", said))
+        if program in SCRIPTS:
+            rows = re.findall(r"^(ok|FAILED) +\d+ s +(.*)$", said, re.MULTILINE)
+            tests, failing = {name for _, name in rows}, {name for result, name in rows if result != "ok"}
         return tests, failing or ({program} if failed else set())
 
 
