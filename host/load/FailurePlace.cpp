@@ -1,21 +1,10 @@
 #include "host/load/FailurePlace.h"
 
+#include "host/plan/MemoryText.h"
+
 namespace host {
 
 namespace {
-
-AddressRange WholeRange(Region region, const MemoryMap& map) {
-  switch (region) {
-    case Region::Main: return map.main;
-    case Region::Ccfg: return map.ccfg;
-    case Region::UserRecord: return map.userRecord;
-    case Region::Scfg: return map.scfg;
-    case Region::Otp: return map.otp;
-    case Region::Ram: return map.ram;
-    case Region::Outside: return {};
-  }
-  return {};
-}
 
 // A failure of RAM shows in no command of the ROM.
 bool HasFailedInMemory(const SaciWatch& watch) {
@@ -40,7 +29,7 @@ void PlaceAt(LoadFailure& failure, const SaciExchange& exchange, const LoadPlan&
   failure.result = exchange.Result();
   failure.region = RegionOf(exchange, plan);
   if (!failure.region) return;
-  failure.range = failure.region == Region::Main ? exchange.MainRange() : WholeRange(*failure.region, map);
+  failure.range = failure.region == Region::Main ? exchange.MainRange() : RangeOf(map, *failure.region);
   if (exchange.command != saci::kProgramPipelined) return;
   // A refusal is of one sector; without one, any of the block may be it.
   if (failure.result.value_or(0) != 0) {

@@ -47,32 +47,4 @@ std::size_t LoadPlan::ImageBytes(Region region) const {
   return bytes;
 }
 
-std::size_t LoadPlan::TotalBytes() const {
-  return std::accumulate(blocks.begin(), blocks.end(), std::size_t{0},
-                         [](std::size_t sum, const ImageBlock& block) { return sum + block.data.size(); });
-}
-
-std::vector<PlannedRange> RangesOf(const LoadPlan& plan, std::uint32_t sectorSize) {
-  std::vector<PlannedRange> ranges;
-  for (const ImageBlock& block : plan.blocks) {
-    PlannedRange range{block.region, block.given.front().base, block.given.back().End(), block.ImageBytes()};
-    if (block.region != Region::Main) {
-      ranges.push_back(range);
-      continue;
-    }
-    const std::uint64_t first = range.address / sectorSize;
-    range.sectors = static_cast<std::size_t>((range.end - 1) / sectorSize - first + 1);
-    const bool continues = !ranges.empty() && ranges.back().region == Region::Main &&
-                           (ranges.back().end - 1) / sectorSize + 1 == first;
-    if (!continues) {
-      ranges.push_back(range);
-      continue;
-    }
-    ranges.back().end = range.end;
-    ranges.back().bytes += range.bytes;
-    ranges.back().sectors += range.sectors;
-  }
-  return ranges;
-}
-
 }  // namespace host

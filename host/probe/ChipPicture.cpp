@@ -1,24 +1,8 @@
 #include "host/probe/ChipPicture.h"
 
 #include <algorithm>
-#include <numeric>
 
 namespace host {
-
-std::uint64_t ChipPicture::WritesOf(Region region) const {
-  switch (region) {
-    case Region::Main:
-      return std::accumulate(mainWear.begin(), mainWear.end(), std::uint64_t{0},
-                             [](std::uint64_t sum, SectorWear wear) { return sum + wear.programs; });
-    case Region::Ccfg:
-    case Region::UserRecord: return writes.ccfg;
-    case Region::Scfg: return writes.scfg;
-    case Region::Otp: return writes.otp;
-    case Region::Ram: return writes.ram;
-    case Region::Outside: return 0;
-  }
-  return 0;
-}
 
 std::span<const std::uint8_t> ChipPicture::At(std::uint32_t address, std::size_t length, Region region,
                                               const MemoryMap& map) const {

@@ -125,19 +125,6 @@ TEST(ImagePlan, NoLastByteIsAloneInItsSectorWhereThePluginCuts) {
   EXPECT_EQ(Shape(Plan({Image(0x100, 1)}, PluginCuts::Yes)), "main 100+1");
 }
 
-// Many blocks of one range, two ranges with an untouched sector between them, and regions that are one range.
-TEST(ImagePlan, TellsRangesAsAPersonWouldCountThem) {
-  const LoadPlan plan = Plan({Image(0x10, 0x2700), Image(0x2900, 2), Image(0x2908, 2), Image(0x4000'0010, 4),
-                              Image(0x4000'0080, 4), Image(0x2000'0000, 4), Image(0x2000'0009, 4)});
-  ASSERT_EQ(plan.blocks.size(), 6u);
-  EXPECT_EQ(RangesOf(plan, kMap.sectorSize),
-            (std::vector<host::PlannedRange>{{Region::Main, 0x10, 0x2710, 0x2700, 40},
-                                             {Region::Main, 0x2900, 0x290A, 4, 1},
-                                             {Region::Ram, 0x2000'0000, 0x2000'0004, 4, 0},
-                                             {Region::Ram, 0x2000'0009, 0x2000'000D, 4, 0},
-                                             {Region::Ccfg, 0x4000'0010, 0x4000'0084, 8, 0}}));
-}
-
 // --- what must hold for all images -----------------------------------------------------------------------
 
 // Images whose bytes do not overlap, over and around all regions, and what they give at plain addresses.

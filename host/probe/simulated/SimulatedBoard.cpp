@@ -88,11 +88,7 @@ std::string DeviceOfChipFile(const std::filesystem::path& chipFile) {
 
 ChipPicture SimulatedBoard::Picture() const {
   const simulator::ChipState& state = chip->State();
-  ChipPicture picture{state.main, state.ccfg, state.scfg, state.otp, state.ram, {}, {}};
-  for (const auto& wear : chip->MainWear()) picture.mainWear.push_back({wear.erases, wear.programs});
-  const simulator::WriteCounts& writes = chip->Writes();
-  picture.writes = {writes.ccfg, writes.scfg, writes.otp, writes.ram};
-  return picture;
+  return {state.main, state.ccfg, state.scfg, state.otp, state.ram};
 }
 
 void SimulatedBoard::RequireSavable() const {
