@@ -156,6 +156,27 @@ TEST_P(ToldOutcomeTest, IsWhatTheChipHoldsWhenTheUserEndsTheLoad) {
   ExpectTruth(record);
 }
 
+// What a bar of progress lives on.
+TEST_P(ToldOutcomeTest, TellsOfItsProgressAsItGoes) {
+  sweep.PutChipBack();
+  std::uint64_t planned = 0;
+  host::BytesMoved moved{0, 0};
+  std::vector<host::Phase> phases;
+  const host::LoadRecord record = Load([&](const host::LoadEvent& event) {
+    if (const auto* const plan = std::get_if<host::LoadPlanned>(&event)) planned = plan->wireBytes;
+    if (const auto* const started = std::get_if<host::PhaseStarted>(&event)) phases.push_back(started->phase);
+    const auto* const now = std::get_if<host::BytesMoved>(&event);
+    if (now == nullptr) return;
+    EXPECT_TRUE(now->bytes > moved.bytes && now->elapsedNs >= moved.elapsedNs) << now->bytes;
+    moved = *now;
+  });
+  EXPECT_EQ(moved.bytes, record.wireBytes);
+  EXPECT_LE(moved.elapsedNs, record.elapsedNs);
+  EXPECT_TRUE(planned > moved.bytes && planned < moved.bytes + 4000) << planned;  // two sectors are retained
+  EXPECT_EQ(std::ranges::adjacent_find(phases), phases.end());
+  EXPECT_GE(phases.size(), 8U);
+}
+
 INSTANTIATE_TEST_SUITE_P(AllDevices, ToldOutcomeTest, testing::ValuesIn(DeviceNames()), DeviceCaseName);
 
 }  // namespace

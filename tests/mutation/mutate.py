@@ -52,6 +52,8 @@ WITNESSES = {
     "host/probe/openocd": ["openocd/tovik_openocd_tests"],
     "host/cli": ["host/tovik_program_tests"],
     "host/cli/GdbserverVerb.cpp": ["gdb/tovik_gdb_tests"],
+    "host/cli/ProbesVerb.cpp": ["host/tovik_program_tests", "gdb/tovik_gdb_tests NetworkProbe*",
+                                "usb/tovik_probe_gadget"],
     "host/cli/ServeVerb.cpp": ["host/tovik_program_tests", "gdb/tovik_gdb_tests NetworkProbe*"],
     "host/check": ["check/tovik_check_tests", "host/tovik_program_tests"],
     "host/gdb": ["gdb/tovik_gdb_tests"],
