@@ -47,9 +47,6 @@ class Chip {
   // The contents of all memories, without the ports' rules: for files, dumps and tests.
   [[nodiscard]] const ChipState& State() const { return state; }
   void SetLifeCycle(std::uint8_t lifeCycle) { state.lifeCycle = lifeCycle; }
-  // What happened to each MAIN sector, and to the other memories, since this object was made.
-  [[nodiscard]] std::span<const SectorWear> MainWear() const { return memory.MainWear(); }
-  [[nodiscard]] const WriteCounts& Writes() const { return memory.Writes(); }
   // Puts a chip with these contents in place of the present one and powers it on. Throws std::runtime_error,
   // changing nothing, when a memory's size is not the description's.
   void Restore(ChipState contents);

@@ -32,24 +32,15 @@ ChipMemory::ChipMemory(const ChipDescription& chip, ChipState& contents, Faults&
       scfg{chip.scfgBase, &contents.scfg},
       otp{chip.otpBase, &contents.otp},
       ram{chip.ramBase, &contents.ram},
-      sectorSize(chip.sectorSize),
-      mainWear(chip.mainSize / chip.sectorSize),
       faults(asked) {}
 
 void ChipMemory::Erase(const MemoryRegion& region, std::uint32_t offset, std::uint32_t length) {
   std::ranges::fill(Part(region, offset, length), kErased);
-  if (region.bytes != main.bytes) return;
-  for (std::uint32_t sector = offset / sectorSize; sector * sectorSize < offset + length; ++sector)
-    ++mainWear[sector].erases;
 }
 
 void ChipMemory::Program(const MemoryRegion& region, std::uint32_t offset,
                          std::span<const std::uint8_t> data) {
   const std::span<std::uint8_t> cells = Part(region, offset, data.size());
-  if (region.bytes == main.bytes && !data.empty()) ++mainWear[offset / sectorSize].programs;
-  if (region.bytes == ccfg.bytes) ++writes.ccfg;
-  if (region.bytes == scfg.bytes) ++writes.scfg;
-  if (region.bytes == otp.bytes) ++writes.otp;
   for (std::size_t i = 0; i < data.size(); ++i) {
     const auto address = static_cast<std::uint32_t>(region.base + offset + i);
     if (!faults.CellFails(address)) cells[i] &= data[i];
@@ -80,7 +71,6 @@ void ChipMemory::BusRead(std::uint32_t address, std::span<std::uint8_t> bytes) c
 
 void ChipMemory::BusWrite(std::uint32_t address, std::span<const std::uint8_t> bytes) {
   if (!Contains(ram, address, bytes.size())) throw BusError("writing", address, bytes.size());
-  ++writes.ram;
   std::ranges::copy(bytes, Part(ram, address - ram.base, bytes.size()).begin());
 }
 

@@ -23,19 +23,6 @@ struct MemoryRegion {
   std::vector<std::uint8_t>* bytes = nullptr;  // not owned
 };
 
-struct SectorWear {
-  std::uint32_t erases = 0;
-  std::uint32_t programs = 0;  // programming runs that touched the sector
-};
-
-// How often the other memories were written to.
-struct WriteCounts {
-  std::uint32_t ccfg = 0;  // programming runs
-  std::uint32_t scfg = 0;
-  std::uint32_t otp = 0;
-  std::uint32_t ram = 0;  // bus accesses
-};
-
 // The chip's memories with flash's rules: erasing sets all bits of a range, programming only clears bits, one
 // 32-bit word after the other. Offsets are bytes from the region's start; ranges must lie inside the region.
 class ChipMemory {
@@ -47,14 +34,11 @@ class ChipMemory {
   [[nodiscard]] MemoryRegion Scfg() const { return scfg; }
   [[nodiscard]] MemoryRegion Otp() const { return otp; }
 
-  void Erase(const MemoryRegion& region, std::uint32_t offset, std::uint32_t length);
+  static void Erase(const MemoryRegion& region, std::uint32_t offset, std::uint32_t length);
   // Throws PowerLost when power fails on the way: the words up to there are then programmed.
   void Program(const MemoryRegion& region, std::uint32_t offset, std::span<const std::uint8_t> data);
   static bool IsBlank(const MemoryRegion& region, std::uint32_t offset, std::uint32_t length);
   static std::uint32_t Crc(const MemoryRegion& region, ByteRange range);
-
-  [[nodiscard]] std::span<const SectorWear> MainWear() const { return mainWear; }
-  [[nodiscard]] const WriteCounts& Writes() const { return writes; }
 
   // Accesses of the running chip's bus: reading anywhere, writing to RAM. Throw std::runtime_error when the
   // range does not lie in one region that allows it.
@@ -63,9 +47,6 @@ class ChipMemory {
 
  private:
   MemoryRegion main, ccfg, scfg, otp, ram;
-  std::uint32_t sectorSize;
-  std::vector<SectorWear> mainWear;
-  WriteCounts writes;
   Faults& faults;
 };
 

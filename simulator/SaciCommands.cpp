@@ -123,10 +123,10 @@ SaciServer::Outcome SaciServer::EraseChip(const Command& command, bool keepConfi
   const std::uint32_t sectors = description.mainSize / description.sectorSize;
   for (std::uint32_t sector = 0; sector < sectors; ++sector)
     if (!IsSectorRetained(description, outcome.data, sector))
-      memory.Erase(memory.Main(), sector * description.sectorSize, description.sectorSize);
+      ChipMemory::Erase(memory.Main(), sector * description.sectorSize, description.sectorSize);
   if (keepConfiguration) return outcome;
-  memory.Erase(memory.Ccfg(), 0, SizeOf(memory.Ccfg()));
-  memory.Erase(memory.Scfg(), 0, SizeOf(memory.Scfg()));
+  ChipMemory::Erase(memory.Ccfg(), 0, SizeOf(memory.Ccfg()));
+  ChipMemory::Erase(memory.Scfg(), 0, SizeOf(memory.Scfg()));
   return outcome;
 }
 

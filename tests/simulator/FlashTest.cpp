@@ -91,20 +91,6 @@ TEST(FlashTest, ComparesEachGivenCrcOfTheCcfg) {
   }
 }
 
-TEST(FlashTest, CountsWhatHappensToEachMemory) {
-  TestChip target;
-  Play(target, {"writes", R"(
-      4010E KEY 40 0 -> 10E; 209 KEY -> 209; 10D KEY 8*0 -> 10D; 10021A KEY 16*0 -> 21A
-      40319 KEY 512*0 -> 319; 40419 NOKEY 512*0 -> 830419)"});
-  target.WriteMemory(0x2000'0000, Bytes{1});
-  target.WriteMemory(0x2000'0000, Bytes{1});
-  const auto wear = target.chip.MainWear();
-  ASSERT_EQ(wear.size(), 300u);
-  const WriteCounts& writes = target.chip.Writes();
-  EXPECT_EQ((Words{wear[0].programs, wear[1].programs, wear[299].erases}), (Words{0, 1, 1}));
-  EXPECT_EQ((Words{writes.ccfg, writes.scfg, writes.otp, writes.ram}), (Words{1, 1, 1, 2}));
-}
-
 TEST(FlashTest, APowerCutKeepsTheWordsWrittenAndKillsTheChipUntilThePowerComesBack) {
   TestChip target;
   const auto cutDuring = [&](const Words& command) {
