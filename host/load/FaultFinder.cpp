@@ -73,20 +73,23 @@ ImageBlock FaultFinder::Cut(Span span) const {
   return part;
 }
 
-bool FaultFinder::IsEqual(Span span) {
+bool FaultFinder::IsEqual(Span span, LoadRecord& record) {
   ++loads;
   LoadPlan plan;
   plan.blocks.push_back(Cut(span));
-  const LoadRecord record = CompareWithChip(target, plan);
-  const RegionOutcome outcome = record.Find(Region::Main)->outcome;
+  const LoadRecord compared = CompareWithChip(target, plan);
+  std::uint32_t skipped = 0;
+  for (std::uint32_t sector = span.begin; sector < span.end; ++sector) {
+    if (compared.sectors.at(sector) != SectorState::Skipped) continue;
+    record.sectors.at(sector) = SectorState::Skipped;
+    ++skipped;
+  }
+  const RegionOutcome outcome = compared.Find(Region::Main)->outcome;
   if (outcome == RegionOutcome::Differs) return false;
   if (outcome == RegionOutcome::Verified) return true;
   // Left out by the settings: nothing there can differ.
-  const auto isSkipped = [](SectorState state) { return state == SectorState::Skipped; };
-  const auto sectors = std::span(record.sectors).subspan(span.begin, span.end - span.begin);
-  if (outcome == RegionOutcome::NotCompared && std::all_of(sectors.begin(), sectors.end(), isSkipped))
-    return true;
-  throw PluginError(record.failure ? record.failure->text : "interrupted");
+  if (outcome == RegionOutcome::NotCompared && skipped == span.end - span.begin) return true;
+  throw PluginError(compared.failure ? compared.failure->text : "interrupted");
 }
 
 void FaultFinder::FindFirst(Span span, LoadRecord& record) {
@@ -94,11 +97,11 @@ void FaultFinder::FindFirst(Span span, LoadRecord& record) {
   bool isKnown = false;  // that the span differs, from a load of just that span
   while (span.end - span.begin > 1) {
     const std::uint32_t middle = span.begin + (span.end - span.begin) / 2;
-    isKnown = !IsEqual({span.block, span.begin, middle});
+    isKnown = !IsEqual({span.block, span.begin, middle}, record);
     (isKnown ? span.end : span.begin) = middle;
   }
   // What made the first comparison fail may have passed.
-  if (!isKnown && IsEqual(span)) return;
+  if (!isKnown && IsEqual(span, record)) return;
   const bool isVerification = record.mode == LoadMode::Verify;
   const SectorState equal = isVerification ? SectorState::Verified : SectorState::Programmed;
   const SectorState unsaid = isVerification ? SectorState::Unknown : SectorState::Unverified;
@@ -119,7 +122,7 @@ void FaultFinder::FindAll(Span span, LoadRecord& record) {
 
 void FaultFinder::FindAny(Span span, LoadRecord& record) {
   if (span.begin >= span.end) return;
-  if (IsEqual(span)) {
+  if (IsEqual(span, record)) {
     Mark(span, SectorState::Verified, record);
   } else {
     FindAll(span, record);
@@ -157,11 +160,11 @@ void FaultFinder::CompareRest(const LoadPlan& plan, LoadRecord& record) {
     if (block.region != Region::Main || equal) continue;
     const Span span = Whole(block);
     for (std::uint32_t sector = span.begin; sector < span.end && !equal; ++sector) {
-      const SectorState state = record.sectors.at(sector);
+      const SectorState& state = record.sectors.at(sector);
       const Span one{&block, sector, sector + 1};
       if (state == SectorState::Verified ||
           ((state == SectorState::Unknown || state == SectorState::NotReached) && tries++ < kMostTries &&
-           IsEqual(one)))
+           IsEqual(one, record) && state != SectorState::Skipped))
         equal = Cut(one);
     }
   }

@@ -32,8 +32,8 @@ class FaultFinder {
   [[nodiscard]] Span Whole(const ImageBlock& block) const;
   // The part of the span's block that lies in it.
   [[nodiscard]] ImageBlock Cut(Span span) const;
-  // Throws PluginError when there is no answer.
-  bool IsEqual(Span span);
+  // Tells `record` of sectors that the settings leave out. Throws PluginError when there is no answer.
+  bool IsEqual(Span span, LoadRecord& record);
   void FindFirst(Span span, LoadRecord& record);
   // Everything that differs in a span that may differ, or that is known to.
   void FindAny(Span span, LoadRecord& record);
