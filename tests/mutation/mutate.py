@@ -51,7 +51,7 @@ WITNESSES = {
     "host/probe/cmsisdap/UsbHidLink.cpp": ["usb/tovik_probe_gadget"],
     "host/probe/openocd": ["openocd/tovik_openocd_tests"],
     "host/cli": ["host/tovik_program_tests"],
-    "host/cli/GdbserverVerb.cpp": ["gdb/tovik_gdb_tests"],
+    "host/cli/GdbserverVerb.cpp": ["host/tovik_program_tests", "gdb/tovik_gdb_tests"],
     "host/cli/ProbesVerb.cpp": ["host/tovik_program_tests", "gdb/tovik_gdb_tests NetworkProbe*",
                                 "usb/tovik_probe_gadget"],
     "host/cli/ServeVerb.cpp": ["host/tovik_program_tests", "gdb/tovik_gdb_tests NetworkProbe*"],
