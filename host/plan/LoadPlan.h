@@ -46,11 +46,11 @@ struct LoadPlan {
 // A run of what the images give, as a person would count them: adjoining MAIN sectors are one range however
 // many blocks carry them, and a configuration region is one.
 struct PlannedRange {
-  Region region = Region::Outside;
-  std::uint32_t address = 0;  // of the first byte that an image gives
-  std::uint64_t end = 0;      // one past the last
-  std::size_t bytes = 0;      // that the images give in between
-  std::size_t sectors = 0;    // MAIN sectors touched; 0 in other regions
+  Region region;
+  std::uint32_t address;    // of the first byte that an image gives
+  std::uint64_t end;        // one past the last
+  std::size_t bytes;        // that the images give in between
+  std::size_t sectors = 0;  // MAIN sectors touched; 0 in other regions
   bool operator==(const PlannedRange&) const = default;
 };
 std::vector<PlannedRange> RangesOf(const LoadPlan& plan, std::uint32_t sectorSize);

@@ -15,7 +15,7 @@ std::uint64_t ChipPicture::WritesOf(Region region) const {
     case Region::Scfg: return writes.scfg;
     case Region::Otp: return writes.otp;
     case Region::Ram: return writes.ram;
-    case Region::Outside: return 0;
+    case Region::Outside: break;
   }
   return 0;
 }
@@ -34,7 +34,7 @@ std::span<const std::uint8_t> ChipPicture::At(std::uint32_t address, std::size_t
       case Region::Scfg: return {scfg, map.scfg.base};
       case Region::Otp: return {otp, map.otp.base};
       case Region::Ram: return {ram, map.ram.base};
-      case Region::Outside: return {};
+      case Region::Outside: break;
     }
     return {};
   }();
