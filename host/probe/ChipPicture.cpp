@@ -18,7 +18,7 @@ std::span<const std::uint8_t> ChipPicture::At(std::uint32_t address, std::size_t
       case Region::Scfg: return {scfg, map.scfg.base};
       case Region::Otp: return {otp, map.otp.base};
       case Region::Ram: return {ram, map.ram.base};
-      case Region::Outside: return {};
+      case Region::Outside: break;
     }
     return {};
   }();

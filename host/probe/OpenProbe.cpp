@@ -29,6 +29,13 @@ struct ProbeName {
   std::string_view rest;
 };
 
+// Of a probe in the network or of an OpenOCD.
+TcpAddress AddressOf(const ProbeName& name) {
+  if (name.kind == "tcp") return ParseTcpAddress(name.rest, kTcpProbePort);
+  return name.isBare ? TcpAddress{"localhost", OpenOcd::kUsualPort}
+                     : ParseTcpAddress(name.rest, OpenOcd::kUsualPort);
+}
+
 void RequireNoChipOptions(const ProbeOptions& options) {
   const SimulatedChipOptions& chip = options.chip;
   const char* const one = chip.file              ? "a chip file"
@@ -59,13 +66,11 @@ std::unique_ptr<ApAccess> OpenAccess(const ProbeOptions& options, const AccessPo
   const ProbeName name(options.name);
   const PacketOptions packets = PacketOptionsOf(options, kUsualWireHz);
   if (name.kind == "cmsis-dap") return OverPackets(OpenUsbProbe(name.rest), packets, ports);
-  if (name.kind == "tcp")
-    return OverPackets(std::make_unique<TcpLink>(ParseTcpAddress(name.rest, kTcpProbePort)), packets, ports);
+  if (name.kind == "tcp") return OverPackets(std::make_unique<TcpLink>(AddressOf(name)), packets, ports);
   if (name.kind == "openocd") {
     if (options.wireTrace)
       throw InputError("OpenOCD lets nobody see its packets: there is no trace of the wire");
-    return std::make_unique<OpenOcd>(name.isBare ? TcpAddress{"localhost", OpenOcd::kUsualPort}
-                                                 : ParseTcpAddress(name.rest, OpenOcd::kUsualPort));
+    return std::make_unique<OpenOcd>(AddressOf(name));
   }
   RefuseName(options.name);
 }
@@ -73,10 +78,8 @@ std::unique_ptr<ApAccess> OpenAccess(const ProbeOptions& options, const AccessPo
 // With what it leaves out. A USB probe without its serial number may be any.
 std::string FullName(const std::string& text) {
   const ProbeName name(text);
-  const bool isTcp = name.kind == "tcp";
-  if (!isTcp && name.kind != "openocd") return text;
-  TcpAddress address = name.isBare ? TcpAddress{"localhost", OpenOcd::kUsualPort}
-                                   : ParseTcpAddress(name.rest, isTcp ? kTcpProbePort : OpenOcd::kUsualPort);
+  if (name.kind != "tcp" && name.kind != "openocd") return text;
+  TcpAddress address = AddressOf(name);
   if (address.host == "localhost" || address.host == "::1") address.host = "127.0.0.1";
   return fmt::format("{}:{}:{}", name.kind, address.host, address.port);
 }
@@ -106,7 +109,7 @@ ListedProbe AskTcpProbe(const std::string& name) {
     throw InputError(fmt::format("\"{}\": a probe in the network is tcp:HOST or tcp:HOST:PORT", name));
   ListedProbe probe{
       .name = name, .product = "", .serial = "", .cable = "network", .firmware = "", .trouble = ""};
-  Describe(std::make_unique<TcpLink>(ParseTcpAddress(parts.rest, kTcpProbePort)), probe);
+  Describe(std::make_unique<TcpLink>(AddressOf(parts)), probe);
   return probe;
 }
 

@@ -64,17 +64,11 @@ TEST_F(LinkTest, FindsPacketsInWhateverComes) {
 }
 
 TEST_F(LinkTest, AnswersAsClientsCanBear) {
-  const std::string runsNot =
+  const std::string no =
       "E.this server loads and reads; it does not run programs: 'monitor reset' starts the chip";
-  const std::string refusals = runsNot + " " + runsNot + " " + runsNot + " " + runsNot + " " + runsNot;
-  const std::string tooFar =
-      "OK E.a write without data E.0xffffffff..0xffffffff: 0xffffffff lies in no memory that takes this "
-      "E.\"ffffffff,2\" is no address and length E.0x20000fff..0x20001000: 0x20001000 lies in no memory that "
-      "takes this E.\"" +
-      std::string(40, '7') + "\" is no address and length";
   const struct {
     std::vector<std::string> sent;
-    const char* answered;
+    std::string answered;
   } cases[] = {
       {{"qSupported:xmlRegisters=i386", "?", "!", "Hg0", "qAttached", "qC"},
        "PacketSize=10000;qXfer:memory-map:read+;qXfer:features:read+;QStartNoAckMode+ S05 OK OK 1 "},
@@ -82,23 +76,29 @@ TEST_F(LinkTest, AnswersAsClientsCanBear) {
       {{"m0,2", "m4000,1", "m0,-1", "m0", "m100000000,1"}, "3132 E01 E01 E01 E01"},
       {{"qCRC:0,ffffffff"}, "E01"},
       {{"qXfer:features:read:target.xml:5,7", "qXfer:features:read:target.xml:ffff,9"}, "m versio l"},
-      {{"qXfer:memory-map:read::0,ffff"},
-       R"(l<?xml version="1.0"?><!DOCTYPE memory-map PUBLIC "+//IDN gnu.org//DTD GDB Memory Map V1.0//EN" "http://sourceware.org/gdb/gdb-memory-map.dtd"><memory-map><memory type="flash" start="0x0" length="0x4000"><property name="blocksize">0x800</property></memory><memory type="flash" start="0x10000000" length="0x4000"><property name="blocksize">0x800</property></memory><memory type="flash" start="0x4c000000" length="0x800"><property name="blocksize">0x800</property></memory><memory type="flash" start="0x5c000000" length="0x800"><property name="blocksize">0x800</property></memory><memory type="flash" start="0x4c000800" length="0x400"><property name="blocksize">0x400</property></memory><memory type="flash" start="0x5c000800" length="0x400"><property name="blocksize">0x400</property></memory><memory type="ram" start="0x20000000" length="0x1000"/><memory type="ram" start="0x30000000" length="0x1000"/></memory-map>)"},
+      {{"qXfer:features:read:target.xml:0,ffff"},
+       R"(l<?xml version="1.0"?><!DOCTYPE target SYSTEM "gdb-target.dtd"><target><architecture>arm</architecture><feature name="org.gnu.gdb.arm.m-profile"><reg name="r0" bitsize="32"/><reg name="r1" bitsize="32"/><reg name="r2" bitsize="32"/><reg name="r3" bitsize="32"/><reg name="r4" bitsize="32"/><reg name="r5" bitsize="32"/><reg name="r6" bitsize="32"/><reg name="r7" bitsize="32"/><reg name="r8" bitsize="32"/><reg name="r9" bitsize="32"/><reg name="r10" bitsize="32"/><reg name="r11" bitsize="32"/><reg name="r12" bitsize="32"/><reg name="sp" bitsize="32" type="data_ptr"/><reg name="lr" bitsize="32"/><reg name="pc" bitsize="32" type="code_ptr"/><reg name="xpsr" bitsize="32"/></feature></target>)"},
+      {{"qXfer:memory-map:read::0,ffff"}, R"(l<?xml version="1.0"?><!DOCTYPE memory-map PUBLIC "+//IDN gnu.org//DTD GDB Memory Map V1.0//EN" "http://sourceware.org/gdb/gdb-memory-map.dtd"><memory-map><memory type="flash" start="0x0" length="0x4000"><property name="blocksize">0x800</property></memory><memory type="flash" start="0x10000000" length="0x4000"><property name="blocksize">0x800</property></memory><memory type="flash" start="0x4c000000" length="0x800"><property name="blocksize">0x800</property></memory><memory type="flash" start="0x5c000000" length="0x800"><property name="blocksize">0x800</property></memory><memory type="flash" start="0x4c000800" length="0x400"><property name="blocksize">0x400</property></memory><memory type="flash" start="0x5c000800" length="0x400"><property name="blocksize">0x400</property></memory><memory type="ram" start="0x20000000" length="0x1000"/><memory type="ram" start="0x30000000" length="0x1000"/></memory-map>)"},
       {{"qXfer:osdata:read::0,9"}, ""},
       {{"pf", "p10", "p0", "p11", "p"}, "00000000 00000001 xxxxxxxx E01 E01"},
-      {{"c", "vCont;s:1", "C05", "s", "S05"}, refusals.c_str()},
+      {{"c", "vCont;s:1", "C05", "s", "S05"}, no + " " + no + " " + no + " " + no + " " + no},
       {{"M20000000,2:0", "X20000000,2:abc", "X0,1:a"},
        "E.a write with odd digits E.a write of another length than it says "
        "E.0x00000000..0x00000000: 0x00000000 lies in no memory that takes this"},
       {{"X20000000,0:", "X20000000,1", "Xffffffff,1:a", "Xffffffff,2:ab", "X20000fff,2:ab",
         "X" + std::string(41, '7') + ":a"},
-       tooFar.c_str()},
+       "OK E.a write without data E.0xffffffff..0xffffffff: 0xffffffff lies in no memory that takes this "
+       "E.\"ffffffff,2\" is no address and length "
+       "E.0x20000fff..0x20001000: 0x20001000 lies in no memory that takes this E.\"" +
+           std::string(40, '7') + "\" is no address and length"},
   };
   for (const auto& c : cases) EXPECT_EQ(Ask(c.sent), c.answered);
   chip.map.main.size = 0x10000;
   EXPECT_EQ(Ask({"m0,9000"}).size(), 0x10000U) << "as many bytes as an answer holds";
   link.Take(host::gdb::Packet("qRcmd,6661696c"));
   EXPECT_TRUE(wire.ends_with("$O6661696c#2a$O6661696c65640a#90$E01#a6")) << wire;
+  EXPECT_EQ(Ask({"qRcmd,6"}), "E01");
+  EXPECT_EQ(chip.complaints.back(), "a monitor command with odd digits");
 }
 
 TEST_F(LinkTest, CarriesOutALoadAsOne) {
@@ -170,7 +170,8 @@ TEST_F(LinkTest, LoadsRamAloneIntoAClosedChip) {
 }
 
 TEST_F(LinkTest, RefusesALoadOfAClientThatHasDetached) {
-  EXPECT_EQ(Ask({"D", "vFlashErase:0,800", "vFlashDone", "X20000000,1:a"}), "OK E01 E01 E01");
+  EXPECT_EQ(Ask({"vKill;1", "k", "D", "vFlashErase:0,800", "vFlashDone", "X20000000,1:a"}),
+            "OK X09 OK E01 E01 E01");
   EXPECT_EQ(chip.complaints.at(0), "the client has detached from the chip: connect again before a load");
 }
 

@@ -43,8 +43,8 @@ TEST_F(RawClientTest, SendsMegabytesOfNothing) {
     client.Send("GET / HTTP/1.1\r\n" + std::string(3 << 20, 'x') + "$" + std::string(3 << 20, 'y') + "#00");
     EXPECT_EQ(client.ReadUntil("#a6"), "+$E01#a6");
   }
-  ExpectServerSays("is it a debugger?");
-  ExpectServerSays("a packet of more than 65536 bytes");
+  ExpectServerSays("the client sent bytes that are no packet; is it a debugger?");
+  ExpectServerSays("the client sent a packet of more than 65536 bytes");
   ExpectServerSays("The client has gone");
 }
 
@@ -56,6 +56,7 @@ TEST_F(RawClientTest, ComesSecond) {
     const RawClient second(port);
     second.Send("+" + Packet("qSupported"));
     EXPECT_EQ(second.ReadUntil("nothing ends so"), "+" + Packet("E.another client has the chip"));
+    ExpectServerSays("Another client came, and was sent away\n");
     first.Send(Packet("?"));
     EXPECT_EQ(first.ReadUntil("#b8"), "+$S05#b8");
   }

@@ -81,10 +81,10 @@ std::string ServerBench::Run(const std::string& command) {
   return text;
 }
 
-std::string ServerBench::Gdb(const std::vector<std::string>& commands) {
-  std::string line = "gdb-multiarch -nx -batch";
-  for (const std::string& command : commands) line += " -ex '" + command + "'";
-  return Run(line + " < /dev/null");
+std::string ServerBench::Batch(std::string client, const std::string& option,
+                               const std::vector<std::string>& commands) {
+  for (const std::string& command : commands) client += " " + option + " '" + command + "'";
+  return Run(client + " < /dev/null");
 }
 
 std::string ServerBench::GdbMi(const std::vector<std::string>& commands) {
@@ -92,12 +92,6 @@ std::string ServerBench::GdbMi(const std::vector<std::string>& commands) {
   for (const std::string& command : commands) lines += Filled(command) + "\n";
   Write("commands.mi", lines + "-gdb-exit\n");
   return Run("gdb-multiarch -nx -q --interpreter=mi2 < commands.mi");
-}
-
-std::string ServerBench::Lldb(const std::vector<std::string>& commands) {
-  std::string line = "lldb-14 --no-lldbinit --batch";
-  for (const std::string& command : commands) line += " -o '" + command + "'";
-  return Run(line + " < /dev/null");
 }
 
 void ServerBench::ExpectServerSays(const std::string& text) {

@@ -23,9 +23,8 @@ class ServerBench : public testing::Test {
   // Runs a shell command in the folder and returns all that it printed.
   std::string Run(const std::string& command);
   // Every command on its own, whatever became of the one before.
-  std::string Gdb(const std::vector<std::string>& commands);
+  std::string Batch(std::string client, const std::string& option, const std::vector<std::string>& commands);
   std::string GdbMi(const std::vector<std::string>& commands);
-  std::string Lldb(const std::vector<std::string>& commands);
 
   // Waits for the server to have said it.
   void ExpectServerSays(const std::string& text);

@@ -53,7 +53,7 @@ TEST_F(SpoiledAnswerTest, IsToldAsWhatItIs) {
   const struct {
     std::uint8_t command;
     unsigned nth;                                             // of its answers; 0: each that has these bytes
-    std::vector<std::pair<std::size_t, std::uint8_t>> bytes;  // to set
+    std::vector<std::pair<std::size_t, std::uint8_t>> bytes;  // to set; none: the answer is lost
     Kind kind;
     std::string text;
     std::uint8_t status = 0;  // bits of CTRL/STAT, which the next answer tells
@@ -76,6 +76,7 @@ TEST_F(SpoiledAnswerTest, IsToldAsWhatItIs) {
       {kTransfer, 8, {{1, 0}, {2, 4}}, Fault, chip + "refuses " + at1 + sticky, 0xB2},
       {kTransfer, 8, {{1, 1}}, BadAnswer, dap + "made 1 transfers of 2 and tells no reason" + update},
       {kTransfer, 8, {{1, 9}}, BadAnswer, dap + "answered for 9 transfers where 2 were" + asked},
+      {kTransfer, 8, {}, TimedOut, dap + "does not answer: unplug it and plug it in again"},
       {kBlock, 1, {{1, 7}}, BadAnswer, dap + "made 7 transfers of 8"},
       // The last write is the one that failed.
       {kBlock, 1, {{3, 4}}, Fault, chip + "refuses register 0x00 of access port 2 (FAULT,"},
@@ -89,7 +90,7 @@ TEST_F(SpoiledAnswerTest, IsToldAsWhatItIs) {
       if (++seen == c.nth + 1 && c.status != 0) answer.at(3) = c.status;
       for (const auto& [at, value] : c.bytes)
         if (seen == c.nth || (c.nth == 0 && answer.size() > at)) answer[at] = value;
-      return true;
+      return seen != c.nth || !c.bytes.empty();
     };
     probe.reset();
     try {
@@ -118,7 +119,9 @@ TEST_F(SpoiledAnswerTest, MayBeCutAnywhere) {
       try {
         Reach();
       } catch (const ProbeError& error) {
-        EXPECT_EQ(error.Which(), Kind::BadAnswer) << error.what();
+        EXPECT_EQ(error.Which(), Kind::BadAnswer);
+        EXPECT_STREQ(error.what(),
+                     "the debug probe's answer is cut short: unplug the probe and plug it in again");
       }
       const bool wasLast = seen < nth;
       spoiler = nullptr;
@@ -195,9 +198,12 @@ TEST(ReadAheadTest, TellsOfAFailureAfterTheBlockHasReturned) {
 
 // Registers that count how often they were read, and a word on offer behind every block.
 struct CountingAccess final : ApAccess {
-  void Connect() override {}
+  void Connect() override { ++connects; }
   void Close() noexcept override {}
-  std::uint32_t ReadAp(ApRegister) override { return ++reads; }
+  std::uint32_t ReadAp(ApRegister) override {
+    if (const auto kind = std::exchange(refusal, std::nullopt)) throw ProbeError(*kind, "no");
+    return ++reads;
+  }
   void WriteAp(ApRegister, std::uint32_t, AfterWrite) override {}
   void ReadApBlock(ApRegister, std::span<std::uint32_t> words) override {
     for (std::uint32_t& word : words) word = ++reads;
@@ -211,8 +217,23 @@ struct CountingAccess final : ApAccess {
   void Sleep(std::uint32_t) override {}
   [[nodiscard]] Traffic Counted() const override { return {}; }
 
-  std::uint32_t reads = 0;
+  std::uint32_t reads = 0, connects = 0;
+  std::optional<Kind> refusal;
 };
+
+TEST(AdiProbeTest, ConnectsAnewToAChipThatHadFallenSilent) {
+  auto owned = std::make_unique<CountingAccess>();
+  CountingAccess& access = *owned;
+  AdiProbe probe(std::move(owned), Device().ports);
+  const auto read = [&] { return ErrorOf([&] { (void)probe.ReadRegister(0x1'0008); }); };
+  for (const auto& [refusal, connects] : {std::pair(Kind::Fault, 0U), {Kind::NoTarget, 1U}}) {
+    access.refusal = refusal;
+    EXPECT_EQ(read(), "no");
+    EXPECT_EQ(read(), "ok");
+    EXPECT_EQ(access.connects, connects);
+  }
+  EXPECT_EQ(ErrorOf([&] { (void)probe.ReadRegister(9); }), "No register at address 0x00000009");
+}
 
 TEST(ReadAheadTest, HandsOutAFetchedWordOnceUnlessItIsDropped) {
   auto owned = std::make_unique<CountingAccess>();

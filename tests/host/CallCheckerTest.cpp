@@ -141,8 +141,9 @@ TEST(CallCheckerTest, HoldsAPluginToTheContractAndTheWire) {
        "exchange 7; exchange 101; read CFGAP_DEVICESTATUS 2005; exchange 208; exchange 301; "
        "read CFGAP_DEVICESTATUS 2005; exchange 415; exchange 501",
        "in SACI, in SACI, in SACI"},
-      {"was not let go", "command 7; answer 860007; exchange 115", ""},
+      {"was not let go", "command 7; answer 10007; exchange 115", ""},
       {"reset with an answer", "exchange 10014; exchange 101", "in SACI, sequence"},
+      {"reset whose answer is not read", "command 10014; exchange 101", "answer"},
       {"reset without one", "command 14; read CFGAP_DEVICESTATUS 2005; exchange 1", ""},
       {"TX full", "read SECAP_TXCTL 1; write SECAP_TXCTL 2; push 1", "TX empty"},
       {"TX not looked at", "write SECAP_TXCTL 2; push 1; answer 1; write SECAP_TXCTL 2; push 101",

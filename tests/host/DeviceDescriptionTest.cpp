@@ -158,6 +158,7 @@ TEST(DeviceDescription, BadFilesAreRefusedWithFileAndLine) {
     std::string error;     // behind the file's name
   } cases[] = {
       {"</facts>", "</fact>", "10: broken XML: "},
+      {std::string(kSmallDevice), "<part/>", "1: the root element must be <device>"},
       {" family='Test'", "", "1: <device> lacks the attribute \"family\""},
       {"<description>A device</description>", "", "1: <device> lacks a <description>"},
       {"</description>", "</description><description/>", "2: <device> has a second <description>"},

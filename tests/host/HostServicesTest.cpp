@@ -107,6 +107,8 @@ TEST_F(HostServicesTest, AnObserverThatFailsFailsNoCall) {
   EXPECT_EQ(Text(table.setCore(object, "CS_DAP_0")), "ok");
   EXPECT_EQ(Text(table.setCore(object, "nowhere")), "there is no core \"nowhere\"");
   EXPECT_EQ(second.calls, 2);
+  services.onMessage = [](bool, const std::string&) { throw 2; };
+  EXPECT_EQ(Text(table.reportInfo(object, "text")), "the host failed without a reason");
 }
 
 TEST_F(HostServicesTest, RefusesAccessesOnACoreThatIsNotConnected) {

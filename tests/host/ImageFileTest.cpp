@@ -8,11 +8,14 @@
 #include <unistd.h>
 
 #include <cctype>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <future>
 
 #include "InputErrorOf.h"
+#include "host/image/ImageWatch.h"
 #include "host/image/ImageWriter.h"
 #include "tests/support/ImageRules.h"
 
@@ -133,7 +136,7 @@ TEST(TextImages, BadOnesAreRefusedWithTheirLine) {
       {"a.hex", ":0400100001020304\n", ":1: the record has 8 bytes, its length field asks for 9"},
       {"a.hex", ":0400100001020304E\n", ":1: the record is cut short in the middle of a byte"},
       {"a.hex", ":04001000010203G4E2\n", ":1: column 16 is not a hexadecimal digit"},
-      {"a.hex", ":\n", ":1: the record has 0 bytes, its length field asks for 5"},
+      {"a.ihex", ":\n", ":1: the record has 0 bytes, its length field asks for 5"},
       {"a.hex", ":0400100001020304E2\n0400100001020304E2\n", ":2: a record must begin with ':'"},
       {"a.hex", ":00000006FA\n", ":1: unknown record type 06"},
       {"a.hex", ":0100000201FC\n", ":1: a base address record must hold 2 bytes"},
@@ -144,8 +147,8 @@ TEST(TextImages, BadOnesAreRefusedWithTheirLine) {
       {"a.hex", kHexEnd + ":0400100001020304E2\n", ":2: there is a line after the end record"},
       {"a.hex", kHexEnd, ": holds no data to load"},
       {"a.srec", "S10500100102E8\n", ":1: bad checksum: the line says 0xE8, its bytes give 0xE7"},
-      {"a.srec", "S105001001E7\n", ":1: the record has 5 bytes, its length field and type ask for 6"},
-      {"a.srec", "S30310FFED\n", ":1: the record has 4 bytes, its length field and type ask for 6"},
+      {"a.s37", "S105001001E7\n", ":1: the record has 5 bytes, its length field and type ask for 6"},
+      {"a.s28", "S30310FFED\n", ":1: the record has 4 bytes, its length field and type ask for 6"},
       {"a.srec", "S4030000FC\n", ":1: unknown record type S4"},
       {"a.s19", "S\n", ":1: the record has no type"},
       {"a.srec", "S307FFFFFFFE0102FA\n", ":1: 2 bytes at 0xFFFFFFFE do not fit in 32-bit addresses"},
@@ -278,6 +281,15 @@ TEST_F(ImageArgument, BadOnesAreRefused) {
   for (const std::string address : {"", "0x", "12k", "-4", "0x1G"})
     EXPECT_EQ(Error(Path("a.bin@") + address), Path("a.bin@") + address + ": \"" + address +
                                                    "\" is not an address (decimal, or hexadecimal with 0x)");
+}
+
+TEST_F(ImageArgument, IsWatchedUntilAChangeHasBeenLeftAloneForAMoment) {
+  const host::ImageWatch watch({Path("a.bin")});
+  const auto waiting = std::async(std::launch::async, [&] { watch.Wait(); });
+  EXPECT_EQ(waiting.wait_for(std::chrono::milliseconds(900)), std::future_status::timeout);
+  std::ofstream(folder / "a.bin") << "abcd";
+  EXPECT_EQ(waiting.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
+  EXPECT_EQ(waiting.wait_for(std::chrono::seconds(10)), std::future_status::ready);
 }
 
 }  // namespace

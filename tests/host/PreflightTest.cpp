@@ -169,7 +169,7 @@ TEST(PreflightTest, JudgesEverySettingByItsName) {
        "FlashPages: an empty element means sector 0 | left out by FlashPages, but not by the erase: 1 of the "
        "images' 2 MAIN sectors will be blank"},
       {"FlashPages=0", "FlashPages: ignored, because FlashPageToggle is \"0\""},
-      {kFill + "0xFf", ""},
+      {kFill + "0xaF", ""},
       {kFill + "300", "! FlashPagesFilledWithValue: \"300\"" + noByte},
       {kFill + "0x1FF", "! FlashPagesFilledWithValue: \"0x1FF\"" + noByte},
       {kFill + "0", "! FlashPagesFilledWithValue: \"0\"" + noByte},

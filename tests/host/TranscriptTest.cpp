@@ -247,15 +247,9 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
   void ExpectText(const std::string& stream, const std::string& relation, const std::string& text) {
     const std::string& said = streams[stream];
     if (stream == "err") isErrorExpected = true;
-    if (relation == "~") {
-      EXPECT_NE(said.find(text), std::string::npos) << text << "\nin\n" << said;
-    }
-    if (relation == "!~") {
-      EXPECT_EQ(said.find(text), std::string::npos) << text << "\nin\n" << said;
-    }
-    if (relation == "=") {
-      EXPECT_EQ(said, text + "\n");
-    }
+    const bool isIn = said.find(text) != std::string::npos;
+    const bool holds = relation == "=" ? said == text + "\n" : isIn == (relation == "~");
+    EXPECT_TRUE(holds) << text << "\nin\n" << said;
   }
 
   // Whole; a document may be folded otherwise there, and a manual is there line by line, without its markup.

@@ -51,6 +51,20 @@ struct OpenOcdTest : testing::Test {
            arguments;
   }
 
+  // tovik-flash as the client of that OpenOCD, which has one more command, and another load without it.
+  Outcome LoadThrough(const std::string& command) {
+    std::filesystem::remove(folder + "/openocd.txt");
+    return RunShell(OpenOcd("", "-c 'tcl_port 0' -f probe.tcl -c '" + command + "'") +
+                    " > openocd.txt 2>&1 & server=$!; cd '" + folder +
+                    "'; port=; "
+                    "until port=$(sed -n 's/.*port \\([0-9]*\\) for tcl.*/\\1/p' openocd.txt); [ "
+                    "\"$port\" ]; do sleep 0.05; done; "
+                    "load() { " TOVIK_FLASH_PATH " load " TOVIK_FIRMWARE
+                    "/blink.elf --device serin-s20 --no-progress \"$@\"; }; "
+                    "load --probe openocd:127.0.0.1:$port && load --chip plain.chip; failed=$?; "
+                    "kill $server; wait $server; cat openocd.txt; exit $failed");
+  }
+
   const std::string folder = testing::TempDir() + "tovik-openocd-" + std::to_string(getpid());
 };
 
@@ -83,20 +97,25 @@ TEST_F(OpenOcdTest, NoticesWhatIsWrong) {
   }
 }
 
-// tovik-flash as the client of that OpenOCD: the chip ends as from a load without it.
+// The chip ends as from a load without it.
 TEST_F(OpenOcdTest, CarriesALoadOfOurs) {
-  const Outcome run = RunShell(OpenOcd("", "-c 'tcl_port 0' -f probe.tcl") +
-                               " > openocd.txt 2>&1 & server=$!; cd '" + folder +
-                               "'; port=; "
-                               "until port=$(sed -n 's/.*port \\([0-9]*\\) for tcl.*/\\1/p' openocd.txt); [ "
-                               "\"$port\" ]; do sleep 0.05; done; "
-                               "load() { " TOVIK_FLASH_PATH " load " TOVIK_FIRMWARE
-                               "/blink.elf --device serin-s20 --no-progress \"$@\"; }; "
-                               "load --probe openocd:127.0.0.1:$port && load --chip plain.chip; failed=$?; "
-                               "kill $server; wait $server; cat openocd.txt; exit $failed");
+  const Outcome run = LoadThrough("");
   EXPECT_EQ(run.status, 0) << run.output;
   EXPECT_NE(run.output.find("Expected  up to 1 s: OpenOCD"), std::string::npos) << run.output;
   EXPECT_TRUE(Board("board.chip").Chip().State() == Board("plain.chip").Chip().State()) << run.output;
+}
+
+TEST_F(OpenOcdTest, IsToldWhatFailsInIt) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"proc dap {args} { }", "OpenOCD has no debug access port: its configuration lacks \"dap create\"\n"},
+      {"proc dap {args} { error {} }",
+       "OpenOCD failed in its debug access ports: its own output tells why\n"},
+      {"proc adapter {args} { error lost }",
+       "OpenOCD failed in the reset pin: lost: its own output tells why\n"},
+      {"proc adapter {args} { exec kill -KILL [pid] }", "the connection to the debug probe broke: "},
+      {"proc tovik.dap {args} { return ? }", "OpenOCD answered no number: see which version it is\n"}};
+  for (const auto& [command, text] : cases)
+    EXPECT_NE(LoadThrough(command).output.find("tovik-flash: " + text), std::string::npos) << text;
 }
 
 }  // namespace

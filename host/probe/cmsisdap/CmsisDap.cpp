@@ -277,16 +277,16 @@ void CmsisDap::WriteAp(ApRegister to, std::uint32_t value, AfterWrite after) {
     TransferList list;
     Select(list, to);
     list.Write(PortRequest(to, 0), value);
-    bool fellSilent = false;
     window.Send(list.Finish(), [&, wanted = list.Count()](AnswerReader& answer) {
       const std::uint8_t done = answer.Byte();
       const std::uint8_t acknowledge = answer.Byte();
       // Behind the last write the probe asks whether it went well, and that question stays without an answer.
-      fellSilent = after == AfterWrite::MayBeSilent && done == wanted && (acknowledge & 7) == 7;
-      if (!fellSilent) RequireDone(done, wanted, acknowledge);
+      if (after == AfterWrite::MayBeSilent && done == wanted && (acknowledge & 7) == 7)
+        selected.reset();
+      else
+        RequireDone(done, wanted, acknowledge);
     });
     window.Finish();
-    if (fellSilent) selected.reset();
   });
 }
 

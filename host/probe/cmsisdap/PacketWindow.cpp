@@ -82,13 +82,13 @@ Packet PacketWindow::Await() {
 
 // Leaves nothing on its way. What cannot be drawn now is drawn before the next packet.
 void PacketWindow::Drop() noexcept {
-  try {
-    for (; !pending.empty(); pending.pop_front())
+  for (; !pending.empty(); pending.pop_front()) {
+    try {
       if (!link.Receive(outOfStep ? kStaleAnswer : kLongestAnswer)) outOfStep = true;
-  } catch (...) {
-    outOfStep = true;
+    } catch (...) {
+      outOfStep = true;
+    }
   }
-  pending.clear();
 }
 
 void PacketWindow::DrawStaleAnswers() {
