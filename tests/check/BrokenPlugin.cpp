@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "IFlashDevice2.h"
@@ -76,8 +77,7 @@ class BrokenHost final : public HostObject {
     return Pass<&Table::readReg>(address, value);
   }
   const char* WriteReg(Address address, unsigned long long value) {
-    const char* const error = Pass<&Table::writeReg>(address, value);
-    return Is("swallow") ? nullptr : error;
+    return Pass<&Table::writeReg>(address, value);
   }
   const char* ReportError(const char* message) { return Pass<&Table::reportError>(message); }
   const char* ReportInfo(const char* message) {
@@ -95,7 +95,7 @@ class BrokenHost final : public HostObject {
   const char* SetCoreById(const char* id) {
     return Is("keep-port") && isAfterTransfer ? nullptr : Pass<&Table::setCoreById>(id);
   }
-  const char* Connect(bool option) { return Is("connect") ? nullptr : Pass<&Table::connect>(option); }
+  const char* Connect(bool option) { return Pass<&Table::connect>(option); }
   const char* ReConnect() { return Pass<&Table::reConnect>(); }
   const char* ReservedFunction(int) { std::abort(); }
 
@@ -136,11 +136,10 @@ class BrokenDevice final : public virtual IFlashDevice4 {
   }
   const char* WriteDataToFlash(const unsigned char* data, Debugger::Address address, int count,
                                short page) override {
-    std::vector<unsigned char> bytes(data, data + count);
-    if (Is("byte")) bytes.back() ^= 1U;
     const bool isCcfg = Extract(address) == 0x4C00'0000;
+    if (Is("main") && Extract(address) < 0x1000'0000) return nullptr;
     if ((Is("ccfg") && isCcfg) || (Is("state") && hasFailed)) return nullptr;
-    return Done([&] { return real->WriteDataToFlash(bytes.data(), address, count, page); });
+    return Done([&] { return real->WriteDataToFlash(data, address, count, page); });
   }
   const char* WriteDataToFlash(const unsigned short* data, Debugger::Address address, int count,
                                short page) override {
@@ -151,13 +150,13 @@ class BrokenDevice final : public virtual IFlashDevice4 {
   }
   const char* ResetSettings(ProgramState state) override {
     static std::vector<char*> s_kept;
-    if (Is("leak")) s_kept.push_back(new char[100]);
-    if (Is("file")) (void)open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (Is("leave")) s_kept.push_back(new char[100]);
+    if (Is("leave")) (void)open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (Is("leave")) std::thread(pause).detach();
     for (int block = 0; block < 17 && Is("memory"); ++block) s_kept.push_back(new char[1U << 26]);
     return Done([&] { return real->ResetSettings(state); });
   }
   const char* HandleVerification(Debugger::Address address, bool& handled) override {
-    if (Is("change") && !text.empty()) text[0] = '?';
     return Asked([&] { return real->HandleVerification(address, handled); });
   }
   void Delete() override {
@@ -197,7 +196,6 @@ class BrokenDevice final : public virtual IFlashDevice4 {
     hasFailed = true;
     if (Is("throw")) throw std::runtime_error(error);
     if (Is("success") || (Is("crc") && std::strstr(error, "CRC32 does not match") != nullptr)) return nullptr;
-    if (Is("change")) return (text = error).c_str();
     return Is("silent") ? "" : error;
   }
 
@@ -219,7 +217,6 @@ class BrokenDevice final : public virtual IFlashDevice4 {
   BrokenHost host;
   IFlashDevice4* real = nullptr;
   bool hasFailed = false;
-  std::string text;
 };
 
 }  // namespace
