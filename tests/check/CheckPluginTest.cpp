@@ -88,7 +88,7 @@ std::vector<BrokenPlugin> BrokenPlugins() {
 }
 
 TEST(CheckPlugin, FindsTheOneThingThatIsWrong) {
-  const std::filesystem::path folder = testing::TempDir() + "broken-plugins";
+  const std::filesystem::path folder = TOVIK_BROKEN_PLUGIN_PATH ".links";
   std::filesystem::create_directories(folder);
   std::vector<BrokenPlugin> plugins = BrokenPlugins();
   ASSERT_FALSE(plugins.empty());
