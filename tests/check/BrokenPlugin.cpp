@@ -153,7 +153,7 @@ class BrokenDevice final : public virtual IFlashDevice4 {
     if (Is("leave")) s_kept.push_back(new char[100]);
     if (Is("leave")) (void)open("/dev/null", O_RDONLY | O_CLOEXEC);
     if (Is("leave")) std::thread(pause).detach();
-    for (int block = 0; block < 17 && Is("memory"); ++block) s_kept.push_back(new char[1U << 26]);
+    while (Is("memory") && s_kept.size() < 17) s_kept.push_back(new char[1U << 26]);
     return Done([&] { return real->ResetSettings(state); });
   }
   const char* HandleVerification(Debugger::Address address, bool& handled) override {
