@@ -58,12 +58,7 @@ CheckedDevice::CheckedDevice(CheckBench& checkBench)
 }
 
 CheckedDevice::~CheckedDevice() {
-  Delete();
-}
-
-void CheckedDevice::Delete() {
   (void)Call("Delete", [&] { device.reset(); });
-  isInitialized = false;
 }
 
 CheckedDevice::Failure CheckedDevice::Create() {

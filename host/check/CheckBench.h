@@ -61,7 +61,6 @@ class CheckedDevice {
   Failure Run(const std::string& function, const std::vector<ScriptValue>& arguments);
   // The chip's layout is read by Initialize alone: a host that could not answer then has to call it again.
   void ForgetInitialization() { isInitialized = false; }
-  void Delete();
 
   // A load that nothing disturbs, told to the report unless it succeeds and the chip is as it should be.
   void LoadWell(const LoadPlan& plan);

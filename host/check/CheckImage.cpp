@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <optional>
 #include <random>
 #include <span>
 
@@ -22,23 +23,20 @@ constexpr std::size_t kTwoKeys = 2 * 44;
 
 constexpr std::uint32_t kSingleSectors = 32;  // with a bit each in the retain field's first word
 constexpr std::uint32_t kGroup = 8;           // sectors that a bit of the other words stands for
-constexpr std::uint32_t kFirstGroups = 28;    // groups in the second word
 
-struct RetainBit {
-  std::uint32_t word, bit;
-};
-RetainBit RetainBitOf(const ChipFacts& chip, std::uint32_t sector) {
-  if (sector < kSingleSectors) return {0, sector};
-  const std::uint32_t group = (sector - kSingleSectors) / kGroup;
-  if (group < kFirstGroups) return {1, group + chip.retainGroupShift};
-  return {2 + (group - kFirstGroups) / 32, (group - kFirstGroups) % 32};
+// Its bit in the field; none where that does not reach so far.
+std::optional<std::uint32_t> RetainBitOf(const ChipFacts& chip, std::uint32_t sector) {
+  std::uint32_t bit = sector;
+  if (sector >= kSingleSectors)
+    bit = kSingleSectors + chip.retainGroupShift + (sector - kSingleSectors) / kGroup;
+  return bit / 32 < chip.retainWords ? std::optional(bit) : std::nullopt;
 }
 
 void Mark(const ChipFacts& chip, Bytes& ccfg, std::uint32_t sector) {
-  const auto [word, bit] = RetainBitOf(chip, sector);
-  if (word >= chip.retainWords) return;
-  std::uint8_t& byte = ccfg[chip.retainOffset + 4 * word + bit / 8];
-  byte = static_cast<std::uint8_t>(byte | 1U << bit % 8);
+  const auto bit = RetainBitOf(chip, sector);
+  if (!bit) return;
+  std::uint8_t& byte = ccfg[chip.retainOffset + *bit / 8];
+  byte = static_cast<std::uint8_t>(byte | 1U << *bit % 8);
 }
 
 bool IsValid(const ChipFacts& chip, const Bytes& ccfg) {
@@ -49,18 +47,25 @@ std::vector<ImageSegment> MainSegments(const ChipFacts& chip, CheckImage::Extent
   struct Piece {
     std::uint32_t sector, offset, sectors, bytes;
   };
+  constexpr std::uint32_t kAroundFilled = 30;
   const bool isLarge = chip.mainSize > 256 * chip.sectorSize;
-  const Piece wide[] = {{0, 0, 2, 0},  {3, 100, 0, 57},  {4, chip.sectorSize - 1, 0, 2},
-                        {30, 0, 4, 8}, {39, 1000, 2, 0}, {255, 0, isLarge ? 2U : 1U, 0}};
+  const Piece wide[] = {{0, 0, 2, 0},
+                        {3, 100, 0, 57},
+                        {4, chip.sectorSize - 1, 0, 2},
+                        {kAroundFilled, 0, 4, 8},
+                        {39, 1000, 2, 0},
+                        {255, 0, isLarge ? 2U : 1U, 0}};
   const Piece small[] = {{0, 0, 2, 0}, {4, 0, 2, 0}, {7, 9, 0, 700}, {40, 0, 0, 4}};
   std::vector<ImageSegment> segments;
   for (const Piece& piece : extent == CheckImage::Extent::Wide ? std::span<const Piece>(wide) : small) {
     const std::uint32_t address = piece.sector * chip.sectorSize + piece.offset;
     const std::uint32_t size = piece.sectors * chip.sectorSize + piece.bytes;
-    if (address + size <= chip.mainSize) segments.push_back({address, Noise(size, ++seed)});
-    if (piece.sector == 30 && address + size <= chip.mainSize)
-      std::fill_n(segments.back().data.begin() + (CheckImage::kFilledSector - 30) * chip.sectorSize,
-                  chip.sectorSize, CheckImage::kFillByte);
+    if (address + size > chip.mainSize) continue;
+    segments.push_back({address, Noise(size, ++seed)});
+    if (piece.sector == kAroundFilled)
+      std::fill_n(
+          segments.back().data.begin() + (CheckImage::kFilledSector - kAroundFilled) * chip.sectorSize,
+          chip.sectorSize, CheckImage::kFillByte);
   }
   if (isLarge && extent == CheckImage::Extent::Wide)
     segments.push_back({chip.mainSize - 4, Noise(4, ++seed)});
@@ -109,9 +114,8 @@ std::vector<bool> KeptSectors(const ChipFacts& chip, const std::vector<std::uint
   std::vector<bool> kept(chip.mainSize / chip.sectorSize);
   if (!IsValid(chip, ccfg)) return kept;
   for (std::uint32_t sector = 0; sector < kept.size(); ++sector) {
-    const auto [word, bit] = RetainBitOf(chip, sector);
-    if (word < chip.retainWords)
-      kept[sector] = (std::uint32_t{ccfg[chip.retainOffset + 4 * word + bit / 8]} >> bit % 8 & 1U) != 0;
+    const auto bit = RetainBitOf(chip, sector);
+    kept[sector] = bit && (std::uint32_t{ccfg[chip.retainOffset + *bit / 8]} >> *bit % 8 & 1U) != 0;
   }
   return kept;
 }

@@ -31,6 +31,13 @@ constexpr int kLargeBlock = 32 << 20;
   throw std::runtime_error(fmt::format("{}: {}", what, std::strerror(errno)));
 }
 
+CheckReport* SharedReport() {
+  void* const memory =
+      mmap(nullptr, sizeof(CheckReport), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  if (memory == MAP_FAILED) Refuse("memory for a check");
+  return new (memory) CheckReport;
+}
+
 void LimitMemory() {
   rlim_t pages = 0;
   std::ifstream("/proc/self/statm") >> pages;
@@ -41,12 +48,8 @@ void LimitMemory() {
 
 }  // namespace
 
-CheckProcess::CheckProcess(const CheckWork& work) {
-  void* const memory =
-      mmap(nullptr, sizeof(CheckReport), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (memory == MAP_FAILED) Refuse("memory for a check");
-  report = new (memory) CheckReport;
-  output = memfd_create("output", MFD_CLOEXEC);
+CheckProcess::CheckProcess(const CheckWork& work)
+    : report(SharedReport()), output(memfd_create("output", MFD_CLOEXEC)) {
   std::fflush(nullptr);  // or both would write what is still there
   process = fork();
   if (process == 0) Work(work);

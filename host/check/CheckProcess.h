@@ -39,9 +39,9 @@ class CheckProcess {
   [[nodiscard]] std::string EndText() const;
   [[nodiscard]] std::string FirstOutputLine() const;
 
-  CheckReport* report = nullptr;
-  int output = -1;  // what the process writes to its standard output and error
-  pid_t process = -1;
+  CheckReport* const report;
+  const int output;  // what the process writes to its standard output and error
+  pid_t process;
   bool hasEnded = false;
   bool wasSilent = false;
   int status = 0;

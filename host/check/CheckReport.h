@@ -28,7 +28,7 @@ class CheckReport {
   // One more of what the check counts.
   void Count() { ++count; }
   // So many findings that more would tell nothing: the check may end.
-  [[nodiscard]] bool IsFull() const { return found >= kKept; }
+  [[nodiscard]] bool IsFull() const { return found >= kEnough; }
 
  private:
   friend class CheckProcess;
@@ -44,7 +44,8 @@ class CheckReport {
     Text<160> place;
     Text<400> text;
   };
-  static constexpr std::size_t kKept = 5;  // the others only repeat them, as a rule
+  static constexpr std::size_t kEnough = 5;
+  static constexpr std::size_t kKept = 30;  // more than there are loads; the others only repeat them
 
   std::atomic<std::uint64_t> signs = 0;
   std::atomic<bool> isDone = false;

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <functional>
+#include <numeric>
 #include <span>
 
 #include "host/check/CheckImage.h"
@@ -103,8 +105,8 @@ void LoadBlock(ChipState& chip, const ImageBlock& block, const ChipFacts& facts,
 std::string DifferenceOf(const char* name, const Bytes& is, const Bytes& expected) {
   if (is == expected) return "";  // looked at a thousand times for once that it differs
   const auto [at, wanted] = std::mismatch(is.begin(), is.end(), expected.begin(), expected.end());
-  std::size_t wrong = 0;
-  for (std::size_t i = 0; i < is.size(); ++i) wrong += is[i] != expected[i] ? 1U : 0U;
+  const auto wrong = std::inner_product(is.begin(), is.end(), expected.begin(), std::size_t{}, std::plus<>(),
+                                        std::not_equal_to<>());
   return fmt::format("{} holds 0x{:02x} at 0x{:x} instead of 0x{:02x}{}; ", name, *at, at - is.begin(),
                      *wanted, wrong == 1 ? "" : fmt::format(", and {} bytes more are wrong", wrong - 1));
 }

@@ -27,12 +27,10 @@ Elf64_Half OwnMachine() {
 }
 
 bool IsExported(const GElf_Sym& symbol, std::string_view name) {
-  const unsigned char visibility = GELF_ST_VISIBILITY(symbol.st_other);
   const bool isLinkers =
       symbol.st_shndx == SHN_ABS ||  // the name of a version
       std::find(std::begin(s_linkerSymbols), std::end(s_linkerSymbols), name) != std::end(s_linkerSymbols);
-  return !name.empty() && symbol.st_shndx != SHN_UNDEF && GELF_ST_BIND(symbol.st_info) != STB_LOCAL &&
-         (visibility == STV_DEFAULT || visibility == STV_PROTECTED) && !isLinkers;
+  return symbol.st_shndx != SHN_UNDEF && GELF_ST_BIND(symbol.st_info) != STB_LOCAL && !isLinkers;
 }
 
 void AddExports(Elf* elf, Elf_Scn* section, std::vector<std::string>& exports) {

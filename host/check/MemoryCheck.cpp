@@ -21,9 +21,9 @@ constexpr std::uint64_t kFailingCall = 200;  // in the middle of a load
 
 // What the process has allocated, and what else a plug-in could forget to give back.
 struct Belongings {
-  std::size_t bytes = 0;
-  std::ptrdiff_t files = 0;
-  std::ptrdiff_t threads = 0;
+  std::size_t bytes;
+  std::ptrdiff_t files;
+  std::ptrdiff_t threads;
 };
 
 std::ptrdiff_t EntriesOf(const char* folder) {
@@ -56,12 +56,16 @@ void FindGrowth(const Belongings& before, const Belongings& after, CheckReport& 
 
 // Whatever one of these loads leaves behind is there twenty times in the end.
 void LoadOften(CheckReport& report, const std::function<void(int load)>& load) {
-  Belongings before;
-  for (int i = 0; i < kToSettle + kLoads; ++i) {
-    if (i <= kToSettle) before = Count();  // the first time allocates something itself
-    load(i);
-    report.Count();
-  }
+  const auto repeat = [&](int times) {
+    for (int i = 0; i < times; ++i) {
+      load(i);
+      report.Count();
+    }
+  };
+  (void)Count();  // allocates something itself
+  repeat(kToSettle);
+  const Belongings before = Count();
+  repeat(kLoads);
   FindGrowth(before, Count(), report);
 }
 

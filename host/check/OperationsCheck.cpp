@@ -6,6 +6,7 @@
 
 #include "host/check/CheckBench.h"
 #include "host/check/ExpectedChip.h"
+#include "host/device/Settings.h"
 #include "host/plugin/PluginTexts.h"
 #include "simulator/HsmImage.h"
 
@@ -128,8 +129,9 @@ void Operations::CheckHsm() {
   }
   if (!HasHsm()) return Expect(used);
   Require(bench.Chip().hsm.version == kNewFirmware, "the firmware is not the new one");
-  Require(!bench.settings.Get("HsmSysInfo").empty(), "ReadHsmSysInfo tells nothing");
-  Require(!bench.settings.Get("HsmUpdateStatus").empty(), "ReadHsmUpdateStatus tells nothing");
+  const PropertyStore untold = DefaultSettings(part.device);
+  for (const char* const told : {"HsmSysInfo", "HsmUpdateStatus"})
+    Require(bench.settings.Get(told) != untold.Get(told), fmt::format("Read{} tells nothing", told));
 }
 
 void Operations::CheckScriptFunctions() {

@@ -110,7 +110,7 @@ std::vector<CheckResult> CheckPlugin(const PluginCheckRequest& request,
     if (!IsAskedFor(check, request)) continue;
     CheckResult result{&check, goesOn, 0, {}};
     if (goesOn) Run(check, request, result);
-    if (IsNeeded(check)) goesOn = goesOn && result.HasPassed();
+    if (IsNeeded(check)) goesOn = result.HasPassed();
     sink(result);
     results.push_back(std::move(result));
   }

@@ -14,9 +14,9 @@ namespace host {
 
 // What came of one check.
 struct CheckResult {
-  const Check* check = nullptr;
-  bool wasMade = true;      // else a check before it has failed that it needs
-  std::uint64_t count = 0;  // of what the check counts
+  const Check* check;
+  bool wasMade;         // else a check before it has failed that it needs
+  std::uint64_t count;  // of what the check counts
   std::vector<CheckFinding> findings;
 
   [[nodiscard]] bool HasPassed() const { return wasMade && findings.empty(); }

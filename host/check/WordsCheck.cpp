@@ -30,7 +30,7 @@ class Recorder final : public HostCallObserver {
     if (call.subject) one.call += fmt::format(" {}", *call.subject);
     if (call.text) one.call += fmt::format(" {}", *call.text);
     if (call.function == "WriteReg")
-      one.call += fmt::format(" 0x{:x} 0x{:x}", call.address.value_or(0), call.value.value_or(0));
+      one.call += fmt::format(" 0x{:x} 0x{:x}", call.address.value(), call.value.value());
     if (call.function == "WriteMemory") one.bytes.assign(call.data.begin(), call.data.end());
     given.push_back(std::move(one));
   }

@@ -1,17 +1,20 @@
 // Does all that the real plug-in does but for one thing, which is the name of its file: "crash.so" crashes.
 
+#include <cxxabi.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <bit>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "IFlashDevice2.h"
@@ -27,6 +30,8 @@ bool Is(std::string_view fault) {
   }();
   return s_fault == fault;
 }
+
+[[maybe_unused]] const bool s_isLoaded = !Is("early") || raise(SIGABRT) == 0;
 
 class BrokenHost final : public HostObject {
  public:
@@ -51,8 +56,7 @@ class BrokenHost final : public HostObject {
 
   const char* GetValueOfProperty(const char* name) { return real->table->getValueOfProperty(real, name); }
   const char* SetValueOfProperty(const char* name, const char* value) {
-    const bool isSize = std::strcmp(name, "DeviceInfoFlashSize") == 0;
-    return Pass<&Table::setValueOfProperty>(name, Is("size") && isSize ? "1 KB" : value);
+    return Pass<&Table::setValueOfProperty>(name, value);
   }
   const char* ResetTarget(int kind) { return Pass<&Table::resetTarget>(kind); }
   const char* ReadMemory(void* elements, std::size_t count, Address address, int page, std::size_t size) {
@@ -61,9 +65,8 @@ class BrokenHost final : public HostObject {
   const char* WriteMemory(const void* elements, std::size_t count, Address address, int page,
                           std::size_t size) {
     std::uint32_t words[500];
-    if ((Is("unset") || Is("long")) && size == sizeof *words && count > 30 && count < std::size(words)) {
+    if (Is("unset") && size == sizeof *words && count > 30 && count < std::size(words)) {
       elements = std::memcpy(words, elements, (count - 1) * size);
-      count += Is("long") ? 1U : 0U;
     }
     const char* const error = Pass<&Table::writeMemory>(elements, count, address, page, size);
     isAfterTransfer = true;
@@ -74,14 +77,15 @@ class BrokenHost final : public HostObject {
     return Pass<&Table::readReg>(address, value);
   }
   const char* WriteReg(Address address, unsigned long long value) {
-    const char* const error = Pass<&Table::writeReg>(address, value);
-    return Is("swallow") ? nullptr : error;
+    return Pass<&Table::writeReg>(address, value);
   }
   const char* ReportError(const char* message) { return Pass<&Table::reportError>(message); }
   const char* ReportInfo(const char* message) {
     std::string text = message;
     if (const auto at = text.find(" 4."); Is("version") && at != std::string::npos) text[at + 1] = '3';
-    if (Is("print")) (void)std::puts(message);
+    if (Is("print")) (void)std::printf("====\n%s\n%s\n", message, message);
+    if (Is("blank")) (void)Pass<&Table::reportInfo>("Blank Check: Device flash is blank");
+    if (Is("complain")) (void)ReportError("no");
     return Pass<&Table::reportInfo>(text.c_str());
   }
   const char* Sleep(unsigned milliseconds) { return Pass<&Table::sleep>(milliseconds); }
@@ -91,7 +95,7 @@ class BrokenHost final : public HostObject {
   const char* SetCoreById(const char* id) {
     return Is("keep-port") && isAfterTransfer ? nullptr : Pass<&Table::setCoreById>(id);
   }
-  const char* Connect(bool option) { return Is("connect") ? nullptr : Pass<&Table::connect>(option); }
+  const char* Connect(bool option) { return Pass<&Table::connect>(option); }
   const char* ReConnect() { return Pass<&Table::reConnect>(); }
   const char* ReservedFunction(int) { std::abort(); }
 
@@ -114,63 +118,79 @@ class BrokenDevice final : public virtual IFlashDevice4 {
   const char* Create(const char* name) {
     static const auto s_create = reinterpret_cast<decltype(&CreateFlashDevice4)>(
         dlsym(dlopen(TOVIK_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL), "CreateFlashDevice4"));
-    if (Is("slot")) DropLastSlot();
+    if (Is("slots")) DropSlots();
     return s_create(name, "", "", host.Utility(), &real);
   }
 
   const char* Initialize(bool& available, const char*& operations) override {
     if (Is("result")) available = true;
-    return Told(real->Initialize(available, operations));
+    const char* const error = Asked([&] { return real->Initialize(available, operations); });
+    if (Is("unlisted")) operations = "";
+    return error;
   }
   const char* AddressWithinFlash(Debugger::Address address, bool& within) override {
-    return real->AddressWithinFlash(address, within);
+    return Asked([&] { return real->AddressWithinFlash(address, within); });
   }
   const char* AnyRangeWithinFlash(Debugger::Address address, int length, bool& within) override {
-    return real->AnyRangeWithinFlash(address, length, within);
+    return Asked([&] { return real->AnyRangeWithinFlash(address, length, within); });
   }
   const char* WriteDataToFlash(const unsigned char* data, Debugger::Address address, int count,
                                short page) override {
-    std::vector<unsigned char> bytes(data, data + count);
-    if (Is("byte")) bytes.back() ^= 1U;
     const bool isCcfg = Extract(address) == 0x4C00'0000;
     if (Is("main") && Extract(address) < 0x1000'0000) return nullptr;
     if ((Is("ccfg") && isCcfg) || (Is("state") && hasFailed)) return nullptr;
-    return Told(real->WriteDataToFlash(bytes.data(), address, count, page));
+    return Done([&] { return real->WriteDataToFlash(data, address, count, page); });
   }
   const char* WriteDataToFlash(const unsigned short* data, Debugger::Address address, int count,
                                short page) override {
-    return real->WriteDataToFlash(data, address, count, page);
+    return Done([&] { return real->WriteDataToFlash(data, address, count, page); });
   }
   const char* PerformOperation(const char* operation) override {
-    if (Is("erase") && std::strcmp(operation, "Erase") == 0) return nullptr;
-    return Told(real->PerformOperation(operation));
+    return Done([&] { return real->PerformOperation(operation); });
   }
   const char* ResetSettings(ProgramState state) override {
     static std::vector<char*> s_kept;
-    if (Is("leak")) s_kept.push_back(new char[100]);
-    if (Is("file")) (void)open("/dev/null", O_RDONLY | O_CLOEXEC);
-    while (Is("memory")) s_kept.push_back(new char[1U << 26]);
-    return Told(real->ResetSettings(state));
+    if (Is("leave")) s_kept.push_back(new char[100]);
+    if (Is("leave")) (void)open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (Is("leave")) std::thread(pause).detach();
+    while (Is("memory") && s_kept.size() < 17) s_kept.push_back(new char[1U << 26]);
+    return Done([&] { return real->ResetSettings(state); });
   }
   const char* HandleVerification(Debugger::Address address, bool& handled) override {
-    return real->HandleVerification(address, handled);
+    return Asked([&] { return real->HandleVerification(address, handled); });
   }
-  void Delete() override { delete this; }
+  void Delete() override {
+    if (Is("late")) std::abort();
+    delete this;
+  }
   const char* LoadImages(const Debugger::ProgramImage* images, unsigned count) override {
-    return real->LoadImages(images, count);
+    return Done([&] { return real->LoadImages(images, count); });
   }
   const char* GetNumberOfRuneFunctions(unsigned& count) override {
-    return real->GetNumberOfRuneFunctions(count);
+    return Asked([&] { return real->GetNumberOfRuneFunctions(count); });
   }
   const char* GetRuneFunctionName(unsigned index, const char*& name) override {
-    return real->GetRuneFunctionName(index, name);
+    if (Is("result")) return real->GetRuneFunctionName(0, name);
+    return Told(real->GetRuneFunctionName(index, name));
   }
   const char* ExecuteRuneFunction(const char* name, const C_RuneValue* params, unsigned count,
                                   C_RuneValue& result) override {
-    return Told(real->ExecuteRuneFunction(name, params, count, result));
+    if (Is("result")) result.integer = 0;
+    return Done([&] { return real->ExecuteRuneFunction(name, params, count, result); });
   }
 
  private:
+  template <typename Call>
+  const char* Asked(Call call) {
+    return Is("unwritten") ? nullptr : Told(call());
+  }
+  template <typename Call>
+  const char* Done(Call call) {
+    if (Is("idle")) return nullptr;
+    const char* const error = Is("refuse") ? "no" : call();
+    if (Is("spoil")) (void)real->PerformOperation("Erase");
+    return Told(error);
+  }
   const char* Told(const char* error) {
     if (error == nullptr) return nullptr;
     hasFailed = true;
@@ -179,15 +199,19 @@ class BrokenDevice final : public virtual IFlashDevice4 {
     return Is("silent") ? "" : error;
   }
 
-  // Gives the object a table of its own, with what stands before its beginning.
-  void DropLastSlot() {
-    static const void* s_table[32];
-    void* const object = static_cast<IFlashDevice4*>(this);
-    const void** table = nullptr;
-    std::memcpy(&table, object, sizeof table);
-    std::copy(table - 17, table + 14, s_table);
-    table = s_table + 17;
-    std::memcpy(object, &table, sizeof table);
+  // Gives the object tables of its own, with what stands before their beginning.
+  void DropSlots() {
+    static const void* s_tables[3][32];
+    void* const objects[] = {static_cast<IFlashDevice2*>(this), static_cast<IFlashDevice3*>(this),
+                             static_cast<IFlashDevice4*>(this)};
+    for (std::size_t i = 0; i < std::size(objects); ++i) {
+      const void** table = nullptr;
+      std::memcpy(&table, objects[i], sizeof table);
+      std::copy_n(table - 17, 17, s_tables[i]);
+      table = s_tables[i] + 17;
+      table[14] = reinterpret_cast<const void*>(&__cxxabiv1::__cxa_pure_virtual);
+      std::memcpy(objects[i], &table, sizeof table);
+    }
   }
 
   BrokenHost host;
@@ -200,6 +224,7 @@ class BrokenDevice final : public virtual IFlashDevice4 {
 extern "C" __attribute__((visibility("default"))) const char* CreateFlashDevice4(
     const char* name, const char*, const char*, IFlashProgrammerUtility2 utility, IFlashDevice4** device) {
   static std::string s_error;
+  if (Is("none")) return nullptr;
   auto* const made = new BrokenDevice(utility);
   const char* const error = made->Create(name);
   if (error == nullptr) {
@@ -207,6 +232,7 @@ extern "C" __attribute__((visibility("default"))) const char* CreateFlashDevice4
     return nullptr;
   }
   s_error = error;
-  made->Delete();
-  return s_error.c_str();
+  if (Is("result")) *device = nullptr;
+  delete made;
+  return Is("silent") ? "" : s_error.c_str();
 }
