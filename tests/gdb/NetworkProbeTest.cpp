@@ -24,6 +24,7 @@ class NetworkProbeTest : public ServerBench {
 };
 
 TEST_F(NetworkProbeTest, ServesOneClientAfterTheOther) {
+  ExpectServerSays("\nChip      board.chip (new)\nProbe     sim, for --probe tcp:127.0.0.1:");
   ExpectLoads();
   const std::string told = Run(TOVIK_FLASH_PATH " verify $FIRMWARE/blink-big.elf" + kNet +
                                " && " TOVIK_FLASH_PATH " probes tcp:127.0.0.1:$PORT");

@@ -121,6 +121,9 @@ TEST(Text, NearestNamesComeBestFirst) {
   EXPECT_THAT(NearestNames("flashpagse", known, 1), ElementsAre("FlashPages"));
   EXPECT_THAT(NearestNames("password", known, 5), ElementsAre("DebugPassword", "DebugPasswordHex"));
   EXPECT_THAT(NearestNames("zzzz", known, 3), ElementsAre());
+  const std::vector<std::string> brief = {"abcd"};
+  EXPECT_THAT(NearestNames("zzcd", brief, 1), ElementsAre("abcd"));
+  EXPECT_THAT(NearestNames("zzc", brief, 1), ElementsAre());
 }
 
 TEST(Number, IsReadWholeOrNotAtAll) {

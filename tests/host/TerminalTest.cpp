@@ -107,6 +107,11 @@ TEST_F(TerminalTest, APasswordIsAskedForAndNotShown) {
   EXPECT_EQ(WEXITSTATUS(status), 0) << shown;
   EXPECT_THAT(shown, HasSubstr("Debug password: "));
   EXPECT_THAT(shown, Not(HasSubstr("barley")));
+  const std::string tooLong(65, 'b');
+  const std::string refused =
+      Run({"info", "--device", "serin-s20", "--ask-password"}, 80, "Debug password: ", tooLong + "\n");
+  EXPECT_EQ(WEXITSTATUS(status), 2) << refused;
+  EXPECT_THAT(refused, Not(HasSubstr("bb")));
 }
 
 }  // namespace

@@ -162,6 +162,7 @@ TEST_P(ToldOutcomeTest, TellsOfItsProgressAsItGoes) {
   std::uint64_t planned = 0;
   host::BytesMoved moved{0, 0};
   std::vector<host::Phase> phases;
+  const std::uint64_t calls = sweep.bench.services.CallCount();
   const host::LoadRecord record = Load([&](const host::LoadEvent& event) {
     if (const auto* const plan = std::get_if<host::LoadPlanned>(&event)) planned = plan->wireBytes;
     if (const auto* const started = std::get_if<host::PhaseStarted>(&event)) phases.push_back(started->phase);
@@ -171,6 +172,7 @@ TEST_P(ToldOutcomeTest, TellsOfItsProgressAsItGoes) {
     moved = *now;
   });
   EXPECT_EQ(moved.bytes, record.wireBytes);
+  EXPECT_EQ(record.hostCalls, sweep.bench.services.CallCount() - calls);
   EXPECT_LE(moved.elapsedNs, record.elapsedNs);
   EXPECT_TRUE(planned > moved.bytes && planned < moved.bytes + 4000) << planned;  // two sectors are retained
   EXPECT_EQ(std::ranges::adjacent_find(phases), phases.end());

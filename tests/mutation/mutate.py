@@ -46,6 +46,8 @@ WITNESSES = {
     "host/plugin": ["host/tovik_host_tests", "load/tovik_load_tests", "host/tovik_program_tests"],
     "host/probe": ["host/tovik_host_tests", "load/tovik_load_tests", "gdb/tovik_gdb_tests NetworkProbe*",
                    "host/tovik_program_tests"],
+    "host/probe/OpenProbe.cpp": ["host/tovik_program_tests", "gdb/tovik_gdb_tests NetworkProbe*",
+                                 "openocd/tovik_openocd_tests", "usb/tovik_probe_gadget"],
     "host/probe/UsbProbes.cpp": ["usb/tovik_probe_gadget"],
     "host/probe/cmsisdap/UsbBulkLink.cpp": ["usb/tovik_probe_gadget"],
     "host/probe/cmsisdap/UsbHidLink.cpp": ["usb/tovik_probe_gadget"],
