@@ -22,4 +22,8 @@ std::vector<const CLI::Option*> OptionsOf(const CLI::App& app) {
   return options;
 }
 
+bool TakesValue(const CLI::Option& option) {
+  return option.get_items_expected_max() != 0;
+}
+
 }  // namespace host::cli

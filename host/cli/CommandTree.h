@@ -19,4 +19,7 @@ std::vector<const CLI::App*> VerbsOf(const CLI::App& app);
 // Those that are shown in --help, also the positional ones and those of groups, in its order.
 std::vector<const CLI::Option*> OptionsOf(const CLI::App& app);
 
+// Whether a value follows its name; none does behind a flag.
+bool TakesValue(const CLI::Option& option);
+
 }  // namespace host::cli

@@ -21,10 +21,6 @@ struct Candidate {
   std::string meaning;
 };
 
-bool TakesValue(const CLI::Option& option) {
-  return option.get_type_size() != 0;
-}
-
 std::string EnvironmentOr(const char* name, std::string otherwise) {
   const char* const value = std::getenv(name);
   return value != nullptr ? value : std::move(otherwise);

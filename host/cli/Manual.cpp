@@ -93,7 +93,7 @@ std::string Section(const char* title, std::span<const Entry> entries) {
 }
 
 std::string OptionEntry(const CLI::Option& option) {
-  const bool hasValue = option.get_type_size() != 0;
+  const bool hasValue = TakesValue(option);
   std::string tag = fmt::format("\\fB{}\\fR", Roff(option.get_name(option.get_positional(), true)));
   if (option.get_positional())
     tag = fmt::format("\\fI{}\\fR", Roff(option.get_type_name()));

@@ -254,7 +254,7 @@ class TranscriptTest : public testing::TestWithParam<fs::path> {
 
   // Whole; a document may be folded otherwise there, and a manual is there line by line, without its markup.
   void ExpectOnPage(std::string page) {
-    const static std::regex s_markup(R"(^\.(TH|SH|BR|PP|TP).*|^\.[A-Z]+ ?| ?\\fI\\fR|\\f[BIR]|\\&|\\(?=-))",
+    const static std::regex s_markup(R"(^\.(TH|SH|BR|PP|TP).*|^\.[A-Z]+ ?|\\f[BIR]|\\&|\\(?=-))",
                                      std::regex::ECMAScript | std::regex::multiline);
     std::string said = streams["out"];
     if (said.starts_with('{'))
