@@ -92,7 +92,9 @@ TEST(CheckPlugin, FindsTheOneThingThatIsWrong) {
   std::filesystem::create_directories(folder);
   std::vector<BrokenPlugin> plugins = BrokenPlugins();
   ASSERT_FALSE(plugins.empty());
+  std::size_t turn = 0;
   for (BrokenPlugin& broken : plugins) {
+    if (TOVIK_SAMPLED_SWEEPS && ++turn % 2 == 0) continue;  // with sanitizers each takes three times as long
     const std::filesystem::path plugin = folder / (broken.fault + ".so");
     std::filesystem::remove(plugin);
     std::filesystem::create_symlink(TOVIK_BROKEN_PLUGIN_PATH, plugin);

@@ -43,7 +43,7 @@ void ExpectToldAs(const std::string& text, const FirstFailure& failed, const std
 class HostFaultSweep : public testing::TestWithParam<SweepCase> {};
 
 TEST_P(HostFaultSweep, EveryFailureIsToldAndTheNextLoadRecovers) {
-  constexpr unsigned kStep = kSampled ? 31 : 1;
+  constexpr unsigned kStep = kSampled ? 43 : 1;
   SweepBench sweep(GetParam());
   unsigned calls = 0;
   for (const Action& action : sweep.Actions())

@@ -12,7 +12,7 @@ class PowerCut : public testing::TestWithParam<std::string> {};
 
 TEST_P(PowerCut, TheNextLoadRecoversTheChip) {
   // Neither shares a factor with the sizes of regions: all kinds of places are visited.
-  constexpr unsigned kStep = kSampled ? 50 : 3;
+  constexpr unsigned kStep = kSampled ? 71 : 3;
   SweepBench sweep({GetParam()});
   unsigned cuts = 0;
   for (unsigned word = 1;; word += kStep, ++cuts) {

@@ -32,7 +32,7 @@ TEST_P(WireFaultSweep, EveryFaultIsToldAndTheNextLoadRecovers) {
   auto sweep = create();
   unsigned places = 0;
   for (const WireFault& fault : s_faults)
-    for (unsigned nth = 1;; nth += fault.step * (kSampled ? 16 : 1), ++places) {
+    for (unsigned nth = 1;; nth += fault.step * (kSampled ? 23 : 1), ++places) {
       SCOPED_TRACE(fault.name + std::string(" at ") + std::to_string(nth));
       const bool goes = fault.name == std::string_view("unplugged");
       if (goes) sweep = create();
