@@ -65,7 +65,7 @@ class ChipFaultSweep : public testing::TestWithParam<SweepCase> {
 };
 
 TEST_P(ChipFaultSweep, EveryWrongAnswerIsToldOrMakesNoDifferenceAndTheNextLoadRecovers) {
-  constexpr unsigned kStep = kSampled ? 17 : 1;
+  constexpr unsigned kStep = kSampled ? 12 : 1;
   unsigned answersSeen = 0;
   for (const Action& action : sweep.Actions()) {
     const Course course = CourseOf(sweep, action);
