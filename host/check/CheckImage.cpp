@@ -23,12 +23,15 @@ constexpr std::size_t kTwoKeys = 2 * 44;
 
 constexpr std::uint32_t kSingleSectors = 32;  // with a bit each in the retain field's first word
 constexpr std::uint32_t kGroup = 8;           // sectors that a bit of the other words stands for
+constexpr std::uint32_t kFirstGroups = 28;    // groups in the second word
 
-// Its bit in the field; none where that does not reach so far.
+// The sector's bit, counted from the field's first; none where the field does not reach so far.
 std::optional<std::uint32_t> RetainBitOf(const ChipFacts& chip, std::uint32_t sector) {
   std::uint32_t bit = sector;
-  if (sector >= kSingleSectors)
-    bit = kSingleSectors + chip.retainGroupShift + (sector - kSingleSectors) / kGroup;
+  if (sector >= kSingleSectors) {
+    const std::uint32_t group = (sector - kSingleSectors) / kGroup;
+    bit = group < kFirstGroups ? 32 + chip.retainGroupShift + group : 64 + group - kFirstGroups;
+  }
   return bit / 32 < chip.retainWords ? std::optional(bit) : std::nullopt;
 }
 

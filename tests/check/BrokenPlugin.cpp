@@ -77,7 +77,8 @@ class BrokenHost final : public HostObject {
     return Pass<&Table::readReg>(address, value);
   }
   const char* WriteReg(Address address, unsigned long long value) {
-    return Pass<&Table::writeReg>(address, value);
+    const char* const error = Pass<&Table::writeReg>(address, value);
+    return Is("swallow") ? nullptr : error;
   }
   const char* ReportError(const char* message) { return Pass<&Table::reportError>(message); }
   const char* ReportInfo(const char* message) {
@@ -95,7 +96,7 @@ class BrokenHost final : public HostObject {
   const char* SetCoreById(const char* id) {
     return Is("keep-port") && isAfterTransfer ? nullptr : Pass<&Table::setCoreById>(id);
   }
-  const char* Connect(bool option) { return Pass<&Table::connect>(option); }
+  const char* Connect(bool option) { return Is("connect") ? nullptr : Pass<&Table::connect>(option); }
   const char* ReConnect() { return Pass<&Table::reConnect>(); }
   const char* ReservedFunction(int) { std::abort(); }
 
