@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include "ServerBench.h"
 
 // The simulated probe as `tovik-flash serve` offers it, and its clients: the chip ends as from a load without
@@ -26,13 +28,26 @@ class NetworkProbeTest : public ServerBench {
 TEST_F(NetworkProbeTest, ServesOneClientAfterTheOther) {
   ExpectServerSays("\nChip      board.chip (new)\nProbe     sim, for --probe tcp:127.0.0.1:");
   ExpectLoads();
-  const std::string told = Run(TOVIK_FLASH_PATH " verify $FIRMWARE/blink-big.elf" + kNet +
-                               " && " TOVIK_FLASH_PATH " probes tcp:127.0.0.1:$PORT");
+  const std::string told =
+      Run(TOVIK_FLASH_PATH " verify $FIRMWARE/blink-big.elf" + kNet +
+          " && " TOVIK_FLASH_PATH " probes tcp:127.0.0.1:$PORT; " TOVIK_FLASH_PATH
+          " load --dry-run $FIRMWARE/blink.elf" +
+          kNet + " 2>&1; " TOVIK_FLASH_PATH " probes --json tcp:127.0.0.1:$PORT | tr -d ' \n'");
   for (const char* text :
-       {"Verified",
-        "\n    Tovik simulated CMSIS-DAP (network)\n    firmware 1.0.0, 4 packets of 512 bytes\n"})
+       {"Verified", "\n    Tovik simulated CMSIS-DAP (network)\n    firmware 1.0.0, 4 packets of 512 bytes\n",
+        "tovik-flash: --dry-run needs a simulated chip\n", R"("probes":[{"name":"tcp:127.0.0.1:)",
+        R"(","product":"ToviksimulatedCMSIS-DAP","serial":"SIM0001","cable":"network","firmware":"1.0.0",)"
+        R"("packet_size":512,"packet_count":4,"trouble":null}],"left_out":[]})"})
     EXPECT_NE(told.find(text), std::string::npos) << told;
   EXPECT_EQ(Stop(), 130);
+}
+
+TEST_F(NetworkProbeTest, TellsADocumentWhenItEnds) {
+  Stop();
+  Start("--device serin-s20 --once --json", "serve");
+  Run(kBigLoad);
+  ExpectServerSays(
+      fmt::format("  \"exit_code\": 0,\n  \"error\": null,\n  \"port\": {},\n  \"clients\": 1\n}}\n", port));
 }
 
 TEST_F(NetworkProbeTest, SendsAwayWhoSpeaksNothingOfIt) {
@@ -75,13 +90,13 @@ TEST_F(NetworkProbeTest, HasOneClientAtATime) {
 
 TEST_F(NetworkProbeTest, CarriesALoadOfGdb) {
   const std::string told =
-      Run("sh -c '" TOVIK_FLASH_PATH " gdbserver --once --port 0" + kNet +
+      Run("sh -c '" TOVIK_FLASH_PATH " gdbserver --once --json --port 0" + kNet +
           " > gdbserver.txt 2>&1 & "
           "until grep -q Listening gdbserver.txt; do sleep 0.05; done; gdb-multiarch -nx -batch "
           "-ex \"target extended-remote :$(sed -n s/Listening.*://p gdbserver.txt)\" -ex \"load "
           "$FIRMWARE/blink-big.elf\" "
           "-ex \"file $FIRMWARE/blink-big.elf\" -ex \"compare-sections .bulk\"; wait; cat gdbserver.txt'");
-  for (const char* text : {"Transfer rate", "matched.", "Loaded and verified"})
+  for (const char* text : {"Transfer rate", "matched.", "\"last_load\": {"})
     EXPECT_NE(told.find(text), std::string::npos) << told;
   ExpectServerSays("The client has gone");
   ExpectChipLike("$FIRMWARE/blink-big.elf");

@@ -45,6 +45,7 @@ void ServerBench::Start(const std::string& arguments, const std::string& verb) {
   const std::string command =
       Filled("cd '" + folder.string() + "' && exec " TOVIK_FLASH_PATH " " + verb +
              " --chip board.chip --port 0 " + arguments + " > server.txt 2>&1 < /dev/null");
+  std::filesystem::remove(folder / "server.txt");  // of a server before
   server = fork();
   if (server == 0) {
     execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
