@@ -135,11 +135,14 @@ TEST_F(HostServicesTest, WordsOnTheSecurityPortAloneGoThroughItsDataRegisterInOn
   EXPECT_EQ(Text(table.readMemory(object, in, 2, Debugger::Address(0U), 1, 4)), "ok");
   EXPECT_THAT(in, ElementsAre(0xAABBCCDD, 7));
   const std::tuple<unsigned int, int, std::size_t> refused[] = {{4, 1, 4}, {0, 0, 4}, {0, 1, 1}};
-  for (const auto& [address, page, size] : refused)
-    EXPECT_EQ(Text(table.writeMemory(object, out, 1, Debugger::Address(address), page, size)),
-              fmt::format("SEC_AP has 32-bit words at address 0 of page 1 only, not elements of {} bytes at "
-                          "0x{:08x} of page {}",
-                          size, address, page));
+  for (const auto& [address, page, size] : refused) {
+    const std::string told = fmt::format(
+        "SEC_AP has 32-bit words at address 0 of page 1 only, not elements of {} bytes at "
+        "0x{:08x} of page {}",
+        size, address, page);
+    EXPECT_EQ(Text(table.writeMemory(object, out, 1, Debugger::Address(address), page, size)), told);
+    EXPECT_EQ(Text(table.readMemory(object, in, 1, Debugger::Address(address), page, size)), told);
+  }
   EXPECT_THAT(probe.log, ElementsAre("push 1 5c17e94b", "pop 2"));
   EXPECT_EQ(services.BytesWritten(), 8U);
 }
