@@ -9,10 +9,6 @@ namespace host::cli {
 
 namespace {
 
-bool IsSetting(const FlashProperty& property) {
-  return property.type != PropertyType::Fixed && property.type != PropertyType::Display;
-}
-
 std::string SettingText(const FlashProperty& property) {
   std::string text = fmt::format("  {}\n      {}\n      {}, default \"{}\"\n", property.name,
                                  property.meaning, PropertyTypeName(property.type), property.value);
@@ -36,7 +32,7 @@ int Properties(const TargetOptions& target, Output& output) {
   output.Say(fmt::format("Settings of {}, for --set NAME=VALUE:\n", device.name));
   std::string group;
   for (const FlashProperty& property : device.properties) {
-    if (!IsSetting(property)) continue;
+    if (!property.IsSetting()) continue;
     if (property.group != group) output.Say(fmt::format("\n{}\n", group = property.group));
     output.Say(SettingText(property));
   }

@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
 #include <set>
 #include <string>
 #include <utility>
@@ -12,15 +11,6 @@
 
 namespace host {
 namespace {
-
-struct SettingType {
-  std::string_view name;
-  PropertyType type;
-};
-constexpr SettingType s_settingTypes[] = {
-    {"bool", PropertyType::Bool},     {"hex", PropertyType::Hex},           {"text", PropertyType::Text},
-    {"choice", PropertyType::Choice}, {"password", PropertyType::Password}, {"file", PropertyType::File},
-};
 
 // Collects the properties of a description and of the files it includes.
 class PropertyReader {
@@ -83,12 +73,12 @@ class PropertyReader {
 
   void ReadSetting(const XmlText& xml, const pugi::xml_node& node, const std::string& group) {
     const std::string typeName = xml.Text(node, "type");
-    const auto type = std::find_if(std::begin(s_settingTypes), std::end(s_settingTypes),
-                                   [&](const SettingType& known) { return known.name == typeName; });
-    if (type == std::end(s_settingTypes)) xml.Refuse(node, fmt::format("unknown type \"{}\"", typeName));
-    FlashProperty setting{xml.Text(node, "name"),    type->type, xml.Text(node, "default"), {},
-                          xml.Text(node, "meaning"), group};
-    switch (type->type) {
+    FlashProperty setting{
+        xml.Text(node, "name"),    PropertyTypeNamed(typeName).value_or(PropertyType::Fixed),
+        xml.Text(node, "default"), {},
+        xml.Text(node, "meaning"), group};
+    if (!setting.IsSetting()) xml.Refuse(node, fmt::format("unknown type \"{}\"", typeName));
+    switch (setting.type) {
       case PropertyType::Choice:
         xml.AllowOnly(node, {"name", "type", "default", "meaning"}, {"choice"});
         for (const pugi::xml_node& choice : node.children())

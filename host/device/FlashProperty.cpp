@@ -64,6 +64,12 @@ std::string_view PropertyTypeName(PropertyType type) {
   return "unknown";
 }
 
+std::optional<PropertyType> PropertyTypeNamed(std::string_view name) {
+  for (const TypeName& known : s_typeNames)
+    if (known.text == name) return known.type;
+  return std::nullopt;
+}
+
 std::string NormalizedValue(const FlashProperty& property, std::string_view value) {
   switch (property.type) {
     case PropertyType::Bool: return NormalizedBool(property, value);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,7 +19,9 @@ enum class PropertyType {
   Display,   // written by the plug-in for the user to read
 };
 
+// As device descriptions and documents write it.
 std::string_view PropertyTypeName(PropertyType type);
+std::optional<PropertyType> PropertyTypeNamed(std::string_view name);
 
 // One property of the plug-in's host interface.
 struct FlashProperty {
