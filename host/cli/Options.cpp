@@ -85,7 +85,9 @@ void AddTargetOptions(CLI::App& verb, TargetOptions& target) {
       "network (tcp:HOST[:PORT]); an OpenOCD that runs already (openocd[:HOST[:PORT]])")
       ->type_name("PROBE")
       ->envname("TOVIK_PROBE");
-  verb.add_option("--clock", target.clock, "Clock of the probe's wire")->type_name("HZ");
+  verb.add_option("--clock", target.clock, "Clock of the probe's wire")
+      ->check(CLI::Range(1U, 1'000'000'000U).description(""))
+      ->type_name("HZ");
   verb.add_flag("--no-read-ahead", target.noReadAhead, "Fetch no answer before the plug-in asks for it");
   verb.add_option("--trace-wire", target.wireTrace,
                   "Record every packet to the probe in this file, passwords hidden")

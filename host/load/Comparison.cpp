@@ -83,8 +83,7 @@ LoadRecord CompareWithChip(const LoadTarget& target, const LoadPlan& plan) {
 }
 
 AlreadyOnChip IsAlreadyOnChip(const LoadTarget& target, const LoadPlan& plan) {
-  const EraseChoice erase = ChosenErase(target.settings);
-  const bool keepsConfiguration = erase.erases && !erase.erasesConfiguration;
+  const bool keepsConfiguration = ChosenErase(target.settings).keepsConfiguration;
 
   AlreadyOnChip answer;
   LoadPlan compared;

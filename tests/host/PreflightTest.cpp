@@ -74,6 +74,8 @@ TEST(PreflightTest, TellsWhatTheEraseLeavesBehind) {
       {"", {kMain}, kMainAlone},
       {kKeep, {kMain}, ""},
       {kKeep, kAll, kConfigurationKept},
+      {"FlashEraseSetting=Chip Erase (retain sectors specified in CCFG)", {kMain}, kMainAlone},
+      {"FlashEraseSetting=Retain MAIN sectors and CCFG and SCFG", kAll, kConfigurationKept},
       {"FlashEraseSetting=Do not erase sectors (program load only)", kAll, kNothingErased},
       {"", {kRam}, ""},
       {"", {Record(), kRam}, ""},
