@@ -96,8 +96,7 @@ void WireChecker::BeginCommand(std::uint32_t header) {
   command = {.id = static_cast<std::uint8_t>(header),
              .sequence = static_cast<std::uint8_t>(header >> 8),
              .specific = static_cast<std::uint16_t>(header >> 16),
-             .words = 1,
-             .isAnswered = false};
+             .words = 1};
   command.wanted = WordsOf(command);
   command.takesStream = command.id == kPipelined;
   command.isAnswered = command.takesStream;  // its sectors are answered, if there are any

@@ -199,8 +199,9 @@ TEST(CallCheckerTest, SaysWhatIsWrongOnTheWire) {
 
 TEST(CallCheckerTest, SaysWhereAndWhat) {
   CallChecker checker({});
-  checker.Saw({.function = "WriteReg", .number = 7, .core = "Cortex", .address = 0x1'0000'0000, .value = 0},
-              0);
+  checker.Saw(
+      {.function = "WriteReg", .number = 7, .core = "Cortex", .address = 0x1'0000'0000, .value = 0xFFFF'FFFF},
+      0);
   checker.Saw(
       {.function = "ReadMemory", .number = 8, .core = "SEC_AP", .address = 4, .elementSize = 2, .error = ""},
       0);
