@@ -30,7 +30,7 @@ void RequireWholeElements(std::uint32_t address, std::size_t length, std::size_t
   if (address % elementSize != 0 || length % elementSize != 0)
     throw std::runtime_error(
         fmt::format("{} bytes at 0x{:08x} are no whole elements of {} bytes", length, address, elementSize));
-  if (length > std::uint64_t{1} << 32 || address + std::uint64_t{length} > std::uint64_t{1} << 32)
+  if (length > (std::uint64_t{1} << 32) - address)
     throw std::runtime_error(fmt::format("{} bytes at 0x{:08x} leave the 32-bit addresses", length, address));
 }
 

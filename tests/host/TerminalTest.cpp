@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <pty.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -52,6 +53,8 @@ struct TerminalTest : testing::Test {
       if (isTyped || shown.find(prompt) == std::string::npos) continue;
       isTyped = write(terminal, typed.data(), typed.size()) > 0;
     }
+    termios left = {};
+    echoes = tcgetattr(terminal, &left) == 0 && (left.c_lflag & ECHO) != 0;
     close(terminal);
     waitpid(child, &status, 0);
     return shown;
@@ -60,6 +63,7 @@ struct TerminalTest : testing::Test {
   std::filesystem::path folder;
   std::string term = "xterm";
   int status = 0;
+  bool echoes = false;  // as the program left the terminal
 };
 
 const std::vector<std::string> kLoad{"load", "main.bin@0", "--device", "corvel-h50", "--real-time"};
@@ -107,9 +111,10 @@ TEST_F(TerminalTest, APasswordIsAskedForAndNotShown) {
   EXPECT_EQ(WEXITSTATUS(status), 0) << shown;
   EXPECT_THAT(shown, HasSubstr("Debug password: "));
   EXPECT_THAT(shown, Not(HasSubstr("barley")));
+  EXPECT_TRUE(echoes);
   const std::string tooLong(65, 'b');
   const std::string refused =
-      Run({"info", "--device", "serin-s20", "--ask-password"}, 80, "Debug password: ", tooLong + "\n");
+      Run({"unlock", "--device", "serin-s20"}, 80, "Debug password: ", tooLong + "\n");
   EXPECT_EQ(WEXITSTATUS(status), 2) << refused;
   EXPECT_THAT(refused, Not(HasSubstr("bb")));
 }
