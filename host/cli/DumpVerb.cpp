@@ -8,6 +8,7 @@
 #include "host/cli/Target.h"
 #include "host/cli/Verb.h"
 #include "host/device/InputError.h"
+#include "host/image/ImageFile.h"
 #include "host/image/ImageWriter.h"
 #include "host/plan/Crc32.h"
 
@@ -75,11 +76,8 @@ std::string Encoded(const Range& range, std::string_view format) {
 
 std::string FormatOf(const DumpOptions& dump) {
   if (!dump.format.empty()) return dump.format;
-  const std::string extension = std::filesystem::path(dump.output).extension().string();
-  if (extension == ".hex" || extension == ".ihex") return "hex";
-  if (extension == ".srec" || extension == ".s19" || extension == ".s37" || extension == ".mot")
-    return "srec";
-  return "raw";
+  const std::optional<ImageFormat> format = FormatByExtension(dump.output);
+  return format == ImageFormat::IntelHex ? "hex" : format == ImageFormat::SRecord ? "srec" : "raw";
 }
 
 int Dump(const DumpOptions& dump, Output& output) {

@@ -76,13 +76,6 @@ std::optional<ImageFormat> FormatByContent(std::string_view text) {
   return std::nullopt;
 }
 
-std::optional<ImageFormat> FormatByExtension(std::string_view name) {
-  const std::string extension = LowerCase(std::filesystem::path(name).extension().string());
-  for (const Extension& known : s_extensions)
-    if (known.text == extension) return known.format;
-  return std::nullopt;
-}
-
 ImageFormat FormatOf(std::string_view name, std::string_view text, bool hasAddress) {
   if (const auto format = FormatByContent(text)) return *format;
   if (hasAddress) return ImageFormat::Raw;
@@ -102,6 +95,13 @@ std::vector<ImageSegment> ParseRaw(std::string_view name, std::span<const std::u
 }
 
 }  // namespace
+
+std::optional<ImageFormat> FormatByExtension(std::string_view name) {
+  const std::string extension = LowerCase(std::filesystem::path(name).extension().string());
+  for (const Extension& known : s_extensions)
+    if (known.text == extension) return known.format;
+  return std::nullopt;
+}
 
 std::string_view ImageFormatName(ImageFormat format) {
   for (const FormatName& name : s_formatNames)

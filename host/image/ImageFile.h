@@ -34,6 +34,9 @@ struct ImageFile {
 // says what is wrong and where.
 ImageFile ReadImage(std::string_view argument);
 
+// The format that the extension of a file name stands for, in either case, if it is a known one.
+std::optional<ImageFormat> FormatByExtension(std::string_view name);
+
 // The file that IMAGE[@ADDRESS] names. Throws InputError when the address is none.
 std::string ImagePath(std::string_view argument);
 
