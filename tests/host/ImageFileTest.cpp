@@ -151,6 +151,7 @@ TEST(TextImages, BadOnesAreRefusedWithTheirLine) {
       {"a.s28", "S30310FFED\n", ":1: the record has 4 bytes, its length field and type ask for 6"},
       {"a.srec", "S4030000FC\n", ":1: unknown record type S4"},
       {"a.s19", "S\n", ":1: the record has no type"},
+      {"a.s19", "S1\n", ":1: the record has 0 bytes, its length field and type ask for 4"},
       {"a.srec", "S307FFFFFFFE0102FA\n", ":1: 2 bytes at 0xFFFFFFFE do not fit in 32-bit addresses"},
       {"a.srec", "S10500100102E7\nS5030002FA\n",
        ":2: 2 data records counted, 1 read: the file has lost lines"},
