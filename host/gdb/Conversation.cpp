@@ -15,8 +15,8 @@ namespace host::gdb {
 
 namespace {
 
-std::array<AddressRange, 4> FlashMemories(const MemoryMap& map) {
-  return {map.main, map.ccfg, map.scfg, map.otp};
+auto FlashMemories(const MemoryMap& map) {
+  return std::array{map.main, map.ccfg, map.scfg, map.otp};
 }
 
 }  // namespace
