@@ -1,14 +1,16 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
+#include <cstdint>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "host/cli/ExitCode.h"
 #include "host/cli/PluginRun.h"
 #include "host/cli/Target.h"
 #include "host/cli/Verb.h"
 #include "host/device/InputError.h"
+#include "host/device/Number.h"
 
 namespace host::cli {
 
@@ -50,13 +52,9 @@ ScriptValue ToValue(const std::string& word) {
   std::string_view digits = word;
   const bool isNegative = digits.starts_with('-');
   if (isNegative) digits.remove_prefix(1);
-  const bool isHex = digits.starts_with("0x") || digits.starts_with("0X");
-  if (isHex) digits.remove_prefix(2);
-  unsigned long long magnitude = 0;
-  const char* const end = digits.data() + digits.size();
-  const auto [stop, error] = std::from_chars(digits.data(), end, magnitude, isHex ? 16 : 10);
-  if (error != std::errc{} || stop != end) return word;
-  return static_cast<long long>(isNegative ? 0 - magnitude : magnitude);
+  const std::optional<std::uint64_t> magnitude = ParseNumber(digits);
+  if (!magnitude) return word;
+  return static_cast<long long>(isNegative ? 0 - *magnitude : *magnitude);
 }
 
 std::vector<ScriptCall> Calls(const std::vector<std::string>& words) {

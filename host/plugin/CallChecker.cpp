@@ -57,7 +57,6 @@ void CallChecker::Ends(const PluginCall& call, std::uint64_t) {
   if (call.error && call.error->empty() && !failure)
     Find("say why", fmt::format("{} failed without a text", call.function));
   if (call.error || failure) wire.LoseTrack();
-  failure.reset();
 }
 
 void CallChecker::CheckOrder(const HostCall& call) {

@@ -24,7 +24,6 @@ inline constexpr std::string_view kEraseFailed = "Error occurred when erasing th
 inline constexpr std::string_view kMainProgrammingFailed = "Error occurred when programming flash - ";
 inline constexpr std::string_view kMainVerifyingFailed = "Error when verifying flash - ";
 inline constexpr std::string_view kCcfgProgrammingFailed = "Error when programming CCFG - ";
-inline constexpr std::string_view kUserRecordProgrammingFailed = "Error when programming CCFG user record - ";
 inline constexpr std::string_view kCcfgVerifyingFailed = "Error when verifying CCFG - ";
 inline constexpr std::string_view kScfgProgrammingFailed = "Error when programming SCFG - ";
 inline constexpr std::string_view kScfgVerifyingFailed = "Error when verifying SCFG - ";

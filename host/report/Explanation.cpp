@@ -22,7 +22,6 @@ constexpr struct {
     {kMainProgrammingFailed, "main"},
     {kMainVerifyingFailed, "main"},
     {kMainBlankCheckFailed, "main"},
-    {kUserRecordProgrammingFailed, "user record"},  // before the next, with which it begins
     {kCcfgProgrammingFailed, "ccfg"},
     {kCcfgVerifyingFailed, "ccfg"},
     {kCcfgBlankCheckFailed, "ccfg"},

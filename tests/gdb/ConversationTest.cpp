@@ -73,7 +73,7 @@ TEST_F(LinkTest, AnswersAsClientsCanBear) {
       {{"qSupported:xmlRegisters=i386", "?", "!", "Hg0", "qAttached", "qC"},
        "PacketSize=10000;qXfer:memory-map:read+;qXfer:features:read+;QStartNoAckMode+ S05 OK OK 1 "},
       {{"qCRC:0,9"}, "C376e6e7"},  // the published check value of this CRC
-      {{"m0,2", "m4000,1", "m0,-1", "m0", "m100000000,1"}, "3132 E01 E01 E01 E01"},
+      {{"m0,2", "m3fff,2", "m4000,1", "m0,-1", "m0", "m100000000,1"}, "3132 E01 E01 E01 E01 E01"},
       {{"qCRC:0,ffffffff"}, "E01"},
       {{"qXfer:features:read:target.xml:5,7", "qXfer:features:read:target.xml:ffff,9"}, "m versio l"},
       {{"qXfer:features:read:target.xml:0,ffff"},
@@ -93,6 +93,7 @@ TEST_F(LinkTest, AnswersAsClientsCanBear) {
            std::string(40, '7') + "\" is no address and length"},
   };
   for (const auto& c : cases) EXPECT_EQ(Ask(c.sent), c.answered);
+  EXPECT_EQ(chip.complaints.front(), "bus error") << "what is flash can be read";
   chip.map.main.size = 0x10000;
   EXPECT_EQ(Ask({"m0,9000"}).size(), 0x10000U) << "as many bytes as an answer holds";
   link.Take(host::gdb::Packet("qRcmd,6661696c"));
@@ -120,8 +121,8 @@ TEST_F(LinkTest, BeginsEveryLoadWithNothing) {
     std::vector<std::string> sent;  // before a good load
     const char* answered;
   } cases[] = {
-      {{"vFlashWrite:0:ab", "vFlashWrite:1:c", "vFlashWrite:8:z", "vFlashDone"},
-       "OK E.0x00000001..0x00000001: sent twice, and not the same E.a part of this load has failed: begin it "
+      {{"vFlashWrite:0:ab", "vFlashWrite:0:ab", "vFlashWrite:1:c", "vFlashWrite:8:z", "vFlashDone"},
+       "OK OK E.0x00000001..0x00000001: sent twice, and not the same E.a part of this load has failed: begin it "
        "anew "
        "E.a part of this load has failed: begin it anew"},
       {{"vFlashErase:0,4001"}, "E.0x00000000..0x00004000: 0x00004000 lies in no memory that takes this"},
