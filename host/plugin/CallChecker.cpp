@@ -43,7 +43,6 @@ void CallChecker::Saw(const HostCall& call, std::uint64_t) {
 
 void CallChecker::Begins(const PluginCall& call, std::uint64_t) {
   owesDebugPort = false;
-  failure.reset();
   wentOn = false;
   if (call.function == "CreateFlashDevice4") wire.BeginDevice();
 }
@@ -57,6 +56,7 @@ void CallChecker::Ends(const PluginCall& call, std::uint64_t) {
   if (call.error && call.error->empty() && !failure)
     Find("say why", fmt::format("{} failed without a text", call.function));
   if (call.error || failure) wire.LoseTrack();
+  failure.reset();
 }
 
 void CallChecker::CheckOrder(const HostCall& call) {

@@ -61,18 +61,15 @@ PacketOptions PacketOptionsOf(const ProbeOptions& options, std::uint32_t usualHz
   throw InputError(text);
 }
 
-// What reaches the access ports of a real chip.
+// What reaches the access ports of a real chip, by a name of a known kind.
 std::unique_ptr<ApAccess> OpenAccess(const ProbeOptions& options, const AccessPorts& ports) {
   const ProbeName name(options.name);
   const PacketOptions packets = PacketOptionsOf(options, kUsualWireHz);
   if (name.kind == "cmsis-dap") return OverPackets(OpenUsbProbe(name.rest), packets, ports);
   if (name.kind == "tcp") return OverPackets(std::make_unique<TcpLink>(AddressOf(name)), packets, ports);
-  if (name.kind == "openocd") {
-    if (options.wireTrace)
-      throw InputError("OpenOCD lets nobody see its packets: there is no trace of the wire");
-    return std::make_unique<OpenOcd>(AddressOf(name));
-  }
-  RefuseName(options.name);
+  if (options.wireTrace)
+    throw InputError("OpenOCD lets nobody see its packets: there is no trace of the wire");
+  return std::make_unique<OpenOcd>(AddressOf(name));
 }
 
 // With what it leaves out. A USB probe without its serial number may be any.
