@@ -75,6 +75,7 @@ TEST_F(LinkTest, AnswersAsClientsCanBear) {
       {{"qCRC:0,9"}, "C376e6e7"},  // the published check value of this CRC
       {{"m0,2", "m3fff,2", "m4000,1", "m0,-1", "m0", "m100000000,1"}, "3132 E01 E01 E01 E01 E01"},
       {{"qCRC:0,ffffffff"}, "E01"},
+      {{std::string(0x10000, 'y'), std::string(0x10001, 'y')}, "E01"},  // nothing, and too long
       {{"qXfer:features:read:target.xml:5,7", "qXfer:features:read:target.xml:ffff,9"}, "m versio l"},
       {{"qXfer:features:read:target.xml:0,ffff"},
        R"(l<?xml version="1.0"?><!DOCTYPE target SYSTEM "gdb-target.dtd"><target><architecture>arm</architecture><feature name="org.gnu.gdb.arm.m-profile"><reg name="r0" bitsize="32"/><reg name="r1" bitsize="32"/><reg name="r2" bitsize="32"/><reg name="r3" bitsize="32"/><reg name="r4" bitsize="32"/><reg name="r5" bitsize="32"/><reg name="r6" bitsize="32"/><reg name="r7" bitsize="32"/><reg name="r8" bitsize="32"/><reg name="r9" bitsize="32"/><reg name="r10" bitsize="32"/><reg name="r11" bitsize="32"/><reg name="r12" bitsize="32"/><reg name="sp" bitsize="32" type="data_ptr"/><reg name="lr" bitsize="32"/><reg name="pc" bitsize="32" type="code_ptr"/><reg name="xpsr" bitsize="32"/></feature></target>)"},
