@@ -72,6 +72,7 @@ SWAPS = {
 }
 # clang-format puts blanks around binary operators, which tells them from template brackets and pointers.
 TOKEN = re.compile(
+    r'(?P<raw>\bR"\(.*?\)")|'
     r'(?P<string>"(?:[^"\\\n]|\\.)*")'
     r"|(?P<char>'(?:[^'\\\n]|\\.)+')"
     r"|(?P<comment>//[^\n]*|/\*.*?\*/)"
@@ -94,7 +95,8 @@ class Mutant(typing.NamedTuple):
     new: str
 
     def __str__(self):
-        return f"{self.file}:{self.line}: {self.old.strip()}  ->  {self.new.strip(' ;') or '(dropped)'}"
+        old, new = (text.partition("\n")[0] for text in (self.old.strip(), self.new.strip(" ;")))
+        return f"{self.file}:{self.line}: {old}  ->  {new or '(dropped)'}"
 
 
 def other_number(text):
@@ -107,6 +109,7 @@ REPLACEMENTS = {
     "flag": lambda text: "false" if text == "true" else "true",
     "number": other_number,
     "string": lambda text: re.sub(r"(?<![\\%])[A-Za-z]", lambda letter: "z" if letter[0] == "q" else "q", text, 1),
+    "raw": lambda text: 'R"' + REPLACEMENTS["string"](text[2:]),
     "negation": lambda text: "",
     "statement": lambda text: ";",  # which may follow an if
 }
