@@ -35,7 +35,8 @@ TEST_F(NetworkProbeTest, ServesOneClientAfterTheOther) {
           kNet + " 2>&1; " TOVIK_FLASH_PATH " probes --json tcp:127.0.0.1:$PORT | tr -d ' \n'");
   for (const char* text :
        {"Verified", "\n    Tovik simulated CMSIS-DAP (network)\n    firmware 1.0.0, 4 packets of 512 bytes\n",
-        "tovik-flash: --dry-run needs a simulated chip\n", R"("probes":[{"name":"tcp:127.0.0.1:)",
+        "tovik-flash: --dry-run needs a simulated chip\n",
+        R"("verb":"probes","exit_code":0,"error":null,"probes":[{"name":"tcp:127.0.0.1:)",
         R"(","product":"ToviksimulatedCMSIS-DAP","serial":"SIM0001","cable":"network","firmware":"1.0.0",)"
         R"("packet_size":512,"packet_count":4,"trouble":null}],"left_out":[]})"})
     EXPECT_NE(told.find(text), std::string::npos) << told;

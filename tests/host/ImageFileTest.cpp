@@ -225,6 +225,8 @@ TEST(ImageFormats, ContentDecidesBeforeTheExtensionAndWhetherAnAddressMayBeGiven
             ", which holds its own addresses; leave out \"@0x1000\"");
   }
   EXPECT_EQ(host::ParseImage("a.hex", BytesOf(":no hex"), 0).format, ImageFormat::Raw);
+  for (const char* name : {"a.srec", "a.S19", "a.s28", "a.s37", "a.mot"})
+    EXPECT_EQ(host::FormatByExtension(name), ImageFormat::SRecord) << name;
 }
 
 TEST(ImageFormats, WhatFitsNoFormatIsRefused) {
