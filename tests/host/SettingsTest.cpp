@@ -32,9 +32,11 @@ DeviceDescription Device() {
 
 TEST(Settings, ArePutAsThePluginSpellsThem) {
   const std::tuple<std::string, std::string, std::string> cases[] = {
-      {"FlashPageToggle", "1", "1"},
       {"FlashPageToggle", "TRUE", "1"},
+      {"FlashPageToggle", "yes", "1"},
       {"FlashPageToggle", "off", "0"},
+      {"FlashPageToggle", "no", "0"},
+      {"FlashPageToggle", "false", "0"},
       {"Erase", "chip erase", "Chip Erase"},
       {"FlashPages", "a=b", "a=b"},
       {"Hash", "00fF", "00fF"},
