@@ -44,6 +44,7 @@ target_link_options(tovik_options INTERFACE LINKER:-z,relro,-z,now)
 if(TOVIK_SANITIZE)
   target_compile_options(tovik_options INTERFACE
     -fsanitize=${TOVIK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_definitions(tovik_options INTERFACE _GLIBCXX_ASSERTIONS)
   target_link_options(tovik_options INTERFACE -fsanitize=${TOVIK_SANITIZE})
   target_compile_options(tovik_seldom INTERFACE -O0)
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)

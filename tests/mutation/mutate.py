@@ -81,7 +81,7 @@ TOKEN = re.compile(
     r"|(?P<flag>\b(?:true|false)\b)"
     r"|(?P<number>\b(?:0x[0-9A-Fa-f']+|\d[\d']*)\b)"
     r"|(?P<negation>!(?=[\w(]))"
-    r"|(?P<statement>(?<=\n)[ ]+(?:throw\b|(?!return\b|delete\b|else\b)[\w.:>\-]+\()[^;{}\n]*;)",
+    r"|(?P<statement>(?<=\n)[ ]+(?:throw\b|(?!return\b|delete\b|else\b|\w+\.reserve\()[\w.:>\-]+\()[^;{}\n]*;)",
     re.MULTILINE | re.DOTALL,
 )
 
@@ -234,8 +234,11 @@ class Worker:
             for file in linked:
                 os.replace(self.build / f"{file}.unchanged", self.build / file)
 
-    def compile(self, output, options="-O0"):
-        """Beside the object of the unchanged tree, so that nothing is built twice; and not optimized."""
+    def compile(self, output, options="-O0 -D_GLIBCXX_ASSERTIONS"):
+        """Beside the object of the unchanged tree, so that nothing is built twice; and not optimized.
+
+        With the assertions that the tests with sanitizers have, too.
+        """
         command = self.compiling[output].replace(f" -o {output} ", f" {options} -w -o {output}.changed ")
         return run(["sh", "-c", command], cwd=self.build).returncode == 0
 
