@@ -43,6 +43,7 @@ void CallChecker::Saw(const HostCall& call, std::uint64_t) {
 
 void CallChecker::Begins(const PluginCall& call, std::uint64_t) {
   owesDebugPort = false;
+  failure.reset();
   wentOn = false;
   if (call.function == "CreateFlashDevice4") wire.BeginDevice();
 }

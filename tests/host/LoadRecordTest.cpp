@@ -170,21 +170,5 @@ TEST(ProgressBarTest, SuitsEveryWidth) {
   }
 }
 
-TEST(ProgressBarTest, WritesPlainLinesWhereNothingCanBeRedrawn) {
-  std::FILE* const file = std::tmpfile();
-  ProgressBar bar(file, 80, ProgressBar::Style::Lines);
-  bar.Take(LoadPlanned{1000});
-  for (const Phase phase :
-       {Phase::Erase, Phase::ProgramMain, Phase::VerifyMain, Phase::ProgramMain, Phase::Ccfg, Phase::Scfg})
-    bar.Take(PhaseStarted{phase});
-  bar.Take(BytesMoved{500, 1});
-  bar.Take(LoadEnded{});
-  std::rewind(file);
-  std::string written(100, '\0');
-  written.resize(std::fread(written.data(), 1, written.size(), file));
-  std::fclose(file);
-  EXPECT_EQ(written, "erase\nprogram\nverify\nconfiguration\n");
-}
-
 }  // namespace
 }  // namespace host

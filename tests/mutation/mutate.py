@@ -35,6 +35,9 @@ import typing
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 WORK = ROOT / "build" / "mutate"
 
+# Each replays its seeds.
+FUZZERS = [f"fuzz/{name}_fuzzer tests/data/fuzz/{name}"
+           for name in ("Plugin", "ImageFiles", "DeviceFiles", "GdbPackets", "ProbeAnswers")]
 # Who is asked about a fault in which folder, of which the longest that fits counts: test programs of the build,
 # the quickest first, some of them for a part of their tests, otherwise without those that take long or are done for
 # each device.
@@ -44,7 +47,7 @@ WITNESSES = {
     "simulator": ["simulator/tovik_simulator_tests", "load/tovik_load_tests", "host/tovik_program_tests",
                   "load/tovik_load_tests *Sweep*serin_s20:*PowerCut*serin_s20"],
     "host": ["host/tovik_image_tests", "host/tovik_host_tests", "host/tovik_program_tests", "load/tovik_load_tests",
-             "check/tovik_check_tests", "gdb/tovik_gdb_tests", "openocd/tovik_openocd_tests",
+             "check/tovik_check_tests", "gdb/tovik_gdb_tests", "openocd/tovik_openocd_tests", *FUZZERS,
              "load/tovik_load_tests *Sweep*serin_s20:*PowerCut*serin_s20"],
     "host/probe/OpenProbe.cpp": ["host/tovik_program_tests", "gdb/tovik_gdb_tests NetworkProbe*",
                                  "openocd/tovik_openocd_tests", "usb/tovik_probe_gadget"],
@@ -54,7 +57,7 @@ WITNESSES = {
     "host/cli/ProbesVerb.cpp": ["host/tovik_program_tests", "gdb/tovik_gdb_tests NetworkProbe*",
                                 "usb/tovik_probe_gadget"],
     "host/check": ["check/tovik_check_tests", "host/tovik_program_tests"],
-    "host/gdb": ["gdb/tovik_gdb_tests"],
+    "host/gdb": ["gdb/tovik_gdb_tests", FUZZERS[3]],
     "host/net": ["gdb/tovik_gdb_tests"],
 }
 SLOW_TESTS = "*Sweep.*:*PowerCut.*:*Whichever*/corvel*:*Wherever*/corvel*:*/corvel_h40*"
@@ -133,6 +136,11 @@ def witnesses_of(file):
     return WITNESSES[max(folders, key=len)] if folders else sys.exit(f"{file}: no test program is known")
 
 
+def target_of(program):
+    name = program.split()[0]
+    return name if name.startswith("fuzz/") else f"tests/{name}"
+
+
 class Worker:
     def __init__(self, number, programs):
         self.tree = WORK / str(number)
@@ -154,10 +162,10 @@ class Worker:
              "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold", "-DCMAKE_MODULE_LINKER_FLAGS=-fuse-ld=gold"], cwd=self.tree)
         commands = [entry["command"] for entry in json.loads((self.build / "compile_commands.json").read_text())]
         self.compiling = {command.split(" -o ")[1].split()[0]: command for command in commands}
-        if self.ninja("-j2", *(f"tests/{program.split()[0]}" for program in programs)).returncode != 0:
+        if self.ninja("-j2", *(target_of(program) for program in programs)).returncode != 0:
             sys.exit(f"the unchanged tree does not build: see {self.build}")
         self.read_dependencies()
-        self.parts = {program: self.parts_of(f"tests/{program.split()[0]}") for program in programs}
+        self.parts = {program: self.parts_of(target_of(program)) for program in programs}
         self.limits = dict.fromkeys(programs, 600)
         self.tests = set()
         for program in programs:
@@ -257,12 +265,14 @@ class Worker:
     def run_tests(self, program, stops=False):
         """The tests that were run, and those of them that failed."""
         limit = self.limits[program]
-        name, _, chosen = program.partition(" ")
+        _, _, chosen = program.partition(" ")
         command = ["prlimit", f"--cpu={limit}"]
         if program in SCRIPTS:
             command += [self.tree / SCRIPTS[program]]
+        elif program in FUZZERS:
+            command += [self.build / target_of(program), self.tree / chosen]
         else:
-            command += [self.build / "tests" / name, f"--gtest_filter={chosen or '*-' + SLOW_TESTS}",
+            command += [self.build / target_of(program), f"--gtest_filter={chosen or '*-' + SLOW_TESTS}",
                         f"--gtest_fail_fast={int(stops)}"]
         with tempfile.TemporaryFile() as output:
             asked = subprocess.Popen(command, stdout=output, stderr=subprocess.DEVNULL, env=self.environment,
