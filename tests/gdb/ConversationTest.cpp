@@ -123,8 +123,8 @@ TEST_F(LinkTest, BeginsEveryLoadWithNothing) {
     const char* answered;
   } cases[] = {
       {{"vFlashWrite:0:ab", "vFlashWrite:0:ab", "vFlashWrite:1:c", "vFlashWrite:8:z", "vFlashDone"},
-       "OK OK E.0x00000001..0x00000001: sent twice, and not the same E.a part of this load has failed: begin it "
-       "anew "
+       "OK OK E.0x00000001..0x00000001: sent twice, and not the same "
+       "E.a part of this load has failed: begin it anew "
        "E.a part of this load has failed: begin it anew"},
       {{"vFlashErase:0,4001"}, "E.0x00000000..0x00004000: 0x00004000 lies in no memory that takes this"},
       {{"vFlashWrite:0:ab", "vFlashWrite:3fff:ab"},
