@@ -94,7 +94,8 @@ TEST_F(LinkTest, AnswersAsClientsCanBear) {
            std::string(40, '7') + "\" is no address and length"},
   };
   for (const auto& c : cases) EXPECT_EQ(Ask(c.sent), c.answered);
-  EXPECT_EQ(chip.complaints.front(), "bus error") << "what is flash can be read";
+  EXPECT_EQ(chip.complaints.at(0), "bus error") << "what is flash can be read; what is no memory, by nobody";
+  EXPECT_EQ(chip.complaints.at(1), "\"0,-1\" is no address and length");
   chip.map.main.size = 0x10000;
   EXPECT_EQ(Ask({"m0,9000"}).size(), 0x10000U) << "as many bytes as an answer holds";
   link.Take(host::gdb::Packet("qRcmd,6661696c"));
